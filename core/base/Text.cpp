@@ -1,0 +1,302 @@
+#include "core/base/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include <unicode/brkiter.h>
+#include <unicode/bytestream.h>
+#include <unicode/casemap.h>
+#include <unicode/coll.h>
+#include <unicode/utext.h>
+
+#include "core/base/Ascii.h"
+#include "core/base/Icu.h"
+#include "core/base/Unicode.h"
+
+namespace vesk::text {
+namespace {
+
+bool isIllFormed(unicode::CodePoint c) { return c.value == U'\uFFFD' && c.length == 1; }
+
+bool equalAsciiIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return ascii::lower(x) == ascii::lower(y); });
+}
+
+// The places of the printable ASCII characters in the root collation; 0 for every other byte. Capitals stand where
+// their small letters do.
+constexpr std::array<std::uint8_t, 256> collationPlaces = [] {
+  constexpr std::string_view order = " _-,;:!?.'\"()[]{}@*/\\&#%`^+<=>|~$0123456789abcdefghijklmnopqrstuvwxyz";
+  std::array<std::uint8_t, 256> places{};
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    places[static_cast<unsigned char>(order[i])] = static_cast<std::uint8_t>(i + 1);
+  }
+  for (std::size_t c = 'A'; c <= 'Z'; ++c) places[c] = places[c - 'A' + 'a'];
+  return places;
+}();
+
+int collationPlace(char c) { return collationPlaces[static_cast<unsigned char>(c)]; }
+
+bool isPrintableAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+// Takes the digits that `rest` starts with off it.
+std::string_view takeDigits(std::string_view& rest) {
+  const auto end = std::find_if_not(rest.begin(), rest.end(), ascii::isDigit);
+  const std::string_view digits = rest.substr(0, static_cast<std::size_t>(end - rest.begin()));
+  rest.remove_prefix(digits.size());
+  return digits;
+}
+
+int compareValues(std::string_view a, std::string_view b) {
+  a.remove_prefix(std::min(a.find_first_not_of('0'), a.size()));
+  b.remove_prefix(std::min(b.find_first_not_of('0'), b.size()));
+  if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
+  return a.compare(b);
+}
+
+// What the collator says of two names of printable ASCII. Nullopt at a number so long that the collator takes it for
+// several.
+std::optional<int> collateAscii(std::string_view a, std::string_view b) {
+  constexpr std::size_t longestNumber = 254;
+  while (!a.empty() && !b.empty()) {
+    if (ascii::isDigit(a.front()) && ascii::isDigit(b.front())) {
+      const std::string_view x = takeDigits(a);
+      const std::string_view y = takeDigits(b);
+      if (std::max(x.size(), y.size()) > longestNumber) return std::nullopt;
+      if (const int order = compareValues(x, y); order != 0) return order;
+      continue;
+    }
+    const int order = collationPlace(a.front()) - collationPlace(b.front());
+    if (order != 0) return order;
+    a.remove_prefix(1);
+    b.remove_prefix(1);
+  }
+  return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
+}
+
+std::unique_ptr<const icu::Collator> openCollator() {
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(icu::Locale::getRoot(), status));
+  icuCalls::require(status);
+  collator->setStrength(icu::Collator::SECONDARY);  // accents count, case doesn't
+  collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+  icuCalls::require(status);
+  return collator;
+}
+
+int collate(std::string_view a, std::string_view b) {
+  static const std::unique_ptr<const icu::Collator> collator = openCollator();
+  UErrorCode status = U_ZERO_ERROR;
+  const UCollationResult order = collator->compareUTF8(icuCalls::piece(a), icuCalls::piece(b), status);
+  icuCalls::require(status);
+  return order;
+}
+
+bool isCrLf(std::string_view text, std::size_t position) { return text.substr(position, 2) == "\r\n"; }
+
+std::unique_ptr<icu::BreakIterator> openBreakIterator() {
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::BreakIterator> iterator(
+      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  icuCalls::require(status);
+  return iterator;
+}
+
+// The characters of a text. Between two ASCII characters the answer is known; ICU is asked of the other places only.
+class Characters {
+ public:
+  explicit Characters(std::string_view text) : text_(text) {}
+
+  // The end of the character that starts at `start` (< the text's size).
+  std::size_t endOf(std::size_t start) {
+    if (isCrLf(text_, start)) return start + 2;
+    if (isPlainBoundary(start + 1)) return start + 1;
+    return static_cast<std::size_t>(iterator().following(static_cast<std::int32_t>(start)));
+  }
+
+  // The last boundary that isn't after `limit` (<= the text's size).
+  std::size_t lastBoundary(std::size_t limit) {
+    if (isPlainBoundary(limit)) return limit;
+    while (limit > 0 && (text_[limit] & 0xC0) == 0x80) --limit;
+    const auto offset = static_cast<std::int32_t>(limit);
+    if (iterator().isBoundary(offset)) return limit;
+    return static_cast<std::size_t>(iterator().preceding(offset));
+  }
+
+ private:
+  bool isPlainBoundary(std::size_t position) const {
+    if (position == 0 || position == text_.size()) return true;
+    return ascii::isAscii(text_[position - 1]) && ascii::isAscii(text_[position]) && !isCrLf(text_, position - 1);
+  }
+
+  icu::BreakIterator& iterator() {
+    if (!iterator_) open();
+    return *iterator_;
+  }
+
+  void open() {
+    static const std::unique_ptr<const icu::BreakIterator> original = openBreakIterator();
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::LocalUTextPointer bytes(utext_openUTF8(nullptr, text_.data(), icuCalls::length(text_), &status));
+    icuCalls::require(status);
+    iterator_.reset(original->clone());
+    iterator_->setText(bytes.getAlias(), status);  // which copies what it needs of `bytes`
+    icuCalls::require(status);
+  }
+
+  std::string_view text_;
+  std::unique_ptr<icu::BreakIterator> iterator_;
+};
+
+// The UTF-16 code units that a byte stands for: one for a character's first byte, two where a pair is needed.
+std::size_t unitsOf(char byte) {
+  const auto value = static_cast<unsigned char>(byte);
+  return static_cast<std::size_t>((value & 0xC0) != 0x80) + static_cast<std::size_t>(value >= 0xF0);
+}
+
+std::string_view trim(std::string_view text, std::string_view what) {
+  const std::size_t first = text.find_first_not_of(what);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(what) - first + 1);
+}
+
+}  // namespace
+
+bool isValidUtf8(std::string_view text) {
+  for (std::size_t position = 0;;) {
+    position += ascii::prefixLength(text.substr(position));
+    while (position < text.size() && !ascii::isAscii(text[position])) {
+      const unicode::CodePoint c = unicode::decode(text, position);
+      if (isIllFormed(c)) return false;
+      position += c.length;
+    }
+    if (position == text.size()) return true;
+  }
+}
+
+bool isAscii(std::string_view text) { return ascii::prefixLength(text) == text.size(); }
+
+std::string key(std::string_view text) {
+  std::string lowered;
+  if (isAscii(text)) {
+    lowered.resize(text.size());
+    std::transform(text.begin(), text.end(), lowered.begin(), ascii::lower);
+    return lowered;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  icu::StringByteSink<std::string> sink(&lowered);
+  icu::CaseMap::utf8ToLower("", 0, icuCalls::piece(nfc(text)), sink, nullptr, status);
+  icuCalls::require(status);
+  return lowered;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+  if (isAscii(a) && isAscii(b)) return equalAsciiIgnoringCase(a, b);
+  return key(a) == key(b);
+}
+
+std::string nfc(std::string_view text) {
+  if (isAscii(text)) return std::string(text);
+  std::string normalized;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::StringByteSink<std::string> sink(&normalized, icuCalls::length(text));
+  icuCalls::nfc().normalizeUTF8(0, icuCalls::piece(text), sink, nullptr, status);
+  icuCalls::require(status);
+  return normalized;
+}
+
+int compareNames(std::string_view a, std::string_view b) {
+  std::optional<int> order;
+  if (isPrintableAscii(a) && isPrintableAscii(b)) order = collateAscii(a, b);
+  if (!order) order = collate(a, b);
+  return *order != 0 ? *order : a.compare(b);
+}
+
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+  Characters characters(text);
+  std::size_t end = 0;
+  for (; count > 0 && end < text.size(); --count) end = characters.endOf(end);
+  return text.substr(0, end);
+}
+
+std::string_view firstBytes(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  return text.substr(0, Characters(text).lastBoundary(bytes));
+}
+
+std::string_view firstUnits(std::string_view text, std::size_t units) {
+  if (text.size() <= units) return text;  // no character takes more units than bytes
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::size_t needed = unitsOf(text[i]);
+    if (needed > units) return firstBytes(text, i);
+    units -= needed;
+  }
+  return text;
+}
+
+std::size_t unitCount(std::string_view text) {
+  std::size_t count = 0;
+  for (const char byte : text) count += unitsOf(byte);
+  return count;
+}
+
+std::string_view trimSpaces(std::string_view text) { return trim(text, " "); }
+
+std::string_view trimBlanks(std::string_view text) { return trim(text, " \t"); }
+
+std::string_view trimWhitespace(std::string_view text) {
+  while (!text.empty()) {
+    const unicode::CodePoint first = unicode::decode(text, 0);
+    if (!unicode::isWhitespace(first.value)) break;
+    text.remove_prefix(first.length);
+  }
+  while (!text.empty()) {
+    const unicode::CodePoint last = unicode::decodeBefore(text, text.size());
+    if (!unicode::isWhitespace(last.value)) break;
+    text.remove_suffix(last.length);
+  }
+  return text;
+}
+
+std::string collapseWhitespace(std::string_view text) {
+  std::string collapsed;
+  collapsed.reserve(text.size());
+  bool spaceIsDue = false;
+  for (std::size_t position = 0; position < text.size();) {
+    const unicode::CodePoint c = unicode::decode(text, position);
+    const bool isSpace = unicode::isWhitespace(c.value);
+    if (!isSpace) {
+      if (spaceIsDue && !collapsed.empty()) collapsed += ' ';
+      collapsed += text.substr(position, c.length);
+    }
+    spaceIsDue = isSpace;
+    position += c.length;
+  }
+  return collapsed;
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> pieces;
+  for (std::size_t end = text.find(separator); end != std::string_view::npos; end = text.find(separator)) {
+    pieces.push_back(text.substr(0, end));
+    text.remove_prefix(end + 1);
+  }
+  pieces.push_back(text);
+  return pieces;
+}
+
+std::string join(const std::vector<std::string>& pieces, std::string_view separator) {
+  std::string joined;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    if (i > 0) joined += separator;
+    joined += pieces[i];
+  }
+  return joined;
+}
+
+}  // namespace vesk::text
