@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/Time.h"
+#include "core/vault/Bucket.h"
+
+namespace vesk {
+
+// One Markdown file of the vault, as it was when it was scanned.
+struct Note {
+  std::string id = {};     // the path in the vault, with its extension: "Projects/Website/Plan.md"
+  std::string url = {};    // the absolute path
+  std::string title = {};  // the front matter's title, else the first level-one heading, else the file's name
+  std::string body = {};   // the text after the front matter
+  std::vector<std::string> tags = {};   // without "#", the front matter's first, each once
+  std::vector<std::string> links = {};  // the targets of the wiki links, in order
+  Timestamp modified = distantPast;
+  Timestamp created = distantPast;
+  Bucket bucket = Bucket::other;  // the role of the top-level folder it lies under
+  bool isVeskPage = false;        // made by Vesk itself (front matter "vesk: true")
+
+  std::string_view fileName() const;    // the last component of the id, without its extension
+  std::string_view folderPath() const;  // the id without its last component; "" in the root
+  std::string_view preview() const;     // the first line of text
+
+  bool operator==(const Note&) const = default;
+};
+
+// Notes are shared by everything that holds them, never copied.
+using NoteRef = std::shared_ptr<const Note>;
+
+// Fills in what is read from a note's text: title, body, tags, links, isVeskPage. `note` knows its id.
+void readNoteText(Note& note, std::string_view text);
+
+}  // namespace vesk

@@ -1,0 +1,106 @@
+#include "core/vault/Vault.h"
+
+#include <cerrno>
+
+#include "core/base/Text.h"
+#include "core/platform/AtomicFile.h"
+#include "core/platform/FileError.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::size_t longestTitle = 120;  // characters
+
+bool endsName(char c) {
+  constexpr std::string_view refused = R"(/\:*?"<>|#^[])";
+  return refused.find(c) != std::string_view::npos || static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+// The path without ".", ".." and doubled slashes. Nullopt when ".." leads above its beginning.
+std::optional<std::string> standardized(std::string_view path) {
+  std::vector<std::string_view> kept;
+  for (const std::string_view part : text::split(path, '/')) {
+    if (part.empty() || part == ".") continue;
+    if (part != "..") {
+      kept.push_back(part);
+      continue;
+    }
+    if (kept.empty()) return std::nullopt;
+    kept.pop_back();
+  }
+  std::string joined;
+  for (const std::string_view part : kept) joined.append(joined.empty() ? "" : "/").append(part);
+  return joined;
+}
+
+void removeTemporaryFiles(const Folder& root, const std::string& path) {
+  std::vector<std::string> folders;
+  for (const FolderEntry& entry : root.openFolder(path).entries()) {
+    const std::string below = joinPath(path, entry.name);
+    if (entry.kind == FileKind::file && atomicFile::isTemporaryName(entry.name)) root.removeFile(below);
+    const bool looksInside = !entry.name.starts_with('.') || entry.name == Vault::settingsFolder;
+    if (entry.kind == FileKind::folder && looksInside) folders.push_back(below);
+  }
+  for (const std::string& folder : folders) removeTemporaryFiles(root, folder);
+}
+
+// Temporary files are nobody's work: without this, one that is there at the wrong moment would be committed.
+void excludeFromGit(const Folder& root) {
+  constexpr std::string_view path = ".git/info/exclude";
+  constexpr std::string_view pattern = ".vesk-*.tmp";
+  const auto info = root.info(".git/info");
+  if (!info || info->kind != FileKind::folder) return;
+  std::string text = root.exists(path) ? root.read(path) : std::string();
+  for (const std::string_view line : text::split(text, '\n'))
+    if (line == pattern) return;
+  if (!text.empty() && !text.ends_with('\n')) text += '\n';
+  root.replaceFile(path, text.append(pattern).append("\n"));
+}
+
+}  // namespace
+
+Vault::Vault(std::string_view root) : root_("/" + standardized(root).value_or("")) {}
+
+std::string Vault::normalized(std::string_view path) {
+  const bool unusable = path.starts_with('/') || path.find('\0') != std::string_view::npos;
+  auto inside = unusable ? std::nullopt : standardized(path);
+  if (!inside) throw VaultError::outsideVault(path);
+  return std::move(*inside);
+}
+
+std::string Vault::resolve(std::string_view path) const {
+  const std::string inside = normalized(path);
+  if (inside.empty()) return root_;
+  return root_ == "/" ? root_ + inside : root_ + "/" + inside;
+}
+
+std::string Vault::fileName(std::string_view title) {
+  std::string spaced(title);
+  for (char& c : spaced)
+    if (endsName(c)) c = ' ';
+  const std::string name = text::collapseWhitespace(spaced);
+  if (name.empty() || name.starts_with('.')) throw VaultError::invalidName();
+  return std::string(text::trimWhitespace(text::firstCharacters(name, longestTitle)));
+}
+
+void Vault::prepare() const {
+  const FileLock held = lock();
+  const Folder root = open();
+  removeTemporaryFiles(root, "");
+  excludeFromGit(root);
+}
+
+VaultSnapshot Vault::scan() const {
+  VaultSnapshot snapshot;
+  if (auto saved = organization()) snapshot.organization = std::move(*saved);
+  scanNotes(root_, *parsed_, snapshot);
+  snapshot.appearance = appearance();
+  return snapshot;
+}
+
+std::vector<FolderSummary> Vault::folders() const {
+  return listFolders(root_, organization().value_or(Organization::para()));
+}
+
+}  // namespace vesk

@@ -1,0 +1,169 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/Json.h"
+#include "core/platform/FileError.h"
+#include "core/platform/FileLock.h"
+#include "core/platform/Folder.h"
+#include "core/vault/Organization.h"
+#include "core/vault/ParsedNotes.h"
+#include "core/vault/VaultAppearance.h"
+#include "core/vault/VaultError.h"
+#include "core/vault/VaultScan.h"
+#include "core/vault/VaultSnapshot.h"
+
+namespace vesk {
+
+// A folder of Markdown notes, and every change that is made to it.
+//
+// A value: it holds the folder's path and a parse cache that its copies share. Paths are vault-relative, with "/"
+// between components; a noteID is the path of a note with its ".md". A path that leads out of the vault, through ".."
+// or a link, throws VaultError::outsideVault. Every operation completes or throws before it writes; writes are whole
+// and atomic, and hold the vault's lock from what they read to what they write. File-system failures pass through as
+// FileErrors. May be used from any thread.
+class Vault {
+ public:
+  // The hidden folder of Vesk's own settings.
+  static constexpr std::string_view settingsFolder = ".vesk";
+
+  // `root` is an absolute path; "." and ".." in it are taken out.
+  explicit Vault(std::string_view root);
+
+  const std::string& root() const { return root_; }
+
+  // The absolute path of a vault-relative one; "" gives the root.
+  std::string resolve(std::string_view path) const;
+
+  // A typed title as a file name: characters that file systems or links can't carry become spaces, at most 120
+  // characters remain. Throws VaultError::invalidName when nothing does, or a hidden name would.
+  static std::string fileName(std::string_view title);
+
+  // What Vesk does when the user opens a folder: removes temporary files that a killed process left, and tells git to
+  // leave them alone.
+  void prepare() const;
+
+  // ---- Layout
+
+  std::optional<Organization> organization() const;  // nullopt when there is none that can be read
+  void save(const Organization& organization) const;
+  VaultAppearance appearance() const;
+  void save(const VaultAppearance& appearance) const;
+
+  // Makes the PARA folders, and one for each project and area named.
+  void createStructure(const std::vector<std::string>& projects, const std::vector<std::string>& areas) const;
+
+  // Saves an organization for a vault that is there, and makes the folders it lacks.
+  void adopt(const Organization& organization, const std::vector<std::string>& areas) const;
+
+  // What switching to another organization would move; nothing is changed.
+  OrganizationChange planChange(const Organization& target) const;
+  void apply(const OrganizationChange& change) const;
+
+  // ---- Reading
+
+  // Reads the whole vault; what has not changed since an earlier scan is not read again.
+  VaultSnapshot scan() const;
+
+  // The folders, without reading any note.
+  std::vector<FolderSummary> folders() const;
+
+  // A note's whole text as it is now.
+  std::string read(std::string_view noteID) const;
+
+  // ---- Notes
+
+  // Makes a note in a folder, never over another: "Plan.md", then "Plan 2.md". An empty title is "Untitled". Returns
+  // the noteID.
+  std::string createNote(std::string_view title, std::string_view body, const std::vector<std::string>& tags,
+                         std::string_view folder) const;
+
+  // Replaces a note's body and front-matter tags; returns the text now on disk. `expecting` is the whole text that the
+  // caller last read: when the file holds anything else, VaultError::conflict is thrown and nothing written.
+  std::string save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags,
+                   std::string_view expecting) const;
+  std::string save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags) const;
+
+  // Adds text at the end, on a line of its own; returns the text now on disk.
+  std::string append(std::string_view text, std::string_view noteID) const;
+
+  // Takes exactly that text off the end again; VaultError::changedSince when the note no longer ends in it.
+  void removeAppended(std::string_view text, std::string_view noteID) const;
+
+  // Renames a note's file; returns its new noteID. VaultError::nameTaken when there is one of that name.
+  std::string rename(std::string_view noteID, std::string_view title) const;
+
+  // Moves a note to a folder, which is made when it is missing; returns its new noteID. VaultError::nameTaken likewise.
+  std::string move(std::string_view noteID, std::string_view folder) const;
+
+  // Moves any item to a new path.
+  void movePath(std::string_view from, std::string_view to) const;
+
+  // Replaces a tag, and the tags nested below it, in every note of the snapshot that carries it, code left alone.
+  // Returns the number of notes changed. VaultError::invalidName when `newTag` can't be a tag.
+  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot) const;
+
+  // The daily note of that name, made from the template when there is none: "{{date}}" becomes the day, "{{title}}" the
+  // name. Returns its noteID.
+  std::string journalNote(std::string_view name, std::string_view folder, std::string_view noteTemplate,
+                          std::chrono::year_month_day day) const;
+
+  // ---- Folders
+
+  // Makes a folder; returns its path. VaultError::nameTaken when there is one.
+  std::string createFolder(std::string_view name, std::string_view parent) const;
+  void ensureFolder(std::string_view path) const;
+  std::string renameFolder(std::string_view path, std::string_view name) const;
+  std::string moveFolder(std::string_view path, std::string_view parent) const;
+
+  // ---- Trash: the desktop's own. Each returns the absolute path that the item has there.
+
+  std::string trash(std::string_view path) const;
+  std::string moveToTrash(std::string_view noteID) const { return trash(noteID); }
+  std::string moveFolderToTrash(std::string_view path) const { return trash(path); }
+  // VaultError::changedSince when anything is in the folder.
+  std::string moveEmptyFolderToTrash(std::string_view path) const;
+
+  // Moves an item back from the Trash. VaultError::nameTaken when something has that path now.
+  void restore(const std::string& fromTrash, std::string_view to) const;
+
+  // Writes back an earlier text; VaultError::changedSince when the file does not hold `expecting`.
+  void restoreText(std::string_view text, std::string_view expecting, std::string_view path) const;
+
+ private:
+  // The path without "." and "..".
+  static std::string normalized(std::string_view path);
+
+  Folder open() const { return Folder::open(root_); }
+  FileLock lock() const { return FileLock(root_); }
+
+  // Runs step(open vault, path within it). A link that leads out is refused like any other path that does.
+  template <typename Step>
+  auto at(std::string_view path, Step step) const {
+    const std::string inside = normalized(path);
+    try {
+      return step(open(), inside);
+    } catch (const OutsideFolderError&) {
+      throw VaultError::outsideVault(path);
+    }
+  }
+
+  // Replaces a file's text by what `change` makes of it, all under the lock; returns the new text. One that stays as it
+  // was is not written.
+  std::string rewrite(std::string_view path, const std::function<std::string(const std::string& text)>& change) const;
+  std::optional<Json> readSettings(std::string_view name) const;
+  void writeSettings(std::string_view name, const std::function<void(Json& json)>& change) const;
+  std::vector<Organization::Place> currentPlaces() const;
+
+  std::string root_;
+  std::shared_ptr<ParsedNotes> parsed_ = std::make_shared<ParsedNotes>();
+};
+
+}  // namespace vesk

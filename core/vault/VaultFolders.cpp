@@ -1,0 +1,80 @@
+// Folders, and the desktop's Trash.
+
+#include <cerrno>
+#include <chrono>
+
+#include "core/base/Text.h"
+#include "core/platform/Trash.h"
+#include "core/vault/Vault.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::size_t longestName = 255;  // bytes, as file systems count
+
+std::string folderName(std::string_view typed) {
+  return std::string(text::trimWhitespace(text::firstBytes(Vault::fileName(typed), longestName)));
+}
+
+}  // namespace
+
+std::string Vault::createFolder(std::string_view name, std::string_view parent) const {
+  std::string path = joinPath(normalized(parent), folderName(name));
+  at(path, [&](const Folder& root, const std::string& inside) {
+    if (root.exists(inside)) throw VaultError::nameTaken();
+    root.createFolders(inside);
+  });
+  return path;
+}
+
+void Vault::ensureFolder(std::string_view path) const {
+  at(path, [](const Folder& root, const std::string& inside) { root.createFolders(inside); });
+}
+
+std::string Vault::renameFolder(std::string_view path, std::string_view name) const {
+  std::string renamed = joinPath(parentPath(normalized(path)), folderName(name));
+  movePath(path, renamed);
+  return renamed;
+}
+
+std::string Vault::moveFolder(std::string_view path, std::string_view parent) const {
+  const std::string from = normalized(path);
+  const std::string into = normalized(parent);
+  if (into == from || into.starts_with(from + "/")) throw VaultError::invalidMove();
+  std::string moved = joinPath(into, lastComponent(from));
+  if (moved == from) throw VaultError::nameTaken();
+  movePath(from, moved);
+  return moved;
+}
+
+std::string Vault::trash(std::string_view path) const {
+  return at(path, [&](const Folder& root, const std::string& inside) {
+    if (inside.empty()) throw VaultError::outsideVault(path);
+    if (!root.exists(inside)) throw FileError("move to the Trash", path, ENOENT);
+    return trash::put(resolve(inside), std::chrono::system_clock::now());
+  });
+}
+
+std::string Vault::moveEmptyFolderToTrash(std::string_view path) const {
+  at(path, [](const Folder& root, const std::string& inside) {
+    for (const FolderEntry& entry : root.openFolder(inside).entries())
+      if (entry.name != ".DS_Store") throw VaultError::changedSince();
+  });
+  return trash(path);
+}
+
+void Vault::restore(const std::string& fromTrash, std::string_view to) const {
+  ensureFolder(parentPath(normalized(to)));
+  at(to, [&](const Folder& root, const std::string& inside) {
+    if (root.exists(inside)) throw VaultError::nameTaken();
+    try {
+      trash::restore(fromTrash, resolve(inside));
+    } catch (const FileError& error) {
+      if (error.code() == EEXIST) throw VaultError::nameTaken();
+      throw;
+    }
+  });
+}
+
+}  // namespace vesk

@@ -1,0 +1,118 @@
+#include "core/vault/VaultSnapshot.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "core/base/Text.h"
+#include "core/base/TextSearch.h"
+#include "core/platform/Folder.h"
+#include "core/platform/Parallel.h"
+
+namespace vesk {
+
+namespace {
+
+enum class Match : char { none, text, title };
+
+Match matchOf(const text::TextSearch& search, const Note& note) {
+  if (search.occursIn(note.title)) return Match::title;
+  const auto inTag = [&](const std::string& tag) { return search.occursIn(tag); };
+  if (std::any_of(note.tags.begin(), note.tags.end(), inTag) || search.occursIn(note.body)) return Match::text;
+  return Match::none;
+}
+
+// Adds the notes of a folder and of those below.
+void collect(const FolderNode& folder, std::vector<NoteRef>& notes) {
+  notes.insert(notes.end(), folder.notes.begin(), folder.notes.end());
+  for (const FolderNode& child : folder.folders) collect(child, notes);
+}
+
+}  // namespace
+
+std::size_t FolderNode::noteCount() const {
+  std::size_t count = notes.size();
+  for (const FolderNode& folder : folders) count += folder.noteCount();
+  return count;
+}
+
+std::vector<NoteRef> FolderNode::allNotes() const {
+  std::vector<NoteRef> all;
+  collect(*this, all);
+  return all;
+}
+
+void sortNewestFirst(std::vector<NoteRef>& notes) {
+  std::stable_sort(notes.begin(), notes.end(),
+                   [](const NoteRef& a, const NoteRef& b) { return a->modified > b->modified; });
+}
+
+std::vector<NoteRef> VaultSnapshot::search(std::string_view query) const {
+  const std::string_view words = text::trimWhitespace(query);
+  if (words.empty()) return {};
+  const text::TextSearch search(words);
+  std::vector<Match> matches(notes.size(), Match::none);
+  inParallel(notes.size(), [&](std::size_t i) { matches[i] = matchOf(search, *notes[i]); });
+
+  std::vector<NoteRef> byTitle;
+  std::vector<NoteRef> byText;
+  for (std::size_t i = 0; i < notes.size(); ++i) {
+    if (matches[i] == Match::title) byTitle.push_back(notes[i]);
+    if (matches[i] == Match::text) byText.push_back(notes[i]);
+  }
+  sortNewestFirst(byTitle);
+  sortNewestFirst(byText);
+  byTitle.insert(byTitle.end(), byText.begin(), byText.end());
+  return byTitle;
+}
+
+std::vector<NoteRef> VaultSnapshot::notesTagged(std::string_view tag) const {
+  std::vector<NoteRef> found;
+  for (const NoteRef& note : notes)
+    if (std::find(note->tags.begin(), note->tags.end(), tag) != note->tags.end()) found.push_back(note);
+  return found;
+}
+
+std::vector<TagCount> VaultSnapshot::tags() const {
+  std::unordered_map<std::string_view, std::size_t> counts;
+  for (const NoteRef& note : notes)
+    for (const std::string& tag : note->tags) ++counts[tag];
+  std::vector<TagCount> tags;
+  tags.reserve(counts.size());
+  for (const auto& [tag, count] : counts) tags.push_back({std::string(tag), count});
+  std::sort(tags.begin(), tags.end(), [](const TagCount& a, const TagCount& b) {
+    return a.count != b.count ? a.count > b.count : text::compareNames(a.name, b.name) < 0;
+  });
+  return tags;
+}
+
+std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
+  const std::string name(note.fileName());
+  const auto leadsThere = [&](const std::string& link) { return text::equalIgnoringCase(lastComponent(link), name); };
+  std::vector<NoteRef> found;
+  for (const NoteRef& other : notes)
+    if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere))
+      found.push_back(other);
+  return found;
+}
+
+std::vector<NoteRef> VaultSnapshot::unsorted() const {
+  std::vector<NoteRef> found;
+  for (const NoteRef& note : notes)
+    if ((note->bucket == Bucket::inbox || note->bucket == Bucket::other) && !note->isVeskPage) found.push_back(note);
+  sortNewestFirst(found);
+  return found;
+}
+
+std::optional<std::string> VaultSnapshot::folder(Bucket bucket) const {
+  if (const auto* place = organization.place(bucket)) {
+    const auto named = [&](const FolderNode& folder) { return text::equalIgnoringCase(folder.name, place->folder); };
+    const auto present = std::find_if(root.folders.begin(), root.folders.end(), named);
+    if (present != root.folders.end()) return present->id;
+  }
+  for (const FolderNode& folder : root.folders)
+    if (folder.bucket == bucket) return folder.id;
+  const auto* place = organization.place(bucket);
+  return place ? std::optional(place->folder) : std::nullopt;
+}
+
+}  // namespace vesk
