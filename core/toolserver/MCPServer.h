@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/base/Json.h"
+
+namespace vesk {
+
+// The tool server: the Model Context Protocol over one line of JSON-RPC 2.0 a message.
+//
+// Holds nothing between two calls but the support directory's path: each call reads the user's switches and the vault
+// afresh, so that what the user changes takes effect at once. Requests need no `initialize` before them.
+class MCPServer {
+ public:
+  // `directory` is the support directory, shared with Vesk's other programs.
+  explicit MCPServer(std::string directory) : directory_(std::move(directory)) {}
+
+  // Answers one message with one line, without its "\n"; nullopt when it needs no answer. Never throws for what the
+  // line holds: what can't be read is answered with a parse error, and a failure of a tool is a result flagged
+  // "isError".
+  std::optional<std::string> handle(std::string_view line) const;
+
+  // The answer to a line that can't be read.
+  static std::string parseError();
+
+  // Carries out one tool; returns its result's text. Throws ToolError for what the user's switches forbid and for what
+  // the tool refuses; failures of the vault and of the file system pass through.
+  std::string run(std::string_view name, const Json::Object& arguments) const;
+
+  // What an assistant is told when it connects: how the vault is organized, how to work in it, and the user's own
+  // rules.
+  std::string instructions() const;
+
+ private:
+  Json initializeResult(const Json& params) const;
+  Json callResult(const Json& params) const;
+
+  std::string directory_;
+};
+
+}  // namespace vesk

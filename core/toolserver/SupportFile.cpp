@@ -1,0 +1,67 @@
+#include "core/toolserver/SupportFile.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include "core/base/Time.h"
+#include "core/platform/FileError.h"
+#include "core/platform/Folder.h"
+
+namespace vesk::supportFile {
+
+namespace {
+
+constexpr std::uint64_t maximumSize = std::uint64_t{64} << 20;
+
+void makeDirectory(const std::string& directory) {
+  namespace fs = std::filesystem;
+  std::error_code failure;
+  fs::create_directories(fs::path(directory).parent_path(), failure);
+  if (!failure && ::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
+  if (failure) throw FileError("create the folder", directory, failure.value());
+}
+
+std::string nameAside(std::string_view name) {
+  const std::string_view stem = name.substr(0, name.rfind('.'));
+  std::string moment = time::iso8601(std::chrono::system_clock::now());
+  std::erase_if(moment, [](char c) { return c == '-' || c == ':'; });
+  return fmt::format("{}.unreadable-{}{}", stem, moment, name.substr(stem.size()));
+}
+
+}  // namespace
+
+std::optional<Json> read(const std::string& directory, std::string_view name) {
+  try {
+    const Folder folder = Folder::open(directory);
+    const auto info = folder.info(name);
+    if (!info || info->size > maximumSize) return std::nullopt;
+    return Json::parse(folder.read(name));
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+Json readToRewrite(const std::string& directory, std::string_view name) {
+  if (auto json = read(directory, name)) return std::move(*json);
+  try {
+    const Folder folder = Folder::open(directory);
+    if (folder.exists(name)) folder.move(name, nameAside(name));
+  } catch (const FileError& error) {
+    if (!error.isMissing()) throw;
+  }
+  return Json();
+}
+
+void write(const std::string& directory, std::string_view name, const Json& json) {
+  makeDirectory(directory);
+  const Folder folder = Folder::open(directory);
+  const std::string text = json.pretty();
+  if (!folder.createFile(name, text, 0600)) folder.replaceFile(name, text);
+}
+
+}  // namespace vesk::supportFile

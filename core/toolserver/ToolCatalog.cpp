@@ -1,0 +1,35 @@
+#include "core/toolserver/ToolCatalog.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "core/base/Text.h"
+#include "core/toolserver/tools/NoteTools.h"
+#include "core/toolserver/tools/StructureTools.h"
+
+namespace vesk::toolCatalog {
+
+const std::vector<Tool>& tools() {
+  static const std::vector<Tool> all = {
+      searchNotesTool(), listNotesTool(), readNoteTool(), listFoldersTool(), listTagsTool(), getOrganizationTool(),
+  };
+  return all;
+}
+
+const Tool* find(std::string_view name) {
+  const auto found = std::find_if(tools().begin(), tools().end(), [&](const Tool& tool) { return tool.name == name; });
+  return found == tools().end() ? nullptr : &*found;
+}
+
+std::optional<std::string> refusal(std::string_view name, const AIAccess& access) {
+  const Tool* tool = find(name);
+  if (!tool) return fmt::format("Unknown tool {}", text::firstCharacters(name, 200));
+  if (!tool->needs || access.*(tool->needs)) return std::nullopt;
+  const auto switches = accessSwitches();
+  const auto off =
+      std::find_if(switches.begin(), switches.end(), [&](const auto& each) { return each.value == tool->needs; });
+  return std::string(off->refusal);
+}
+
+}  // namespace vesk::toolCatalog

@@ -1,0 +1,72 @@
+#include "core/toolserver/ToolContext.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "core/base/Text.h"
+#include "core/toolserver/ToolArguments.h"
+#include "core/toolserver/ToolError.h"
+
+namespace vesk {
+
+namespace {
+
+// Folders that were not made yet are listed after those that are there.
+void addMissingPlaces(const Organization& organization, std::vector<FolderSummary>& folders) {
+  for (const Organization::Place& place : organization.places) {
+    const auto isThere = [&](const FolderSummary& folder) {
+      return text::equalIgnoringCase(folder.path, place.folder);
+    };
+    if (std::none_of(folders.begin(), folders.end(), isThere)) folders.push_back({place.folder, place.role, 0});
+  }
+}
+
+std::string severalMatch(const std::vector<NoteRef>& notes) {
+  constexpr std::size_t shown = 20;
+  std::vector<std::string> paths;
+  for (std::size_t i = 0; i < std::min(notes.size(), shown); ++i) paths.push_back(notes[i]->id);
+  if (notes.size() > shown) paths.push_back(fmt::format("and {} more", notes.size() - shown));
+  return "Several notes match. Use one of these paths: " + text::join(paths, ", ");
+}
+
+}  // namespace
+
+const Organization& ToolContext::organization() {
+  if (snapshot_) return snapshot_->organization;
+  if (!organization_) organization_ = vault_.organization().value_or(Organization::para());
+  return *organization_;
+}
+
+const std::vector<FolderSummary>& ToolContext::folders() {
+  if (!folders_) {
+    folders_ = vault_.folders();
+    addMissingPlaces(organization(), *folders_);
+  }
+  return *folders_;
+}
+
+const VaultSnapshot& ToolContext::snapshot() {
+  if (!snapshot_) snapshot_ = vault_.scan();
+  return *snapshot_;
+}
+
+NoteRef ToolContext::note(const ToolArguments& arguments) {
+  const std::string wanted = arguments.text("note", "A note path or title is required.");
+  std::vector<NoteRef> titled;
+  for (const NoteRef& note : snapshot().notes) {
+    if (note->id == wanted) return note;
+    if (note->title == wanted) titled.push_back(note);
+  }
+  if (titled.size() > 1) throw ToolError(severalMatch(titled));
+  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstCharacters(wanted, 1000)));
+  return titled.front();
+}
+
+void ToolContext::requireFolder(std::string_view folder) {
+  const auto& known = folders();
+  if (std::any_of(known.begin(), known.end(), [&](const FolderSummary& each) { return each.path == folder; })) return;
+  throw ToolError("That folder doesn't exist. Use list_folders to see the options.");
+}
+
+}  // namespace vesk

@@ -1,0 +1,95 @@
+#include "core/toolserver/ToolResult.h"
+
+#include <algorithm>
+
+#include "core/base/Text.h"
+
+namespace vesk::toolResult {
+
+namespace {
+
+constexpr std::size_t frameUnits = 2'000;  // what a page takes besides its entries
+
+// What an entry of a list within an object takes, with its indent and comma.
+std::size_t unitsAsEntry(const Json& entry) {
+  const std::string text = entry.pretty();
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  return text::unitCount(text) + lines * 5 + 2;
+}
+
+std::size_t unitsAsString(std::string_view text) { return text::unitCount(Json(text).compact()); }
+
+// The longest beginning of whole characters that takes at most `units` as a JSON string.
+std::string_view fitting(std::string_view text, std::size_t units) {
+  std::string_view part = text::firstUnits(text, units);
+  // Escapes make a text longer; each round cuts by what it is over.
+  for (std::size_t taken = unitsAsString(part); taken > units; taken = unitsAsString(part)) {
+    const std::size_t fewer =
+        std::min(part.size() - 1, std::max<std::size_t>(1, part.size() * (taken - units) / taken));
+    const std::string_view shorter = text::firstBytes(part, part.size() - fewer);
+    if (shorter.empty()) return part;  // a single character is never cut
+    part = shorter;
+  }
+  return part;
+}
+
+// A line break in the last quarter is a better place to cut.
+std::string_view endedAtLine(std::string_view part) {
+  const std::size_t lineBreak = part.rfind('\n');
+  return lineBreak != std::string_view::npos && lineBreak >= part.size() - part.size() / 4
+             ? part.substr(0, lineBreak + 1)
+             : part;
+}
+
+}  // namespace
+
+Page::Page(std::string_view key, std::size_t total, std::size_t offset, std::size_t limit)
+    : key_(key), total_(total), begin_(std::min(offset, total)), end_(begin_ + std::min(limit, total - begin_)) {}
+
+bool Page::add(Json entry) {
+  const std::size_t units = unitsAsEntry(entry);
+  if (units_ + units > maximumUnits - frameUnits) return false;
+  units_ += units;
+  entries_.push_back(std::move(entry));
+  return true;
+}
+
+std::string Page::text(Json result) const {
+  const std::size_t next = begin_ + entries_.size();
+  result[key_] = entries_;
+  result["total"] = total_;
+  if (next < total_) result["next_offset"] = next;
+  return result.pretty();
+}
+
+std::vector<std::string_view> parts(std::string_view text, std::size_t units) {
+  std::vector<std::string_view> found;
+  while (!text.empty()) {
+    std::string_view part = fitting(text, units);
+    if (part.size() < text.size()) part = endedAtLine(part);
+    found.push_back(part);
+    text.remove_prefix(part.size());
+  }
+  if (found.empty()) found.emplace_back();
+  return found;
+}
+
+Json firstOf(const std::vector<std::string>& values, std::size_t units) {
+  Json::Array entries;
+  std::size_t taken = 0;
+  for (const std::string& value : values) {
+    Json entry(value);
+    taken += unitsAsEntry(entry);
+    if (taken > units) break;
+    entries.push_back(std::move(entry));
+  }
+  return entries;
+}
+
+std::string shortened(std::string_view text, std::size_t characters) {
+  const std::string_view first = text::firstCharacters(text, characters);
+  if (first.size() == text.size()) return std::string(text);
+  return std::string(text::firstCharacters(text, characters - 1)) + "…";
+}
+
+}  // namespace vesk::toolResult

@@ -1,0 +1,162 @@
+#include "core/toolserver/tools/NoteTools.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "core/base/Text.h"
+#include "core/base/TextSearch.h"
+#include "core/base/Time.h"
+#include "core/toolserver/ToolError.h"
+#include "core/toolserver/ToolResult.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::size_t titleCharacters = 200;
+constexpr std::size_t previewCharacters = 200;
+// How a note's result shares out what a result may take; the text has the most.
+constexpr std::size_t textUnits = 30'000;
+constexpr std::size_t listUnits = 3'500;
+
+// What every list of notes says of one.
+Json entryOf(const Note& note) {
+  Json entry;
+  entry["path"] = note.id;
+  entry["title"] = toolResult::shortened(note.title, titleCharacters);
+  entry["role"] = bucket::name(note.bucket);
+  entry["modified"] = time::iso8601(note.modified);
+  if (!note.tags.empty()) entry["tags"] = toolResult::firstOf(note.tags, 1'000);
+  return entry;
+}
+
+std::string lineAt(std::string_view text, std::size_t begin) {
+  const std::string_view line = text.substr(begin, text.find('\n', begin) - begin);
+  return toolResult::shortened(text::trimWhitespace(line), previewCharacters);
+}
+
+// The note's first line, and the one in which the words stand.
+void addPreview(Json& entry, const Note& note, const text::TextSearch& search) {
+  entry["preview"] = toolResult::shortened(note.preview(), previewCharacters);
+  if (const auto line = search.lineOf(note.body)) entry["match"] = lineAt(note.body, *line);
+}
+
+std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
+  const std::string query = arguments.text("query", "A search query is required.");
+  const bool wantsPreview = arguments.flag("preview");
+  const auto found = context.snapshot().search(query);
+  const text::TextSearch search(text::trimWhitespace(query));
+  toolResult::Page page("notes", found.size(), arguments.offset(), arguments.limit());
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    Json entry = entryOf(*found[i]);
+    if (wantsPreview) addPreview(entry, *found[i], search);
+    if (!page.add(std::move(entry))) break;
+  }
+  return page.text();
+}
+
+bool isIn(const Note& note, const std::string& folder) {
+  return note.folderPath() == folder || note.id.starts_with(folder + "/");
+}
+
+bool hasTag(const Note& note, const std::string& tag) {
+  return std::find(note.tags.begin(), note.tags.end(), tag) != note.tags.end();
+}
+
+std::string_view withoutHash(std::string_view tag) { return tag.starts_with('#') ? tag.substr(1) : tag; }
+
+std::string listNotes(ToolContext& context, const ToolArguments& arguments) {
+  auto folder = arguments.optionalText("folder");
+  const auto tag = arguments.optionalText("tag");
+  while (folder && folder->ends_with('/')) folder->pop_back();
+  if (folder) context.requireFolder(*folder);
+  const VaultSnapshot& snapshot = context.snapshot();
+  auto notes = arguments.flag("unsorted") ? snapshot.unsorted() : snapshot.notes;
+  std::erase_if(notes, [&](const NoteRef& note) {
+    return (folder && !isIn(*note, *folder)) || (tag && !hasTag(*note, std::string(withoutHash(*tag))));
+  });
+  sortNewestFirst(notes);
+  toolResult::Page page("notes", notes.size(), arguments.offset(), arguments.limit());
+  for (std::size_t i = page.begin(); i < page.end(); ++i)
+    if (!page.add(entryOf(*notes[i]))) break;
+  return page.text();
+}
+
+// A list that may be cut: `key`, and `key`_total where something was left out.
+void addList(Json& result, const std::string& key, const std::vector<std::string>& values) {
+  Json list = toolResult::firstOf(values, listUnits);
+  if (list.array()->size() < values.size()) result[key + "_total"] = values.size();
+  result[key] = std::move(list);
+}
+
+std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
+  std::vector<std::string> paths;
+  for (const NoteRef& note : notes) paths.push_back(note->id);
+  return paths;
+}
+
+// The text of one part, and how to go on when there are more.
+void addPart(Json& result, std::string_view text, std::size_t part) {
+  const auto parts = toolResult::parts(text, textUnits);
+  if (part > parts.size()) throw ToolError(fmt::format("This note has {} parts only.", parts.size()));
+  result["text"] = parts[part - 1];
+  if (parts.size() == 1) return;
+  result["part"] = part;
+  result["parts"] = parts.size();
+  if (part < parts.size())
+    result["to_read_on"] =
+        fmt::format("This is part {} of {}. Call read_note with part {} to read on.", part, parts.size(), part + 1);
+}
+
+std::string readNote(ToolContext& context, const ToolArguments& arguments) {
+  const NoteRef note = context.note(arguments);
+  Json result;
+  result["path"] = note->id;
+  result["title"] = toolResult::shortened(note->title, titleCharacters);
+  result["role"] = bucket::name(note->bucket);
+  result["modified"] = time::iso8601(note->modified);
+  addList(result, "tags", note->tags);
+  addList(result, "links", note->links);
+  addList(result, "backlinks", pathsOf(context.snapshot().backlinks(*note)));
+  addPart(result, note->body, arguments.part());
+  return result.pretty();
+}
+
+}  // namespace
+
+Tool searchNotesTool() {
+  return {"search_notes",
+          "Search the vault by title, text and tags.",
+          {{"query", "string", "The words to look for.", true},
+           {"preview", "boolean", "Also return each note's first line, and the line with the words."},
+           parameters::limit(),
+           parameters::offset()},
+          Effect::reads,
+          &AIAccess::canSearch,
+          searchNotes};
+}
+
+Tool listNotesTool() {
+  return {"list_notes",
+          "List notes, most recently edited first.",
+          {{"folder", "string", "Only notes in this folder, such as Projects/Website."},
+           {"tag", "string", "Only notes with this tag, without the #."},
+           {"unsorted", "boolean", "Only notes waiting in Inbox to be sorted."},
+           parameters::limit(),
+           parameters::offset()},
+          Effect::reads,
+          &AIAccess::canRead,
+          listNotes};
+}
+
+Tool readNoteTool() {
+  return {"read_note",
+          "Read a note's full text, tags, links and backlinks.",
+          {parameters::note(), {"part", "integer", "Which part of a long note to read. Default 1.", false, 1}},
+          Effect::reads,
+          &AIAccess::canRead,
+          readNote};
+}
+
+}  // namespace vesk

@@ -1,0 +1,97 @@
+#include "core/toolserver/tools/StructureTools.h"
+
+#include <algorithm>
+
+#include "core/base/Text.h"
+#include "core/toolserver/ToolResult.h"
+
+namespace vesk {
+
+namespace {
+
+// Folders and tags are short, and are wanted all at once: as many as fit a result.
+constexpr std::size_t everything = static_cast<std::size_t>(-1);
+
+std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
+  const auto& folders = context.folders();
+  toolResult::Page page("folders", folders.size(), arguments.offset(), everything);
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    Json entry;
+    entry["path"] = folders[i].path;
+    entry["role"] = bucket::name(folders[i].bucket);
+    entry["notes"] = folders[i].notes;
+    if (!page.add(std::move(entry))) break;
+  }
+  return page.text();
+}
+
+std::string listTags(ToolContext& context, const ToolArguments& arguments) {
+  const auto tags = context.snapshot().tags();
+  toolResult::Page page("tags", tags.size(), arguments.offset(), everything);
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    Json entry;
+    entry["tag"] = toolResult::shortened(tags[i].name, 200);
+    entry["notes"] = tags[i].count;
+    if (!page.add(std::move(entry))) break;
+  }
+  return page.text();
+}
+
+std::string_view whatWaits(ApprovalLevel level) {
+  switch (level) {
+    case ApprovalLevel::always: return "Every change waits until the user approves it in Vesk.";
+    case ApprovalLevel::important:
+      return "Changes to what exists wait until the user approves them in Vesk. Adding does not.";
+    case ApprovalLevel::trusted: return "Nothing waits. The user can undo what you change.";
+  }
+  return {};
+}
+
+std::string getOrganization(ToolContext& context, const ToolArguments&) {
+  const Organization& organization = context.organization();
+  Json::Array places;
+  const Folder root = Folder::open(context.vault().root());
+  for (const Organization::Place& place : organization.places) {
+    Json entry;
+    entry["folder"] = place.folder;
+    entry["role"] = bucket::name(place.role);
+    places.push_back(std::move(entry));
+  }
+  const ApprovalLevel level = context.access().approval;
+  Json result;
+  result["method"] = name(organization.method);
+  result["places"] = std::move(places);
+  result["approval"]["level"] = name(level);
+  result["approval"]["label"] = label(level);
+  result["approval"]["means"] = whatWaits(level);
+  return result.pretty();
+}
+
+}  // namespace
+
+Tool listFoldersTool() {
+  return {"list_folders",         "List the folders a note can be filed into.",
+          {parameters::offset()}, Effect::reads,
+          &AIAccess::canRead,     listFolders};
+}
+
+Tool listTagsTool() {
+  return {"list_tags",
+          "List every tag and how many notes use it.",
+          {parameters::offset()},
+          Effect::reads,
+          &AIAccess::canRead,
+          listTags};
+}
+
+Tool getOrganizationTool() {
+  return {"get_organization",
+          "How this vault is organized: its method, which folder plays which role, and how much of your work waits for "
+          "approval.",
+          {},
+          Effect::reads,
+          &AIAccess::canRead,
+          getOrganization};
+}
+
+}  // namespace vesk
