@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "bench/ServerSession.h"
+
+namespace vesk::bench {
+
+// A vault that is measured on, with what is needed to do so. The server is started when it is first wanted and runs on.
+class Subject {
+ public:
+  // `programs` is the folder of our programs, `support` a folder of its own that exists and is empty; `smaller` is the
+  // vault that this one's scan is measured beside. All absolute.
+  Subject(std::string programs, std::string vault, std::string smaller, std::string support);
+
+  const std::string& vault() const { return vault_; }
+  const std::string& smaller() const { return smaller_; }
+
+  Command program(std::string_view name, std::vector<std::string> arguments = {}) const;
+  Command serverCommand() const;
+  ServerSession& server();
+
+ private:
+  std::string programs_;
+  std::string vault_;
+  std::string smaller_;
+  std::string support_;
+  std::optional<ServerSession> server_;
+};
+
+// One way to measure: gives milliseconds, or what its row says.
+using Probe = std::function<double(Subject&)>;
+
+namespace probe {
+
+// A call to a running server.
+Probe tool(std::string_view name, std::string_view arguments = "{}");
+// A server from its start to its end, initialized once.
+double serverStart(Subject& subject);
+// The most memory (MB) of a server that is asked for everything once.
+double serverMemory(Subject& subject);
+
+// Whole processes.
+Probe textSearch(std::string_view word);
+double readFloor(Subject& subject);
+double hello(Subject& subject);
+
+// By the programs' own clocks.
+double scanPerByte(Subject& subject);         // nanoseconds
+double smallerScanPerByte(Subject& subject);  // of the smaller vault
+double secondScan(Subject& subject);          // nothing changed since the first
+double statFloor(Subject& subject);
+
+double noteMegabytes(Subject& subject);
+
+}  // namespace probe
+
+}  // namespace vesk::bench

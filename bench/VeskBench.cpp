@@ -1,0 +1,78 @@
+// Times parts of Vesk from within. Prints one line of figures a measurement.
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "core/vault/Vault.h"
+
+namespace vesk::bench {
+
+namespace {
+
+using Arguments = std::span<const std::string>;  // those after the verb
+
+void printScan(const Vault& vault) {
+  const auto start = std::chrono::steady_clock::now();
+  const VaultSnapshot snapshot = vault.scan();
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  std::size_t bytes = 0;
+  for (const auto& note : snapshot.notes) bytes += note->body.size();
+  fmt::print("{} notes, {} bytes, {:.3f} ms, {:.1f} MB/s\n", snapshot.notes.size(), bytes, took.count() * 1e3,
+             static_cast<double>(bytes) / 1e6 / took.count());
+}
+
+// scan FOLDER [--again]
+bool scan(Arguments arguments) {
+  const bool again = arguments.size() == 2 && arguments[1] == "--again";
+  if (arguments.size() != 1 && !again) return false;
+  const Vault vault(std::filesystem::absolute(arguments[0]).native());
+  printScan(vault);
+  if (again) printScan(vault);
+  return true;
+}
+
+struct Verb {
+  std::string_view name = {};
+  std::string_view usage = {};
+  bool (*run)(Arguments) = nullptr;  // false when the arguments are not as in `usage`
+};
+
+constexpr Verb verbs[] = {
+    {"scan", "scan FOLDER [--again]    a scan of a vault, and a second one with nothing changed", scan},
+};
+
+bool run(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) return false;
+  for (const Verb& verb : verbs) {
+    if (verb.name == arguments.front()) return verb.run(Arguments(arguments).subspan(1));
+  }
+  return false;
+}
+
+void printUsage() {
+  fmt::print(stderr, "Usage:\n");
+  for (const Verb& verb : verbs) fmt::print(stderr, "  vesk-bench {}\n", verb.usage);
+}
+
+}  // namespace
+
+}  // namespace vesk::bench
+
+int main(int argc, char** argv) {
+  try {
+    if (vesk::bench::run({argv + 1, argv + argc})) return 0;
+    vesk::bench::printUsage();
+    return 2;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "vesk-bench: {}\n", error.what());
+    return 1;
+  }
+}
