@@ -201,10 +201,24 @@ std::string folded(std::string_view text) {
   return result;
 }
 
-TextSearch::TextSearch(std::string_view query) : folded_(folded(query)) {}
+TextSearch::TextSearch(std::string_view query) : folded_(folded(query)) {
+  if (!folded_.empty() && isAscii(folded_)) ascii_.emplace(folded_);
+}
 
 bool TextSearch::occursIn(std::string_view text) const {
   if (folded_.empty()) return false;
+  if (!ascii_) return occursFolded(text);
+  return occursAsAscii(text) || (mayFoldToAscii(text) && occursFolded(text));
+}
+
+// Where the text itself has the query's letters, they need no folding.
+bool TextSearch::occursAsAscii(std::string_view text) const {
+  for (std::size_t at = ascii_->find(text, 0); at != std::string_view::npos; at = ascii_->find(text, at + 1))
+    if (!joinsWhatIsBefore(text, at + folded_.size())) return true;
+  return false;
+}
+
+bool TextSearch::occursFolded(std::string_view text) const {
   // An occurrence may lie across the border of two pieces: the end of each is kept for the next.
   const std::size_t overlap = folded_.size() - 1;
   const auto buffer = std::make_unique_for_overwrite<char[]>(overlap + Folding::capacity(text.size()));

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/AsciiSearch.h"
+
 namespace vesk::text {
 
 // Looks for words in texts regardless of case and of Unicode form: by canonical caseless matching (NFC, full case
@@ -24,7 +26,11 @@ class TextSearch {
   std::optional<std::size_t> lineOf(std::string_view text) const;
 
  private:
+  bool occursAsAscii(std::string_view text) const;
+  bool occursFolded(std::string_view text) const;
+
   std::string folded_;
+  std::optional<AsciiSearch> ascii_;  // for a query that folds to ASCII
 };
 
 // `text` as the search compares it.

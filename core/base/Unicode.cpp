@@ -1,6 +1,5 @@
 #include "core/base/Unicode.h"
 
-#include <array>
 #include <cstdint>
 
 #include <unicode/uchar.h>
@@ -9,22 +8,6 @@ namespace vesk::unicode {
 namespace {
 
 constexpr CodePoint illFormed{U'\uFFFD', 1};
-
-constexpr std::uint8_t letter = 1;
-constexpr std::uint8_t digit = 2;
-constexpr std::uint8_t word = 4;
-constexpr std::uint8_t whitespace = 8;
-
-constexpr std::array<std::uint8_t, 128> asciiClasses = [] {
-  std::array<std::uint8_t, 128> classes{};
-  for (std::size_t c = 'a'; c <= 'z'; ++c) classes[c] = classes[c - 'a' + 'A'] = letter | word;
-  for (std::size_t c = '0'; c <= '9'; ++c) classes[c] = digit | word;
-  classes['_'] = word;
-  for (const char c : {'\t', '\n', '\v', '\f', '\r', ' '}) classes[static_cast<std::size_t>(c)] = whitespace;
-  return classes;
-}();
-
-bool isAsciiOf(char32_t c, std::uint8_t classes) { return (asciiClasses[c] & classes) != 0; }
 
 bool isOfCategory(char32_t c, std::uint32_t categories) {
   return (U_GET_GC_MASK(static_cast<UChar32>(c)) & categories) != 0;
@@ -36,7 +19,6 @@ bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
 // The bytes that a lead byte asks for; 0 where it is none.
 std::size_t sequenceLength(unsigned char lead) {
-  if (lead < 0x80) return 1;
   if (lead < 0xC2) return 0;  // a continuation byte, or the lead of an overlong form
   if (lead < 0xE0) return 2;
   if (lead < 0xF0) return 3;
@@ -51,10 +33,11 @@ bool belongsInSequence(char32_t value, std::size_t length) {
 
 }  // namespace
 
+namespace beyondAscii {
+
 CodePoint decode(std::string_view text, std::size_t position) {
   const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
   const unsigned char lead = byteAt(position);
-  if (lead < 0x80) return {lead, 1};
   const std::size_t length = sequenceLength(lead);
   if (length == 0 || text.size() - position < length) return illFormed;
 
@@ -70,26 +53,23 @@ CodePoint decode(std::string_view text, std::size_t position) {
 CodePoint decodeBefore(std::string_view text, std::size_t position) {
   std::size_t start = position - 1;
   while (start > 0 && position - start < 4 && isContinuation(static_cast<unsigned char>(text[start]))) --start;
-  const CodePoint found = decode(text, start);
+  const CodePoint found = unicode::decode(text, start);
   return start + found.length == position ? found : illFormed;
 }
 
-bool isLetter(char32_t c) { return c < 0x80 ? isAsciiOf(c, letter) : isOfCategory(c, U_GC_L_MASK); }
+bool isLetter(char32_t c) { return isOfCategory(c, U_GC_L_MASK); }
 
-bool isLetterOrNumber(char32_t c) {
-  return c < 0x80 ? isAsciiOf(c, letter | digit) : isOfCategory(c, U_GC_L_MASK | U_GC_N_MASK);
-}
+bool isLetterOrNumber(char32_t c) { return isOfCategory(c, U_GC_L_MASK | U_GC_N_MASK); }
 
-bool isNumber(char32_t c) { return c < 0x80 ? isAsciiOf(c, digit) : isOfCategory(c, U_GC_N_MASK); }
+bool isNumber(char32_t c) { return isOfCategory(c, U_GC_N_MASK); }
 
 bool isWord(char32_t c) {
-  if (c < 0x80) return isAsciiOf(c, word);
   if (c == 0x200C || c == 0x200D) return true;  // the joiners that some scripts write inside words
   return u_isUAlphabetic(static_cast<UChar32>(c)) || isOfCategory(c, wordCategories);
 }
 
-bool isWhitespace(char32_t c) {
-  return c < 0x80 ? isAsciiOf(c, whitespace) : static_cast<bool>(u_isUWhiteSpace(static_cast<UChar32>(c)));
-}
+bool isWhitespace(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c)); }
+
+}  // namespace beyondAscii
 
 }  // namespace vesk::unicode

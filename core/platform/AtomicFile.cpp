@@ -143,6 +143,8 @@ void replace(int folder, const std::string& name, std::string_view content) {
 }
 
 bool create(int folder, const std::string& name, std::string_view content, std::uint32_t mode) {
+  struct stat taken = {};
+  if (::fstatat(folder, name.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0) return false;  // spares writing a draft
   Draft draft(folder, mode);
   draft.write(content);
   return draft.publish(name);

@@ -122,19 +122,11 @@ FileInfo fileInfo(int descriptor) {
   return info;
 }
 
-std::string_view parentPath(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
-}
-
-std::string_view lastComponent(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
 std::string joinPath(std::string_view folder, std::string_view name) {
-  if (folder.empty()) return std::string(name);
-  return fmt::format("{}/{}", folder, name);
+  std::string path;
+  path.reserve(folder.size() + 1 + name.size());
+  if (!folder.empty()) path.append(folder).append("/");
+  return path.append(name);
 }
 
 Folder Folder::open(const std::string& path) {

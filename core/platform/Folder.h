@@ -93,8 +93,14 @@ Timestamp timestampOf(const timespec& time);
 FileInfo fileInfo(int descriptor);
 
 // The path without its last component ("" when it has one only), and its last component.
-std::string_view parentPath(std::string_view path);
-std::string_view lastComponent(std::string_view path);
+inline std::string_view parentPath(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
+inline std::string_view lastComponent(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
 // "folder/name", or the name alone when the folder is "".
 std::string joinPath(std::string_view folder, std::string_view name);
 

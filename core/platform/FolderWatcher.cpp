@@ -86,7 +86,7 @@ void WatchedTree::start() {
 }
 
 void WatchedTree::read(Changes& changes) {
-  alignas(inotify_event) std::array<char, 64 * 1024> buffer;
+  alignas(inotify_event) std::array<char, 65'536> buffer;
   const ssize_t size = ::read(inotify_.get(), buffer.data(), buffer.size());
   for (ssize_t offset = 0; offset < size;) {
     const auto& event = *reinterpret_cast<const inotify_event*>(buffer.data() + offset);
@@ -269,7 +269,8 @@ void FolderWatcher::Session::deliver() {
   }
 }
 
-FolderWatcher::FolderWatcher(std::string root, std::chrono::milliseconds latency, OnBatch onBatch, Ignores ignores)
+FolderWatcher::FolderWatcher(const std::string& root, std::chrono::milliseconds latency, OnBatch onBatch,
+                             Ignores ignores)
     : session_(std::make_shared<Session>(root, latency, std::move(onBatch), std::move(ignores))),
       thread_([session = session_] { session->run(); }) {}
 

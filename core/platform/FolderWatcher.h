@@ -28,7 +28,7 @@ class FolderWatcher {
 
   // Every change after the return is seen. FileError when the root can't be watched; Error when the system's limit of
   // watches is reached.
-  FolderWatcher(std::string root, std::chrono::milliseconds latency, OnBatch onBatch, Ignores ignores);
+  FolderWatcher(const std::string& root, std::chrono::milliseconds latency, OnBatch onBatch, Ignores ignores);
 
   // Waits for the call of onBatch that is under way; none comes after it. onBatch itself may destroy the watcher.
   ~FolderWatcher();

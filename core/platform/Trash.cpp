@@ -100,7 +100,7 @@ fs::path trashAtTop(const fs::path& top) {
   const std::string user = std::to_string(::getuid());
   const fs::path shared = top / ".Trash";
   if (isSharedTrash(shared) && makeOwnFolder(shared / user) == 0) return shared / user;
-  const fs::path own = top / (".Trash-" + user);
+  fs::path own = top / (".Trash-" + user);
   if (const int failure = makeOwnFolder(own)) throw FileError("use", own.string(), failure);
   return own;
 }
@@ -191,7 +191,7 @@ int tryMove(const fs::path& from, const fs::path& to) {
 // an item is never in the Trash without a word on where it was.
 bool place(const fs::path& item, const fs::path& trashed, std::string_view info) {
   const fs::path infoFile = infoOf(trashed);
-  if (isTaken(trashed) || isTaken(infoFile) || !createInfo(infoFile, info)) return false;
+  if (isTaken(trashed) || !createInfo(infoFile, info)) return false;
   const int failure = tryMove(item, trashed);
   if (failure == 0) return true;
   ::unlink(infoFile.c_str());

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -11,6 +12,18 @@
 namespace vesk {
 
 namespace {
+
+// True when the call is to be made again: it was interrupted, or whoever shares the descriptor has made it
+// non-blocking, which is waited out.
+bool isToTryAgain(int code, int descriptor, short event) {
+  if (code != EAGAIN) return code == EINTR;
+  pollfd awaited = {descriptor, event, 0};
+  ::poll(&awaited, 1, -1);
+  return true;
+}
+
+// The client is gone, over a pipe or over a socket.
+bool isGone(int code) { return code == EPIPE || code == ECONNRESET; }
 
 // Reads lines from a descriptor, holding at most maximumLine bytes and one read.
 class LineReader {
@@ -55,10 +68,10 @@ class LineReader {
     buffer_.resize(filled + readSize);
     ssize_t got = 0;
     do got = ::read(input_, buffer_.data() + filled, readSize);
-    while (got < 0 && errno == EINTR);
+    while (got < 0 && isToTryAgain(errno, input_, POLLIN));
     const int code = errno;
     buffer_.resize(filled + static_cast<std::size_t>(got > 0 ? got : 0));
-    if (got < 0) throw FileError("read", "standard input", code);
+    if (got < 0 && !isGone(code)) throw FileError("read", "standard input", code);
     return got > 0;
   }
 
@@ -71,8 +84,8 @@ class LineReader {
 bool writeAll(int output, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = ::write(output, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0 && errno == EPIPE) return false;
+    if (written < 0 && isToTryAgain(errno, output, POLLOUT)) continue;
+    if (written < 0 && isGone(errno)) return false;
     if (written < 0) throw FileError("write to", "standard output", errno);
     text.remove_prefix(static_cast<std::size_t>(written));
   }

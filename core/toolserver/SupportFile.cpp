@@ -21,8 +21,10 @@ constexpr std::uint64_t maximumSize = std::uint64_t{64} << 20;
 void makeDirectory(const std::string& directory) {
   namespace fs = std::filesystem;
   std::error_code failure;
-  fs::create_directories(fs::path(directory).parent_path(), failure);
-  if (!failure && ::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
+  fs::path path = fs::absolute(directory, failure).lexically_normal();
+  if (!path.has_filename()) path = path.parent_path();  // it was given with a "/" at its end
+  if (!failure) fs::create_directories(path.parent_path(), failure);
+  if (!failure && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
   if (failure) throw FileError("create the folder", directory, failure.value());
 }
 

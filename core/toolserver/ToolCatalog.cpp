@@ -24,7 +24,7 @@ const Tool* find(std::string_view name) {
 
 std::optional<std::string> refusal(std::string_view name, const AIAccess& access) {
   const Tool* tool = find(name);
-  if (!tool) return fmt::format("Unknown tool {}", text::firstCharacters(name, 200));
+  if (!tool) return fmt::format("Unknown tool {}", text::firstUnits(name, 200));
   if (!tool->needs || access.*(tool->needs)) return std::nullopt;
   const auto switches = accessSwitches();
   const auto off =

@@ -23,10 +23,15 @@ void addMissingPlaces(const Organization& organization, std::vector<FolderSummar
 }
 
 std::string severalMatch(const std::vector<NoteRef>& notes) {
-  constexpr std::size_t shown = 20;
+  constexpr std::size_t longestList = 10'000;  // bytes
   std::vector<std::string> paths;
-  for (std::size_t i = 0; i < std::min(notes.size(), shown); ++i) paths.push_back(notes[i]->id);
-  if (notes.size() > shown) paths.push_back(fmt::format("and {} more", notes.size() - shown));
+  std::size_t length = 0;
+  for (const NoteRef& note : notes) {
+    length += note->id.size();
+    if (length > longestList) break;
+    paths.push_back(note->id);
+  }
+  if (paths.size() < notes.size()) paths.push_back(fmt::format("and {} more", notes.size() - paths.size()));
   return "Several notes match. Use one of these paths: " + text::join(paths, ", ");
 }
 
@@ -47,7 +52,7 @@ const std::vector<FolderSummary>& ToolContext::folders() {
 }
 
 const VaultSnapshot& ToolContext::snapshot() {
-  if (!snapshot_) snapshot_ = vault_.scan();
+  if (!snapshot_) snapshot_ = vault_.scanOnce();
   return *snapshot_;
 }
 
@@ -59,7 +64,7 @@ NoteRef ToolContext::note(const ToolArguments& arguments) {
     if (note->title == wanted) titled.push_back(note);
   }
   if (titled.size() > 1) throw ToolError(severalMatch(titled));
-  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstCharacters(wanted, 1000)));
+  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstUnits(wanted, 1000)));
   return titled.front();
 }
 

@@ -19,18 +19,23 @@ std::size_t unitsAsEntry(const Json& entry) {
 
 std::size_t unitsAsString(std::string_view text) { return text::unitCount(Json(text).compact()); }
 
-// The longest beginning of whole characters that takes at most `units` as a JSON string.
+// The beginning of a character that is too long to be given whole (a letter may carry any number of marks).
+std::string_view withinCharacter(std::string_view text, std::size_t units) {
+  constexpr std::size_t longestEscape = 6;  // of one byte
+  std::size_t end = std::min(text.size(), units / longestEscape);
+  while (end < text.size() && (text[end] & 0xC0) == 0x80) --end;  // not within a code point
+  return text.substr(0, end);
+}
+
+// A beginning of whole characters, near the longest, that takes at most `units` as a JSON string.
 std::string_view fitting(std::string_view text, std::size_t units) {
   std::string_view part = text::firstUnits(text, units);
   // Escapes make a text longer; each round cuts by what it is over.
-  for (std::size_t taken = unitsAsString(part); taken > units; taken = unitsAsString(part)) {
-    const std::size_t fewer =
-        std::min(part.size() - 1, std::max<std::size_t>(1, part.size() * (taken - units) / taken));
-    const std::string_view shorter = text::firstBytes(part, part.size() - fewer);
-    if (shorter.empty()) return part;  // a single character is never cut
-    part = shorter;
+  for (std::size_t taken = unitsAsString(part); taken > units && !part.empty(); taken = unitsAsString(part)) {
+    const std::size_t fewer = std::max<std::size_t>(1, part.size() * (taken - units) / taken);
+    part = text::firstBytes(part, part.size() - fewer);
   }
-  return part;
+  return part.empty() ? withinCharacter(text, units) : part;
 }
 
 // A line break in the last quarter is a better place to cut.
@@ -87,9 +92,11 @@ Json firstOf(const std::vector<std::string>& values, std::size_t units) {
 }
 
 std::string shortened(std::string_view text, std::size_t characters) {
-  const std::string_view first = text::firstCharacters(text, characters);
-  if (first.size() == text.size()) return std::string(text);
-  return std::string(text::firstCharacters(text, characters - 1)) + "…";
+  // A character may be of any length: its share of units keeps one from filling a whole result.
+  constexpr std::size_t unitsPerCharacter = 10;
+  const std::size_t units = characters * unitsPerCharacter;
+  if (text::firstUnits(text::firstCharacters(text, characters), units).size() == text.size()) return std::string(text);
+  return std::string(text::firstUnits(text::firstCharacters(text, characters - 1), units)) + "…";
 }
 
 }  // namespace vesk::toolResult

@@ -46,7 +46,7 @@ std::vector<std::string_view> parts(std::string_view text, std::size_t units);
 // The first of `values`, as many as take at most `units` in a JSON list.
 Json firstOf(const std::vector<std::string>& values, std::size_t units);
 
-// A text shortened to at most `characters`, with "…" where something was left out.
+// A text shortened to at most `characters` (and 10 units for each), with "…" where something was left out.
 std::string shortened(std::string_view text, std::size_t characters);
 
 }  // namespace vesk::toolResult

@@ -12,9 +12,23 @@ namespace {
 
 constexpr std::size_t none = std::string_view::npos;
 
-bool beginsFence(std::string_view line) {
-  const std::size_t begin = line.find_first_not_of(" \t");
-  return begin != none && line.substr(begin).starts_with("```");
+// The first line break at or after `at`, or the text's end.
+std::size_t endOfLine(std::string_view text, std::size_t at) { return std::min(text.find('\n', at), text.size()); }
+
+// True when the backticks at `tick` begin a line that opens or closes a fenced block.
+bool beginsFence(std::string_view text, std::size_t lineBegin, std::size_t tick) {
+  return text.substr(tick).starts_with("```") && text.substr(lineBegin, tick - lineBegin).find_first_not_of(" \t") == none;
+}
+
+// The beginning of the next line, from the line that begins at `lineBegin` on, that opens or closes a block; none
+// without one.
+std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
+  for (std::size_t tick = text.find('`', lineBegin); tick != none; tick = text.find('`', endOfLine(text, tick))) {
+    const std::size_t lineBreak = text.rfind('\n', tick);
+    const std::size_t begin = lineBreak == none ? 0 : lineBreak + 1;
+    if (beginsFence(text, begin, tick)) return begin;
+  }
+  return none;
 }
 
 // Collects the kept pieces of one text, joining those that touch.
@@ -27,6 +41,11 @@ class Pieces {
     if (begin != end_) flush();
     if (begin_ == end_) begin_ = begin;
     end_ = end;
+  }
+
+  // Takes back a line break that was kept last.
+  void dropLineBreak() {
+    if (end_ > begin_ && text_[end_ - 1] == '\n') --end_;
   }
 
   std::vector<std::string_view> take() {
@@ -46,20 +65,19 @@ class Pieces {
   std::size_t end_ = 0;
 };
 
-// Keeps what stands outside single backticks in the line [begin, end).
+// Keeps what stands outside single backticks in the lines [begin, end).
 void keepOutsideCode(std::string_view text, std::size_t begin, std::size_t end, Pieces& pieces) {
   const std::string_view upToEnd = text.substr(0, end);
-  for (std::size_t at = begin; at < end;) {
-    const std::size_t open = upToEnd.find('`', at);
-    const std::size_t close = open == none ? none : upToEnd.find('`', open + 1);
-    if (close == none) return pieces.keep(at, end);
-    if (close == open + 1) {  // nothing between: the second may open a span itself
-      pieces.keep(at, close);
-      at = close;
-    } else {
-      pieces.keep(at, open);
-      at = close + 1;
-    }
+  std::size_t lineEnd = begin;
+  while (begin < end) {
+    const std::size_t open = upToEnd.find('`', begin);
+    if (open == none) return pieces.keep(begin, end);
+    if (open >= lineEnd) lineEnd = endOfLine(upToEnd, open);
+    const std::size_t close = text.substr(0, lineEnd).find('`', open + 1);
+    // Without a second one in its line it is a character like any other; right behind it, the second may open a span.
+    const bool isSpan = close != none && close > open + 1;
+    pieces.keep(begin, isSpan ? open : open + 1);
+    begin = isSpan ? close + 1 : open + 1;
   }
 }
 
@@ -109,7 +127,7 @@ std::vector<std::string> links(std::string_view text) {
       continue;
     }
     const std::string_view inside = text.substr(begin, close - begin);
-    const std::size_t end = inside.find_first_of("|#");
+    const std::size_t end = std::min(inside.find('|'), inside.find('#'));
     const std::string_view target = inside.substr(0, end);
     if (target.empty()) {
       open = text.find("[[", open + 1);
@@ -124,28 +142,30 @@ std::vector<std::string> links(std::string_view text) {
 std::vector<std::string_view> prosePieces(std::string_view text) {
   if (text.find('`') == none) return {text};
   Pieces pieces(text);
-  bool inFence = false;
-  std::optional<std::size_t> lineBreak;  // the one after the last kept line
-  for (std::size_t begin = 0; begin <= text.size();) {
-    const std::size_t found = text.find('\n', begin);
-    const std::size_t end = found == none ? text.size() : found;
-    const bool isFence = beginsFence(text.substr(begin, end - begin));
-    if (isFence) inFence = !inFence;
-    if (!isFence && !inFence) {
-      if (lineBreak) pieces.keep(*lineBreak, *lineBreak + 1);
-      keepOutsideCode(text, begin, end, pieces);
-      lineBreak = end;
+  for (std::size_t begin = 0;;) {
+    const std::size_t opening = nextFence(text, begin);
+    keepOutsideCode(text, begin, std::min(opening, text.size()), pieces);
+    if (opening == none) return pieces.take();
+    const std::size_t closing = nextFence(text, endOfLine(text, opening));
+    const std::size_t end = closing == none ? text.size() : endOfLine(text, closing);
+    if (end == text.size()) {
+      pieces.dropLineBreak();  // it joins nothing
+      return pieces.take();
     }
     begin = end + 1;
   }
-  return pieces.take();
 }
 
-std::string prose(std::string_view text) {
-  std::string joined;
-  for (const std::string_view piece : prosePieces(text)) joined += piece;
-  return joined;
+std::string joined(const std::vector<std::string_view>& pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) size += piece.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
 }
+
+std::string prose(std::string_view text) { return joined(prosePieces(text)); }
 
 std::vector<TagMatch> inlineTags(std::string_view prose) {
   std::vector<TagMatch> found;

@@ -18,6 +18,7 @@ std::vector<std::string> links(std::string_view text);
 // The pieces of `text` that are prose, in order; together they are prose(text). A line break that joins two lines with
 // code between them belongs to the piece before it.
 std::vector<std::string_view> prosePieces(std::string_view text);
+std::string joined(const std::vector<std::string_view>& pieces);
 
 // The text without fenced blocks (a line that begins with three backticks opens or closes one) and without inline code
 // (`[^`\n]+`).

@@ -2,17 +2,18 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <unordered_set>
 
 #include "core/platform/Folder.h"
-#include "core/vault/MarkdownFile.h"
+#include "core/vault/MarkdownView.h"
 #include "core/vault/MarkdownScanner.h"
 
 namespace vesk {
 
 namespace {
 
-std::string titleOf(const MarkdownFile& file, const Note& note) {
-  if (auto title = file.value("title"); title && !title->empty()) return *title;
+std::string titleOf(const MarkdownView& file, const Note& note) {
+  if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty()) return std::string(*title);
   if (auto heading = markdown::firstHeading(file.body); heading && !heading->empty()) return *heading;
   return std::string(note.fileName());
 }
@@ -20,22 +21,40 @@ std::string titleOf(const MarkdownFile& file, const Note& note) {
 // Tags by which the planner schedules a task; they say nothing of the note.
 bool isSchedulingTag(std::string_view tag) { return tag.starts_with("remind/") || tag.starts_with("at/"); }
 
-void addTag(std::vector<std::string>& tags, std::string_view tag) {
-  if (std::find(tags.begin(), tags.end(), tag) == tags.end()) tags.emplace_back(tag);
-}
+// Tags in the order they are seen, each once. A few are compared one by one; thousands would take too long.
+class TagList {
+ public:
+  void add(std::string_view tag) {
+    if (isSchedulingTag(tag) || isKnown(tag)) return;
+    tags_.emplace_back(tag);
+    if (tags_.size() > few) known_.insert(tags_.back());
+  }
 
-std::vector<std::string> tagsOf(const MarkdownFile& file) {
-  std::vector<std::string> tags;
-  for (const std::string& tag : file.frontmatterTags())
-    if (!isSchedulingTag(tag)) addTag(tags, tag);
-  if (file.body.find('#') == std::string::npos) return tags;
+  std::vector<std::string> take() { return std::move(tags_); }
+
+ private:
+  static constexpr std::size_t few = 32;
+
+  bool isKnown(std::string_view tag) const {
+    const auto end = tags_.begin() + static_cast<std::ptrdiff_t>(std::min(tags_.size(), few));
+    return std::any_of(tags_.begin(), end, [&](const std::string& known) { return known == tag; }) ||
+           (!known_.empty() && known_.contains(std::string(tag)));
+  }
+
+  std::vector<std::string> tags_;
+  std::unordered_set<std::string> known_;  // those behind the first few
+};
+
+std::vector<std::string> tagsOf(const MarkdownView& file) {
+  TagList tags;
+  for (const std::string_view tag : markdown::tags(file.frontmatter)) tags.add(tag);
+  if (file.body.find('#') == std::string::npos) return tags.take();
   // Most notes hold no code, and their text is their prose.
   const auto pieces = markdown::prosePieces(file.body);
-  const std::string joined = pieces.size() > 1 ? markdown::prose(file.body) : std::string();
+  const std::string joined = pieces.size() > 1 ? markdown::joined(pieces) : std::string();
   const std::string_view prose = pieces.size() > 1 ? joined : pieces.empty() ? std::string_view() : pieces.front();
-  for (const auto& match : markdown::inlineTags(prose))
-    if (!isSchedulingTag(match.tag)) addTag(tags, match.tag);
-  return tags;
+  for (const auto& match : markdown::inlineTags(prose)) tags.add(match.tag);
+  return tags.take();
 }
 
 }  // namespace
@@ -50,12 +69,12 @@ std::string_view Note::folderPath() const { return parentPath(id); }
 std::string_view Note::preview() const { return markdown::preview(body); }
 
 void readNoteText(Note& note, std::string_view text) {
-  MarkdownFile file(text);
+  const MarkdownView file(text);
   note.title = titleOf(file, note);
   note.tags = tagsOf(file);
   note.links = markdown::links(file.body);
-  note.isVeskPage = file.value("vesk") == "true";
-  note.body = std::move(file.body);
+  note.isVeskPage = markdown::value(file.frontmatter, "vesk") == "true";
+  note.body = file.body;
 }
 
 }  // namespace vesk

@@ -57,7 +57,7 @@ std::string TagRename::appliedTo(std::string_view text) const {
 std::string TagRename::inProse(std::string_view body) const {
   // A tag is found in the prose as it reads once the code is taken out, and replaced where its piece of that stands.
   const auto pieces = markdown::prosePieces(body);
-  const std::string prose = markdown::prose(body);
+  const std::string prose = markdown::joined(pieces);
   std::string result;
   std::size_t copied = 0;       // of the body
   std::size_t piece = 0;        // that the tag begins in

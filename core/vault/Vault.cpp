@@ -49,9 +49,14 @@ void removeTemporaryFiles(const Folder& root, const std::string& path) {
 void excludeFromGit(const Folder& root) {
   constexpr std::string_view path = ".git/info/exclude";
   constexpr std::string_view pattern = ".vesk-*.tmp";
-  const auto info = root.info(".git/info");
-  if (!info || info->kind != FileKind::folder) return;
-  std::string text = root.exists(path) ? root.read(path) : std::string();
+  // What a link leads to, a repository kept elsewhere, is not the vault's to change.
+  for (const std::string_view folder : {".git", ".git/info"}) {
+    const auto info = root.info(folder);
+    if (!info || info->kind != FileKind::folder) return;
+  }
+  const auto present = root.info(path);
+  if (present && present->kind != FileKind::file) return;
+  std::string text = present ? root.read(path) : std::string();
   for (const std::string_view line : text::split(text, '\n'))
     if (line == pattern) return;
   if (!text.empty() && !text.ends_with('\n')) text += '\n';
@@ -76,12 +81,19 @@ std::string Vault::resolve(std::string_view path) const {
 }
 
 std::string Vault::fileName(std::string_view title) {
+  if (!text::isValidUtf8(title)) throw VaultError::invalidName();
   std::string spaced(title);
   for (char& c : spaced)
     if (endsName(c)) c = ' ';
   const std::string name = text::collapseWhitespace(spaced);
   if (name.empty() || name.starts_with('.')) throw VaultError::invalidName();
-  return std::string(text::trimWhitespace(text::firstCharacters(name, longestTitle)));
+  return cutName(text::firstCharacters(name, longestTitle), longestName);
+}
+
+std::string Vault::cutName(std::string_view name, std::size_t bytes) {
+  const std::string_view cut = text::trimWhitespace(text::firstBytes(name, bytes));
+  if (cut.empty()) throw VaultError::invalidName();  // a single letter under hundreds of accents
+  return std::string(cut);
 }
 
 void Vault::prepare() const {
@@ -91,13 +103,19 @@ void Vault::prepare() const {
   excludeFromGit(root);
 }
 
-VaultSnapshot Vault::scan() const {
+VaultSnapshot Vault::scanWith(const ScanOptions& options) const {
   VaultSnapshot snapshot;
   if (auto saved = organization()) snapshot.organization = std::move(*saved);
-  scanNotes(root_, *parsed_, snapshot);
+  scanNotes(root_, options, snapshot);
   snapshot.appearance = appearance();
   return snapshot;
 }
+
+VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
+
+VaultSnapshot Vault::scanOnce() const { return scanWith({}); }
+
+VaultSnapshot Vault::scanOnce(const text::TextSearch& words) const { return scanWith({.words = &words}); }
 
 std::vector<FolderSummary> Vault::folders() const {
   return listFolders(root_, organization().value_or(Organization::para()));

@@ -43,7 +43,8 @@ class Vault {
   std::string resolve(std::string_view path) const;
 
   // A typed title as a file name: characters that file systems or links can't carry become spaces, at most 120
-  // characters remain. Throws VaultError::invalidName when nothing does, or a hidden name would.
+  // characters remain, and what file systems take. Throws VaultError::invalidName when nothing does, or a hidden name
+  // would.
   static std::string fileName(std::string_view title);
 
   // What Vesk does when the user opens a folder: removes temporary files that a killed process left, and tells git to
@@ -71,6 +72,13 @@ class Vault {
 
   // Reads the whole vault; what has not changed since an earlier scan is not read again.
   VaultSnapshot scan() const;
+
+  // Reads the whole vault and remembers nothing of it: for a program that reads it once.
+  VaultSnapshot scanOnce() const;
+
+  // The same with only the notes that hold the words in their file's name or their text, which is quicker: all that
+  // VaultSnapshot::search finds are among them.
+  VaultSnapshot scanOnce(const text::TextSearch& words) const;
 
   // The folders, without reading any note.
   std::vector<FolderSummary> folders() const;
@@ -138,6 +146,14 @@ class Vault {
   void restoreText(std::string_view text, std::string_view expecting, std::string_view path) const;
 
  private:
+  static constexpr std::size_t longestName = 255;  // bytes, as file systems count
+
+  // The beginning of a name that fits; VaultError::invalidName when there is none.
+  static std::string cutName(std::string_view name, std::size_t bytes);
+
+  // The name with its ending, cut where the two would be too long for a file system.
+  static std::string named(std::string_view name, std::string_view ending);
+
   // The path without "." and "..".
   static std::string normalized(std::string_view path);
 
@@ -158,6 +174,7 @@ class Vault {
   // Replaces a file's text by what `change` makes of it, all under the lock; returns the new text. One that stays as it
   // was is not written.
   std::string rewrite(std::string_view path, const std::function<std::string(const std::string& text)>& change) const;
+  VaultSnapshot scanWith(const ScanOptions& options) const;
   std::optional<Json> readSettings(std::string_view name) const;
   void writeSettings(std::string_view name, const std::function<void(Json& json)>& change) const;
   std::vector<Organization::Place> currentPlaces() const;

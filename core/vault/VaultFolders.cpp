@@ -3,24 +3,13 @@
 #include <cerrno>
 #include <chrono>
 
-#include "core/base/Text.h"
 #include "core/platform/Trash.h"
 #include "core/vault/Vault.h"
 
 namespace vesk {
 
-namespace {
-
-constexpr std::size_t longestName = 255;  // bytes, as file systems count
-
-std::string folderName(std::string_view typed) {
-  return std::string(text::trimWhitespace(text::firstBytes(Vault::fileName(typed), longestName)));
-}
-
-}  // namespace
-
 std::string Vault::createFolder(std::string_view name, std::string_view parent) const {
-  std::string path = joinPath(normalized(parent), folderName(name));
+  std::string path = joinPath(normalized(parent), fileName(name));
   at(path, [&](const Folder& root, const std::string& inside) {
     if (root.exists(inside)) throw VaultError::nameTaken();
     root.createFolders(inside);
@@ -33,7 +22,7 @@ void Vault::ensureFolder(std::string_view path) const {
 }
 
 std::string Vault::renameFolder(std::string_view path, std::string_view name) const {
-  std::string renamed = joinPath(parentPath(normalized(path)), folderName(name));
+  std::string renamed = joinPath(parentPath(normalized(path)), fileName(name));
   movePath(path, renamed);
   return renamed;
 }

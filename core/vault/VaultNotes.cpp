@@ -14,14 +14,7 @@ namespace vesk {
 
 namespace {
 
-constexpr std::size_t longestName = 255;  // bytes, as file systems count
 constexpr std::string_view noteEnding = ".md";
-
-// A file's name with its ending, cut where the two would be too long for a file system.
-std::string named(std::string_view name, std::string_view ending) {
-  const std::string_view cut = text::firstBytes(name, longestName - ending.size());
-  return fmt::format("{}{}", text::trimWhitespace(cut), ending);
-}
 
 std::string textOf(std::string_view body, const std::vector<std::string>& tags) {
   MarkdownFile file;
@@ -39,6 +32,10 @@ std::string replaceAll(std::string text, std::string_view from, std::string_view
 }
 
 }  // namespace
+
+std::string Vault::named(std::string_view name, std::string_view ending) {
+  return cutName(name, longestName - ending.size()).append(ending);
+}
 
 std::string Vault::read(std::string_view noteID) const {
   return at(noteID, [](const Folder& root, const std::string& path) { return root.read(path); });

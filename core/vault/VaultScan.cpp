@@ -114,19 +114,16 @@ class JobQueue {
 // Reads whole files into one buffer that is used again.
 class NoteReader {
  public:
-  // The text of the open file; nullopt when it is no regular file, too large, or can't be read.
-  std::optional<std::string_view> read(int descriptor, const FileInfo& info) {
-    if (info.kind != FileKind::file || info.size > maximumNoteSize) return std::nullopt;
-    if (buffer_.size() <= info.size) buffer_.resize(info.size + 1);  // one more, to see the end in the same read
-    std::size_t filled = 0;
-    while (filled <= maximumNoteSize) {
+  // The rest of an open file, until the next call; nullopt when it is too large for a note, or can't be read.
+  std::optional<std::string_view> read(int descriptor) {
+    for (std::size_t filled = 0; filled <= maximumNoteSize;) {
+      if (filled == buffer_.size()) buffer_.resize(buffer_.size() * 2);
       const ssize_t got = ::read(descriptor, buffer_.data() + filled, buffer_.size() - filled);
       if (got < 0 && errno == EINTR) continue;
       if (got < 0) return std::nullopt;
       filled += static_cast<std::size_t>(got);
-      // A regular file gives all there is: fewer bytes than asked for are the last.
+      // A file gives all there is: fewer bytes than asked for are the last.
       if (filled < buffer_.size()) return std::string_view(buffer_.data(), filled);
-      buffer_.resize(buffer_.size() * 2);  // it has grown since
     }
     return std::nullopt;
   }
@@ -142,12 +139,8 @@ class NoteReader {
 
 class VaultScan {
  public:
-  VaultScan(const std::string& root, const Organization& organization, ParsedNotes& cache)
-      : rootPath_(root),
-        root_(Folder::open(root)),
-        organization_(organization),
-        cache_(cache),
-        cached_(!cache.isEmpty()) {}
+  VaultScan(const std::string& root, const Organization& organization, const ScanOptions& options)
+      : rootPath_(root), root_(Folder::open(root)), organization_(organization), options_(options) {}
 
   ScannedFolder run() {
     ScannedFolder top;
@@ -192,32 +185,39 @@ class VaultScan {
     reader.shrink();
   }
 
-  // Nullptr when the file is no note after all.
+  // Nullptr when the file is no note after all, or not one that is wanted.
   NoteRef noteAt(const ScannedFolder& scanned, const Item& item, const Folder& folder, NoteReader& reader) const {
-    const std::string id = joinPath(scanned.path, item.name);
+    std::string id = joinPath(scanned.path, item.name);
     std::string url = joinPath(rootPath_, id);
-    if (cached_ && item.kind == FileKind::file) {
-      if (NoteRef known = unchangedNote(url, item, folder); known && known->bucket == scanned.bucket) return known;
-    }
+    if (NoteRef known = unchangedNote(url, item, folder); known && known->bucket == scanned.bucket) return known;
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
-    const FileInfo info = fileInfo(fd.get());
-    const auto text = reader.read(fd.get(), info);
-    if (!text || !text::isValidUtf8(*text)) return nullptr;
+    // Looked at before it is read: if it changes in between, the next scan sees another date.
+    FileInfo info = options_.words ? FileInfo() : fileInfo(fd.get());
+    const auto text = reader.read(fd.get());
+    if (!text || !isWanted(item.name, *text)) return nullptr;
+    if (options_.words) info = fileInfo(fd.get());
+    if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
-    note->id = id;
+    note->id = std::move(id);
     note->url = std::move(url);
     note->modified = info.modified;
     note->created = info.created;
     note->bucket = scanned.bucket;
     readNoteText(*note, *text);
-    cache_.put(note, {info.modified, text->size()});
+    if (options_.cache) options_.cache->put(note, {info.modified, text->size()});
     return note;
   }
 
+  bool isWanted(std::string_view name, std::string_view text) const {
+    if (!options_.words) return true;
+    return options_.words->occursIn(name.substr(0, name.rfind('.'))) || options_.words->occursIn(text);
+  }
+
   NoteRef unchangedNote(const std::string& url, const Item& item, const Folder& folder) const {
+    if (!options_.cache || item.kind != FileKind::file || !options_.cache->contains(url)) return nullptr;
     const auto stamp = fileStamp(folder.descriptor(), item.name);
-    return stamp ? cache_.find(url, *stamp) : nullptr;
+    return stamp ? options_.cache->find(url, *stamp) : nullptr;
   }
 
   static std::optional<ParsedNotes::Stamp> fileStamp(int folder, const std::string& name) {
@@ -244,8 +244,7 @@ class VaultScan {
   const std::string& rootPath_;
   const Folder root_;
   const Organization& organization_;
-  ParsedNotes& cache_;
-  const bool cached_;
+  const ScanOptions& options_;
   JobQueue queue_;
 };
 
@@ -297,11 +296,11 @@ bool isNoteName(std::string_view name) {
   return ending[0] == '.' && (ending[1] == 'm' || ending[1] == 'M') && (ending[2] == 'd' || ending[2] == 'D');
 }
 
-void scanNotes(const std::string& root, ParsedNotes& cache, VaultSnapshot& snapshot) {
-  ScannedFolder top = VaultScan(root, snapshot.organization, cache).run();
+void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot) {
+  ScannedFolder top = VaultScan(root, snapshot.organization, options).run();
   snapshot.notes.clear();
   snapshot.root = assemble(top, snapshot.notes);
-  cache.keepOnly(snapshot.notes);
+  if (options.cache) options.cache->keepOnly(snapshot.notes);
 }
 
 std::vector<FolderSummary> listFolders(const std::string& root, const Organization& organization) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "core/base/TextSearch.h"
 #include "core/platform/Folder.h"
 #include "core/vault/Organization.h"
 #include "core/vault/ParsedNotes.h"
@@ -14,10 +15,17 @@ namespace vesk {
 // A note larger than this (bytes) is left out of the scan, as nobody reads such a file as a note.
 inline constexpr std::size_t maximumNoteSize = std::size_t{256} << 20;
 
+struct ScanOptions {
+  // Spares reading the notes that have not changed; nullptr reads every note and remembers none.
+  ParsedNotes* cache = nullptr;
+  // Leaves out the notes whose file name (without ".md") and text don't hold the words; nullptr leaves out none.
+  const text::TextSearch* words = nullptr;
+};
+
 // Reads every folder and note of a vault, on several threads, into the snapshot's notes and root. Hidden entries,
 // links to folders, "AGENTS.md", notes that are not UTF-8 and notes that vanish meanwhile are left out; a folder that
-// can't be listed throws its FileError. `cache` spares reading the notes that have not changed.
-void scanNotes(const std::string& root, ParsedNotes& cache, VaultSnapshot& snapshot);
+// can't be listed throws its FileError.
+void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot);
 
 // A folder known without reading any note.
 struct FolderSummary {

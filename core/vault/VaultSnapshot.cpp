@@ -86,12 +86,11 @@ std::vector<TagCount> VaultSnapshot::tags() const {
 }
 
 std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
-  const std::string name(note.fileName());
+  const std::string_view name = note.fileName();
   const auto leadsThere = [&](const std::string& link) { return text::equalIgnoringCase(lastComponent(link), name); };
   std::vector<NoteRef> found;
   for (const NoteRef& other : notes)
-    if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere))
-      found.push_back(other);
+    if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere)) found.push_back(other);
   return found;
 }
 

@@ -45,8 +45,8 @@ void addPreview(Json& entry, const Note& note, const text::TextSearch& search) {
 std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   const std::string query = arguments.text("query", "A search query is required.");
   const bool wantsPreview = arguments.flag("preview");
-  const auto found = context.snapshot().search(query);
   const text::TextSearch search(text::trimWhitespace(query));
+  const auto found = context.vault().scanOnce(search).search(query);
   toolResult::Page page("notes", found.size(), arguments.offset(), arguments.limit());
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry = entryOf(*found[i]);
@@ -56,9 +56,7 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   return page.text();
 }
 
-bool isIn(const Note& note, const std::string& folder) {
-  return note.folderPath() == folder || note.id.starts_with(folder + "/");
-}
+bool isIn(const Note& note, const std::string& folder) { return note.id.starts_with(folder + "/"); }
 
 bool hasTag(const Note& note, const std::string& tag) {
   return std::find(note.tags.begin(), note.tags.end(), tag) != note.tags.end();
@@ -96,10 +94,13 @@ std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
   return paths;
 }
 
-// The text of one part, and how to go on when there are more.
+// The text of one part, and how to go on when there are more. A path of thousands of characters leaves it less room.
 void addPart(Json& result, std::string_view text, std::size_t part) {
-  const auto parts = toolResult::parts(text, textUnits);
-  if (part > parts.size()) throw ToolError(fmt::format("This note has {} parts only.", parts.size()));
+  constexpr std::size_t frameUnits = 1'000;
+  const std::size_t left = toolResult::maximumUnits - frameUnits - text::unitCount(result.pretty());
+  const auto parts = toolResult::parts(text, std::min(textUnits, left));
+  if (part > parts.size())
+    throw ToolError(fmt::format("This note has only {} part{}.", parts.size(), parts.size() == 1 ? "" : "s"));
   result["text"] = parts[part - 1];
   if (parts.size() == 1) return;
   result["part"] = part;

@@ -9,7 +9,7 @@ namespace vesk {
 
 namespace {
 
-// Folders and tags are short, and are wanted all at once: as many as fit a result.
+// Places, folders and tags are short, and are wanted all at once: as many as fit a result.
 constexpr std::size_t everything = static_cast<std::size_t>(-1);
 
 std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
@@ -47,24 +47,23 @@ std::string_view whatWaits(ApprovalLevel level) {
   return {};
 }
 
-std::string getOrganization(ToolContext& context, const ToolArguments&) {
+std::string getOrganization(ToolContext& context, const ToolArguments& arguments) {
   const Organization& organization = context.organization();
-  Json::Array places;
-  const Folder root = Folder::open(context.vault().root());
-  for (const Organization::Place& place : organization.places) {
+  const auto& places = organization.places;
+  toolResult::Page page("places", places.size(), arguments.offset(), everything);
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry;
-    entry["folder"] = place.folder;
-    entry["role"] = bucket::name(place.role);
-    places.push_back(std::move(entry));
+    entry["folder"] = toolResult::shortened(places[i].folder, 255);
+    entry["role"] = bucket::name(places[i].role);
+    if (!page.add(std::move(entry))) break;
   }
   const ApprovalLevel level = context.access().approval;
   Json result;
   result["method"] = name(organization.method);
-  result["places"] = std::move(places);
   result["approval"]["level"] = name(level);
   result["approval"]["label"] = label(level);
   result["approval"]["means"] = whatWaits(level);
-  return result.pretty();
+  return page.text(std::move(result));
 }
 
 }  // namespace
@@ -88,7 +87,7 @@ Tool getOrganizationTool() {
   return {"get_organization",
           "How this vault is organized: its method, which folder plays which role, and how much of your work waits for "
           "approval.",
-          {},
+          {parameters::offset()},
           Effect::reads,
           &AIAccess::canRead,
           getOrganization};

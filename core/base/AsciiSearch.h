@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vesk::text {
+
+// Looks for ASCII words in a text byte by byte, regardless of case. Knows nothing of Unicode: TextSearch does.
+class AsciiSearch {
+ public:
+  // `words` are ASCII in lower case, and not empty.
+  explicit AsciiSearch(std::string_view words);
+
+  // The offset of the first occurrence at or after `from`; npos when there is none.
+  std::size_t find(std::string_view text, std::size_t from) const;
+
+ private:
+  // One of the words' letters, by which places are chosen to look at closely.
+  struct Anchor {
+    std::size_t offset = 0;   // in the words
+    unsigned char byte = 0;   // in lower case
+    unsigned char caseBit = 0;  // what makes a capital small; 0 for what is no letter
+    bool matches(const char* place) const { return (static_cast<unsigned char>(place[offset]) | caseBit) == byte; }
+  };
+
+  static Anchor anchorAt(std::string_view words, std::size_t offset);
+  bool occursAt(const char* place) const;
+  bool mayBeginIn(const char* block) const;
+
+  std::string words_;
+  Anchor rarest_;
+  Anchor second_;
+};
+
+// True when a character that is not ASCII, but folds to ASCII letters (U+212A to k, U+017F to s, U+00DF to ss …), may be
+// in the text; false is certain.
+bool mayFoldToAscii(std::string_view text);
+
+}  // namespace vesk::text

@@ -1,0 +1,16 @@
+#include "core/platform/Memory.h"
+
+#include <malloc.h>
+
+#include <climits>
+
+namespace vesk {
+
+void keepFreedMemory() {
+  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_TRIM_THRESHOLD, INT_MAX);
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TOP_PAD, 1 << 20);
+}
+
+}  // namespace vesk
