@@ -1,6 +1,7 @@
 #include "core/base/AsciiSearch.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "core/base/Ascii.h"
@@ -18,15 +19,31 @@ std::size_t rarity(char c) {
   return std::min(frequent.find(c), frequent.size());
 }
 
-unsigned char foldsToAscii(unsigned char first, unsigned char second, unsigned char third) {
-  const bool sharpS = (first == 0xC3) & (second == 0x9F);                            // U+00DF
-  const bool latin = (first == 0xC5) & ((second == 0x89) | (second == 0xBF));        // U+0149, U+017F
-  const bool greek = (first == 0xCD) & (second == 0xBE);                             // U+037E
-  const bool extended = (first == 0xE1) & (((second == 0xBA) & ((third == 0x9A) | (third == 0x9E))) |  // U+1E9A, U+1E9E
-                                           ((second == 0xBF) & (third == 0xAF)));    // U+1FEF
-  const bool kelvin = (first == 0xE2) & (second == 0x84) & (third == 0xAA);          // U+212A
-  const bool ligature = (first == 0xEF) & (second == 0xAC) & (third <= 0x86);        // U+FB00 … U+FB06
-  return static_cast<unsigned char>(sharpS | latin | greek | extended | kelvin | ligature);
+// All there are in Unicode 15 whose folding does not end in a combining mark, which no occurrence ends before.
+constexpr std::array<AsciiFolding, 15> foldings = {{
+    {"\u00DF", "ss"},
+    {"\u0149", "n"},  // behind U+02BC
+    {"\u017F", "s"},
+    {"\u037E", ";"},
+    {"\u1E9A", "a"},  // before U+02BE
+    {"\u1E9E", "ss"},
+    {"\u1FEF", "`"},
+    {"\u212A", "k"},
+    {"\uFB00", "ff"},
+    {"\uFB01", "fi"},
+    {"\uFB02", "fl"},
+    {"\uFB03", "ffi"},
+    {"\uFB04", "ffl"},
+    {"\uFB05", "st"},
+    {"\uFB06", "st"},
+}};
+
+// True when `letters` may stand within an occurrence of `words`, or reach into its beginning or its end.
+bool mayOverlap(std::string_view letters, std::string_view words) {
+  if (words.find(letters) != std::string_view::npos || letters.find(words) != std::string_view::npos) return true;
+  for (std::size_t length = 1; length < letters.size(); ++length)
+    if (words.starts_with(letters.substr(letters.size() - length)) || words.ends_with(letters.substr(0, length))) return true;
+  return false;
 }
 
 }  // namespace
@@ -82,18 +99,25 @@ std::size_t AsciiSearch::find(std::string_view text, std::size_t from) const {
   return std::string_view::npos;
 }
 
-bool mayFoldToAscii(std::string_view text) {
-  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+std::vector<AsciiFolding> foldingsWithin(std::string_view words) {
+  std::vector<AsciiFolding> found;
+  for (const AsciiFolding& folding : foldings)
+    if (mayOverlap(folding.letters, words)) found.push_back(folding);
+  return found;
+}
+
+bool contains(std::string_view text, const AsciiFolding& folding) {
+  const char last = folding.bytes.back();
+  const char lead = folding.bytes[folding.bytes.size() - 2];
+  const char* const bytes = text.data();
   std::size_t at = 0;
-  for (; at + block + 2 <= text.size(); at += block) {
-    if (ascii::prefixLength(text.substr(at, block)) == block) continue;
+  for (; at + block + 1 <= text.size(); at += block) {
     unsigned char found = 0;
-    for (std::size_t i = at; i < at + block; ++i) found |= foldsToAscii(bytes[i], bytes[i + 1], bytes[i + 2]);
-    if (found) return true;
+    for (std::size_t i = at; i < at + block; ++i)
+      found |= static_cast<unsigned char>((bytes[i] == lead) & (bytes[i + 1] == last));
+    if (found && text.substr(at > 0 ? at - 1 : 0, block + 2).find(folding.bytes) != std::string_view::npos) return true;
   }
-  for (; at + 1 < text.size(); ++at)
-    if (foldsToAscii(bytes[at], bytes[at + 1], at + 2 < text.size() ? bytes[at + 2] : 0)) return true;
-  return false;
+  return text.substr(at > 0 ? at - 1 : 0).find(folding.bytes) != std::string_view::npos;
 }
 
 }  // namespace vesk::text

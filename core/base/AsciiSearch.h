@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk::text {
 
@@ -33,8 +34,15 @@ class AsciiSearch {
   Anchor second_;
 };
 
-// True when a character that is not ASCII, but folds to ASCII letters (U+212A to k, U+017F to s, U+00DF to ss …), may be
-// in the text; false is certain.
-bool mayFoldToAscii(std::string_view text);
+// A character beyond ASCII that folds to ASCII letters, such as U+00DF to "ss".
+struct AsciiFolding {
+  std::string_view bytes = {};   // of the character, two or three
+  std::string_view letters = {};
+};
+
+// Those of them that may take part in an occurrence of `words`: none for most words.
+std::vector<AsciiFolding> foldingsWithin(std::string_view words);
+
+bool contains(std::string_view text, const AsciiFolding& folding);
 
 }  // namespace vesk::text

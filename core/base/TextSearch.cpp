@@ -202,13 +202,17 @@ std::string folded(std::string_view text) {
 }
 
 TextSearch::TextSearch(std::string_view query) : folded_(folded(query)) {
-  if (!folded_.empty() && isAscii(folded_)) ascii_.emplace(folded_);
+  if (folded_.empty() || !isAscii(folded_)) return;
+  ascii_.emplace(folded_);
+  foldings_ = foldingsWithin(folded_);
 }
 
 bool TextSearch::occursIn(std::string_view text) const {
   if (folded_.empty()) return false;
   if (!ascii_) return occursFolded(text);
-  return occursAsAscii(text) || (mayFoldToAscii(text) && occursFolded(text));
+  if (occursAsAscii(text)) return true;
+  const auto isThere = [&](const AsciiFolding& folding) { return contains(text, folding); };
+  return std::any_of(foldings_.begin(), foldings_.end(), isThere) && occursFolded(text);
 }
 
 // Where the text itself has the query's letters, they need no folding.

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/base/AsciiSearch.h"
 
@@ -30,7 +31,8 @@ class TextSearch {
   bool occursFolded(std::string_view text) const;
 
   std::string folded_;
-  std::optional<AsciiSearch> ascii_;  // for a query that folds to ASCII
+  std::optional<AsciiSearch> ascii_ = {};      // for a query that folds to ASCII,
+  std::vector<AsciiFolding> foldings_ = {};  // with what else may spell it
 };
 
 // `text` as the search compares it.

@@ -7,6 +7,7 @@
 #include "core/base/Text.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolError.h"
+#include "core/vault/MarkdownScanner.h"
 
 namespace vesk {
 
@@ -20,6 +21,13 @@ void addMissingPlaces(const Organization& organization, std::vector<FolderSummar
     };
     if (std::none_of(folders.begin(), folders.end(), isThere)) folders.push_back({place.folder, place.role, 0});
   }
+}
+
+bool linksTo(std::string_view text, std::string_view name) {
+  markdown::LinkScanner scanner(text);
+  while (const auto target = scanner.next())
+    if (text::equalIgnoringCase(lastComponent(*target), name)) return true;
+  return false;
 }
 
 std::string severalMatch(const std::vector<NoteRef>& notes) {
@@ -56,17 +64,30 @@ const VaultSnapshot& ToolContext::snapshot() {
   return *snapshot_;
 }
 
+const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {
+  if (snapshot_) return *snapshot_;
+  if (notesAbout_ && text::equalIgnoringCase(about_, name)) return *notesAbout_;
+  about_ = name;
+  // What a note is titled and links to stands in its text or is its file's name. Most notes need not be taken apart to
+  // see that they don't hold it.
+  notesAbout_ = vault_.scanOnce([&](const NoteFile& file) {
+    return file.fileName() == name || file.text.find(name) != std::string_view::npos || linksTo(file.text, name);
+  });
+  return *notesAbout_;
+}
+
 NoteRef ToolContext::note(const ToolArguments& arguments) {
   const std::string wanted = arguments.text("note", "A note path or title is required.");
+  if (NoteRef note = vault_.note(wanted)) return note;
   std::vector<NoteRef> titled;
-  for (const NoteRef& note : snapshot().notes) {
-    if (note->id == wanted) return note;
+  for (const NoteRef& note : notesAbout(wanted).notes)
     if (note->title == wanted) titled.push_back(note);
-  }
   if (titled.size() > 1) throw ToolError(severalMatch(titled));
-  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstUnits(wanted, 1000)));
+  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstCharacters(wanted, 1000)));
   return titled.front();
 }
+
+std::vector<NoteRef> ToolContext::backlinks(const Note& note) { return notesAbout(note.fileName()).backlinks(note); }
 
 void ToolContext::requireFolder(std::string_view folder) {
   const auto& known = folders();

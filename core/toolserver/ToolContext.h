@@ -32,6 +32,9 @@ class ToolContext {
   // several match.
   NoteRef note(const ToolArguments& arguments);
 
+  // The notes that link to this one.
+  std::vector<NoteRef> backlinks(const Note& note);
+
   // Throws ToolError unless `folder` is one of folders().
   void requireFolder(std::string_view folder);
 
@@ -41,6 +44,11 @@ class ToolContext {
   std::optional<Organization> organization_;
   std::optional<std::vector<FolderSummary>> folders_;
   std::optional<VaultSnapshot> snapshot_;
+
+  // The notes that may have a title, or link to a file of that name; kept for the next question about the same.
+  const VaultSnapshot& notesAbout(std::string_view name);
+  std::string about_;
+  std::optional<VaultSnapshot> notesAbout_;
 };
 
 }  // namespace vesk

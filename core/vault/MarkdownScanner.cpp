@@ -34,7 +34,7 @@ std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
 // Collects the kept pieces of one text, joining those that touch.
 class Pieces {
  public:
-  explicit Pieces(std::string_view text) : text_(text) {}
+  explicit Pieces(std::string_view text) : text_(text) { kept_.reserve(16); }
 
   void keep(std::size_t begin, std::size_t end) {
     if (begin == end) return;
@@ -115,26 +115,30 @@ std::optional<std::string> firstHeading(std::string_view text) {
   return std::nullopt;
 }
 
+std::optional<std::string_view> LinkScanner::next() {
+  for (std::size_t open = text_.find("[[", position_); open != none; open = text_.find("[[", position_)) {
+    const std::size_t begin = open + 2;
+    if (close_ < begin) close_ = text_.find(']', begin);
+    if (close_ == none) break;
+    if (!text_.substr(close_ + 1).starts_with(']')) {
+      position_ = close_ + 1;  // every link begun before this "]" ends in it
+      continue;
+    }
+    const std::string_view inside = text_.substr(begin, close_ - begin);
+    const std::string_view target = inside.substr(0, std::min(inside.find('|'), inside.find('#')));
+    position_ = target.empty() ? open + 1 : close_ + 2;
+    if (const auto trimmed = text::trimSpaces(target); !trimmed.empty()) return trimmed;
+  }
+  position_ = text_.size();
+  return std::nullopt;
+}
+
 std::vector<std::string> links(std::string_view text) {
   std::vector<std::string> found;
-  std::size_t close = 0;  // the first "]" at or after the link's beginning
-  for (std::size_t open = text.find("[["); open != none;) {
-    const std::size_t begin = open + 2;
-    if (close < begin) close = text.find(']', begin);
-    if (close == none) break;
-    if (close + 1 >= text.size() || text[close + 1] != ']') {
-      open = text.find("[[", close + 1);  // every link begun before this "]" ends in it
-      continue;
-    }
-    const std::string_view inside = text.substr(begin, close - begin);
-    const std::size_t end = std::min(inside.find('|'), inside.find('#'));
-    const std::string_view target = inside.substr(0, end);
-    if (target.empty()) {
-      open = text.find("[[", open + 1);
-      continue;
-    }
-    if (const auto trimmed = text::trimSpaces(target); !trimmed.empty()) found.emplace_back(trimmed);
-    open = text.find("[[", close + 2);
+  LinkScanner scanner(text);
+  while (const auto target = scanner.next()) {
+    if (found.empty()) found.reserve(8);
+    found.emplace_back(*target);
   }
   return found;
 }
@@ -167,14 +171,13 @@ std::string joined(const std::vector<std::string_view>& pieces) {
 
 std::string prose(std::string_view text) { return joined(prosePieces(text)); }
 
-std::vector<TagMatch> inlineTags(std::string_view prose) {
-  std::vector<TagMatch> found;
-  for (std::size_t hash = prose.find('#'); hash != none;) {
-    const std::size_t end = mayBeginTag(prose, hash) ? endOfTag(prose, hash + 1) : hash + 1;
-    if (end > hash + 1) found.push_back({hash, prose.substr(hash + 1, end - hash - 1)});
-    hash = prose.find('#', end);
+std::optional<TagScanner::Match> TagScanner::next() {
+  for (std::size_t hash = prose_.find('#', position_); hash != none; hash = prose_.find('#', position_)) {
+    position_ = mayBeginTag(prose_, hash) ? endOfTag(prose_, hash + 1) : hash + 1;
+    if (position_ > hash + 1) return Match{hash, prose_.substr(hash + 1, position_ - hash - 1)};
   }
-  return found;
+  position_ = prose_.size();
+  return std::nullopt;
 }
 
 std::string_view preview(std::string_view body) {

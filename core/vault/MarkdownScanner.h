@@ -12,7 +12,21 @@ namespace vesk::markdown {
 // The text after the first line that begins with "# ", trimmed.
 std::optional<std::string> firstHeading(std::string_view text);
 
-// The targets of the wiki links, in order: every match of \[\[([^\]|#]+)(?:[#|][^\]]*)?\]\], trimmed of spaces.
+// Goes through the wiki links of a text: every match of \[\[([^\]|#]+)(?:[#|][^\]]*)?\]\].
+class LinkScanner {
+ public:
+  explicit LinkScanner(std::string_view text) : text_(text) {}
+
+  // The target of the next link, trimmed of spaces; links to nothing but spaces are passed over. Nullopt at the end.
+  std::optional<std::string_view> next();
+
+ private:
+  std::string_view text_;
+  std::size_t position_ = 0;
+  std::size_t close_ = 0;  // the first "]" at or after the link that was looked at last
+};
+
+// The targets of all wiki links, in order.
 std::vector<std::string> links(std::string_view text);
 
 // The pieces of `text` that are prose, in order; together they are prose(text). A line break that joins two lines with
@@ -24,14 +38,23 @@ std::string joined(const std::vector<std::string_view>& pieces);
 // (`[^`\n]+`).
 std::string prose(std::string_view text);
 
-// One inline tag in a prose text: an offset of its "#", and the tag without it.
-struct TagMatch {
-  std::size_t offset = 0;
-  std::string_view tag = {};
-};
+// Goes through the inline tags of a prose text: every match of (?<![\w/#])#([\p{L}][\p{L}\p{N}_/-]*).
+class TagScanner {
+ public:
+  struct Match {
+    std::size_t offset = 0;     // of its "#"
+    std::string_view tag = {};  // without it
+  };
 
-// Every match of (?<![\w/#])#([\p{L}][\p{L}\p{N}_/-]*).
-std::vector<TagMatch> inlineTags(std::string_view prose);
+  explicit TagScanner(std::string_view prose) : prose_(prose) {}
+
+  // Nullopt at the end.
+  std::optional<Match> next();
+
+ private:
+  std::string_view prose_;
+  std::size_t position_ = 0;
+};
 
 // The first line that, trimmed, is not empty and does not begin with "#"; trimmed. "" when there is none.
 std::string_view preview(std::string_view body);

@@ -70,6 +70,7 @@ MarkdownView::MarkdownView(std::string_view text) : body(text) {
   const std::size_t firstEnd = text.find('\n');
   if (firstEnd == std::string_view::npos || !isFence(start.substr(0, start.find('\n')))) return;
   std::vector<std::string_view> lines;
+  lines.reserve(8);
   for (std::size_t at = firstEnd + 1; at <= text.size();) {
     const std::size_t end = text.find('\n', at);
     const std::string_view line = text.substr(at, end == std::string_view::npos ? end : end - at);

@@ -12,12 +12,6 @@ namespace vesk {
 
 namespace {
 
-std::string titleOf(const MarkdownView& file, const Note& note) {
-  if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty()) return std::string(*title);
-  if (auto heading = markdown::firstHeading(file.body); heading && !heading->empty()) return *heading;
-  return std::string(note.fileName());
-}
-
 // Tags by which the planner schedules a task; they say nothing of the note.
 bool isSchedulingTag(std::string_view tag) { return tag.starts_with("remind/") || tag.starts_with("at/"); }
 
@@ -26,6 +20,7 @@ class TagList {
  public:
   void add(std::string_view tag) {
     if (isSchedulingTag(tag) || isKnown(tag)) return;
+    if (tags_.empty()) tags_.reserve(8);
     tags_.emplace_back(tag);
     if (tags_.size() > few) known_.insert(tags_.back());
   }
@@ -45,18 +40,6 @@ class TagList {
   std::unordered_set<std::string> known_;  // those behind the first few
 };
 
-std::vector<std::string> tagsOf(const MarkdownView& file) {
-  TagList tags;
-  for (const std::string_view tag : markdown::tags(file.frontmatter)) tags.add(tag);
-  if (file.body.find('#') == std::string::npos) return tags.take();
-  // Most notes hold no code, and their text is their prose.
-  const auto pieces = markdown::prosePieces(file.body);
-  const std::string joined = pieces.size() > 1 ? markdown::joined(pieces) : std::string();
-  const std::string_view prose = pieces.size() > 1 ? joined : pieces.empty() ? std::string_view() : pieces.front();
-  for (const auto& match : markdown::inlineTags(prose)) tags.add(match.tag);
-  return tags.take();
-}
-
 }  // namespace
 
 std::string_view Note::fileName() const {
@@ -68,10 +51,29 @@ std::string_view Note::folderPath() const { return parentPath(id); }
 
 std::string_view Note::preview() const { return markdown::preview(body); }
 
+std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
+  if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty()) return std::string(*title);
+  if (auto heading = markdown::firstHeading(file.body); heading && !heading->empty()) return *heading;
+  return std::string(fileName);
+}
+
+std::vector<std::string> noteTags(const MarkdownView& file) {
+  TagList tags;
+  for (const std::string_view tag : markdown::tags(file.frontmatter)) tags.add(tag);
+  if (file.body.find('#') == std::string::npos) return tags.take();
+  // Most notes hold no code, and their text is their prose.
+  const auto pieces = markdown::prosePieces(file.body);
+  const std::string joined = pieces.size() > 1 ? markdown::joined(pieces) : std::string();
+  const std::string_view prose = pieces.size() > 1 ? joined : pieces.empty() ? std::string_view() : pieces.front();
+  markdown::TagScanner scanner(prose);
+  while (const auto match = scanner.next()) tags.add(match->tag);
+  return tags.take();
+}
+
 void readNoteText(Note& note, std::string_view text) {
   const MarkdownView file(text);
-  note.title = titleOf(file, note);
-  note.tags = tagsOf(file);
+  note.title = noteTitle(file, note.fileName());
+  note.tags = noteTags(file);
   note.links = markdown::links(file.body);
   note.isVeskPage = markdown::value(file.frontmatter, "vesk") == "true";
   note.body = file.body;

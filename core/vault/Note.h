@@ -7,6 +7,7 @@
 
 #include "core/base/Time.h"
 #include "core/vault/Bucket.h"
+#include "core/vault/MarkdownView.h"
 
 namespace vesk {
 
@@ -32,6 +33,10 @@ struct Note {
 
 // Notes are shared by everything that holds them, never copied.
 using NoteRef = std::shared_ptr<const Note>;
+
+// The title and the tags of a file that is taken apart.
+std::string noteTitle(const MarkdownView& file, std::string_view fileName);
+std::vector<std::string> noteTags(const MarkdownView& file);
 
 // Fills in what is read from a note's text: title, body, tags, links, isVeskPage. `note` knows its id.
 void readNoteText(Note& note, std::string_view text);

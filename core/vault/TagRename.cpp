@@ -20,8 +20,8 @@ std::string_view withoutHash(std::string_view tag) {
 
 bool canBeTag(std::string_view tag) {
   const std::string written = "#" + std::string(tag);
-  const auto found = markdown::inlineTags(written);
-  return found.size() == 1 && found[0].offset == 0 && found[0].tag == tag;
+  const auto found = markdown::TagScanner(written).next();
+  return found && found->offset == 0 && found->tag == tag;
 }
 
 }  // namespace
@@ -62,15 +62,16 @@ std::string TagRename::inProse(std::string_view body) const {
   std::size_t copied = 0;       // of the body
   std::size_t piece = 0;        // that the tag begins in
   std::size_t pieceOffset = 0;  // of that piece in the prose
-  for (const auto& match : markdown::inlineTags(prose)) {
-    const auto name = renamed(match.tag);
+  markdown::TagScanner scanner(prose);
+  while (const auto match = scanner.next()) {
+    const auto name = renamed(match->tag);
     if (!name) continue;
-    while (match.offset >= pieceOffset + pieces[piece].size()) pieceOffset += pieces[piece++].size();
-    const std::size_t inPiece = match.offset - pieceOffset;
-    if (inPiece + 1 + match.tag.size() > pieces[piece].size()) continue;  // code stands within the tag
+    while (match->offset >= pieceOffset + pieces[piece].size()) pieceOffset += pieces[piece++].size();
+    const std::size_t inPiece = match->offset - pieceOffset;
+    if (inPiece + 1 + match->tag.size() > pieces[piece].size()) continue;  // code stands within the tag
     const std::size_t begin = static_cast<std::size_t>(pieces[piece].data() - body.data()) + inPiece + 1;
     result.append(body.substr(copied, begin - copied)).append(*name);
-    copied = begin + match.tag.size();
+    copied = begin + match->tag.size();
   }
   return result.append(body.substr(copied));
 }

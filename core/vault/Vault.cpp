@@ -113,9 +113,12 @@ VaultSnapshot Vault::scanWith(const ScanOptions& options) const {
 
 VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
 
-VaultSnapshot Vault::scanOnce() const { return scanWith({}); }
+VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filter = std::move(filter)}); }
 
-VaultSnapshot Vault::scanOnce(const text::TextSearch& words) const { return scanWith({.words = &words}); }
+NoteRef Vault::note(std::string_view noteID) const {
+  const bool canBePath = noteID.find('\0') == std::string_view::npos && standardized(noteID) == noteID;
+  return canBePath ? scanNote(root_, noteID, organization().value_or(Organization::para())) : nullptr;
+}
 
 std::vector<FolderSummary> Vault::folders() const {
   return listFolders(root_, organization().value_or(Organization::para()));

@@ -73,12 +73,12 @@ class Vault {
   // Reads the whole vault; what has not changed since an earlier scan is not read again.
   VaultSnapshot scan() const;
 
-  // Reads the whole vault and remembers nothing of it: for a program that reads it once.
-  VaultSnapshot scanOnce() const;
+  // Reads the whole vault and remembers nothing of it: for a program that reads it once. With a filter the snapshot
+  // holds only the notes it wants, and the others need not be taken apart.
+  VaultSnapshot scanOnce(NoteFilter filter = {}) const;
 
-  // The same with only the notes that hold the words in their file's name or their text, which is quicker: all that
-  // VaultSnapshot::search finds are among them.
-  VaultSnapshot scanOnce(const text::TextSearch& words) const;
+  // One note as a scan would list it; nullptr when it would list none of that path.
+  NoteRef note(std::string_view noteID) const;
 
   // The folders, without reading any note.
   std::vector<FolderSummary> folders() const;

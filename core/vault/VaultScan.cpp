@@ -28,14 +28,17 @@ struct Item {
   FileKind kind = FileKind::other;  // file and link are notes
 };
 
+bool isNote(const FolderEntry& entry) {
+  return (entry.kind == FileKind::file || entry.kind == FileKind::link) && isNoteName(entry.name) &&
+         entry.name != assistantRulesFile && !entry.name.starts_with('.');
+}
+
 // The folder's notes and folders, in the order a file browser shows them.
 std::vector<Item> itemsOf(const Folder& folder) {
   std::vector<Item> items;
   for (FolderEntry& entry : folder.entries()) {
     if (entry.name.starts_with('.')) continue;
-    const bool isNote = (entry.kind == FileKind::file || entry.kind == FileKind::link) && isNoteName(entry.name) &&
-                        entry.name != assistantRulesFile;
-    if (isNote || entry.kind == FileKind::folder) items.push_back({std::move(entry.name), entry.kind});
+    if (isNote(entry) || entry.kind == FileKind::folder) items.push_back({std::move(entry.name), entry.kind});
   }
   std::sort(items.begin(), items.end(),
             [](const Item& a, const Item& b) { return text::compareNames(a.name, b.name) < 0; });
@@ -117,7 +120,7 @@ class NoteReader {
   // The rest of an open file, until the next call; nullopt when it is too large for a note, or can't be read.
   std::optional<std::string_view> read(int descriptor) {
     for (std::size_t filled = 0; filled <= maximumNoteSize;) {
-      if (filled == buffer_.size()) buffer_.resize(buffer_.size() * 2);
+      if (filled == buffer_.size() && !grow(descriptor)) return std::nullopt;
       const ssize_t got = ::read(descriptor, buffer_.data() + filled, buffer_.size() - filled);
       if (got < 0 && errno == EINTR) continue;
       if (got < 0) return std::nullopt;
@@ -134,6 +137,17 @@ class NoteReader {
 
  private:
   static constexpr std::size_t keptSize = std::size_t{256} << 10;
+
+  // Makes room for the rest, and one byte more to see its end; false when the file is larger than a note.
+  bool grow(int descriptor) {
+    struct stat attributes = {};
+    if (::fstat(descriptor, &attributes) != 0) return false;
+    const auto size = static_cast<std::size_t>(attributes.st_size);
+    if (size > maximumNoteSize) return false;
+    buffer_.resize(std::max(2 * buffer_.size(), size + 1));
+    return true;
+  }
+
   std::string buffer_ = std::string(keptSize, '\0');
 };
 
@@ -147,6 +161,25 @@ class VaultScan {
     queue_.add([&] { scanFolder(top); });
     onEveryWorker([&] { queue_.work(); });
     return top;
+  }
+
+  // The note of that path, as run() would find it.
+  NoteRef find(std::string_view id) {
+    ScannedFolder parent;
+    const std::string_view folderPath = parentPath(id);
+    for (std::size_t end = 0; end < folderPath.size();) {
+      end = std::min(folderPath.find('/', end + 1), folderPath.size());
+      const std::string_view path = folderPath.substr(0, end);
+      const auto info = root_.info(path);
+      if (lastComponent(path).starts_with('.') || !info || info->kind != FileKind::folder) return nullptr;
+      parent.bucket = bucketBelow(parent.path, parent.bucket, lastComponent(path), organization_);
+      parent.path = path;
+    }
+    const auto info = root_.info(id);
+    const Item item{std::string(lastComponent(id)), info ? info->kind : FileKind::other};
+    if (!isNote({item.name, item.kind})) return nullptr;
+    NoteReader reader;
+    return noteAt(parent, item, root_.openFolder(parent.path), reader);
   }
 
  private:
@@ -193,10 +226,10 @@ class VaultScan {
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
     // Looked at before it is read: if it changes in between, the next scan sees another date.
-    FileInfo info = options_.words ? FileInfo() : fileInfo(fd.get());
+    FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get());
     const auto text = reader.read(fd.get());
-    if (!text || !isWanted(item.name, *text)) return nullptr;
-    if (options_.words) info = fileInfo(fd.get());
+    if (!text || (options_.filter && !options_.filter({id, *text, fd.get()}))) return nullptr;
+    if (options_.filter) info = fileInfo(fd.get());
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
     note->id = std::move(id);
@@ -207,11 +240,6 @@ class VaultScan {
     readNoteText(*note, *text);
     if (options_.cache) options_.cache->put(note, {info.modified, text->size()});
     return note;
-  }
-
-  bool isWanted(std::string_view name, std::string_view text) const {
-    if (!options_.words) return true;
-    return options_.words->occursIn(name.substr(0, name.rfind('.'))) || options_.words->occursIn(text);
   }
 
   NoteRef unchangedNote(const std::string& url, const Item& item, const Folder& folder) const {
@@ -244,7 +272,7 @@ class VaultScan {
   const std::string& rootPath_;
   const Folder root_;
   const Organization& organization_;
-  const ScanOptions& options_;
+  const ScanOptions options_;
   JobQueue queue_;
 };
 
@@ -290,6 +318,16 @@ void listBelow(const Folder& root, const FolderSummary& parent, const Organizati
 
 }  // namespace
 
+std::string_view NoteFile::fileName() const {
+  const std::string_view name = lastComponent(id);
+  return name.substr(0, name.rfind('.'));
+}
+
+Timestamp NoteFile::modified() const {
+  struct stat attributes = {};
+  return ::fstat(descriptor, &attributes) == 0 ? timestampOf(attributes.st_mtim) : distantPast;
+}
+
 bool isNoteName(std::string_view name) {
   if (name.size() < 3) return false;
   const std::string_view ending = name.substr(name.size() - 3);
@@ -301,6 +339,14 @@ void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapsho
   snapshot.notes.clear();
   snapshot.root = assemble(top, snapshot.notes);
   if (options.cache) options.cache->keepOnly(snapshot.notes);
+}
+
+NoteRef scanNote(const std::string& root, std::string_view id, const Organization& organization) {
+  try {
+    return VaultScan(root, organization, {}).find(id);
+  } catch (const OutsideFolderError&) {
+    return nullptr;
+  }
 }
 
 std::vector<FolderSummary> listFolders(const std::string& root, const Organization& organization) {

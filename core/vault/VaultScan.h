@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "core/base/TextSearch.h"
 #include "core/platform/Folder.h"
 #include "core/vault/Organization.h"
 #include "core/vault/ParsedNotes.h"
@@ -15,17 +15,33 @@ namespace vesk {
 // A note larger than this (bytes) is left out of the scan, as nobody reads such a file as a note.
 inline constexpr std::size_t maximumNoteSize = std::size_t{256} << 20;
 
+// A note's file while a scan has it open.
+struct NoteFile {
+  std::string_view id = {};
+  std::string_view text = {};  // not known to be UTF-8
+  int descriptor = -1;
+
+  std::string_view fileName() const;  // without ".md"
+  Timestamp modified() const;
+};
+
+// Says of a note whether the scan is to take it apart. Asked from several threads at once, in no order.
+using NoteFilter = std::function<bool(const NoteFile& file)>;
+
 struct ScanOptions {
   // Spares reading the notes that have not changed; nullptr reads every note and remembers none.
   ParsedNotes* cache = nullptr;
-  // Leaves out the notes whose file name (without ".md") and text don't hold the words; nullptr leaves out none.
-  const text::TextSearch* words = nullptr;
+  // Leaves out the notes that aren't wanted before they are taken apart; empty leaves out none.
+  NoteFilter filter = {};
 };
 
 // Reads every folder and note of a vault, on several threads, into the snapshot's notes and root. Hidden entries,
 // links to folders, "AGENTS.md", notes that are not UTF-8 and notes that vanish meanwhile are left out; a folder that
 // can't be listed throws its FileError.
 void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot);
+
+// The note that a scan would list under this path; nullptr when it would list none.
+NoteRef scanNote(const std::string& root, std::string_view id, const Organization& organization);
 
 // A folder known without reading any note.
 struct FolderSummary {

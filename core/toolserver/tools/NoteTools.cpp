@@ -9,6 +9,7 @@
 #include "core/base/Time.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/vault/VaultSearch.h"
 
 namespace vesk {
 
@@ -45,12 +46,14 @@ void addPreview(Json& entry, const Note& note, const text::TextSearch& search) {
 std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   const std::string query = arguments.text("query", "A search query is required.");
   const bool wantsPreview = arguments.flag("preview");
+  const auto hits = searchVault(context.vault(), query);
   const text::TextSearch search(text::trimWhitespace(query));
-  const auto found = context.vault().scanOnce(search).search(query);
-  toolResult::Page page("notes", found.size(), arguments.offset(), arguments.limit());
+  toolResult::Page page("notes", hits.size(), arguments.offset(), arguments.limit());
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
-    Json entry = entryOf(*found[i]);
-    if (wantsPreview) addPreview(entry, *found[i], search);
+    const NoteRef note = context.vault().note(hits[i].id);
+    if (!note) continue;  // it has gone since
+    Json entry = entryOf(*note);
+    if (wantsPreview) addPreview(entry, *note, search);
     if (!page.add(std::move(entry))) break;
   }
   return page.text();
@@ -119,7 +122,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   result["modified"] = time::iso8601(note->modified);
   addList(result, "tags", note->tags);
   addList(result, "links", note->links);
-  addList(result, "backlinks", pathsOf(context.snapshot().backlinks(*note)));
+  addList(result, "backlinks", pathsOf(context.backlinks(*note)));
   addPart(result, note->body, arguments.part());
   return result.pretty();
 }

@@ -1,0 +1,215 @@
+// vesk notes and vesk search: the vault's notes, listed.
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "app/Commands.h"
+#include "app/CurrentVault.h"
+#include "app/Highlight.h"
+#include "app/Table.h"
+#include "core/base/Error.h"
+#include "core/base/Json.h"
+#include "core/base/Text.h"
+#include "core/base/TextSearch.h"
+#include "core/base/Time.h"
+
+namespace vesk::app {
+
+namespace {
+
+using Notes = std::vector<NoteRef>;
+
+constexpr std::size_t unlimited = 1'000'000'000;  // notes
+
+struct NotesOptions {
+  std::string folder = {};
+  std::string tag = {};
+  bool unsorted = false;
+  std::size_t limit = unlimited;
+  bool asJson = false;
+};
+
+struct SearchOptions {
+  std::vector<std::string> words = {};
+  std::size_t limit = unlimited;
+  bool asJson = false;
+};
+
+// In the user's time zone.
+std::string shownTime(Timestamp moment) {
+  if (moment == distantPast) return "";
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch();
+  const std::time_t count = seconds.count();
+  std::tm local{};
+  ::localtime_r(&count, &local);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                     local.tm_hour, local.tm_min);
+}
+
+Json entryOf(const Note& note) {
+  Json entry;
+  entry["path"] = note.id;
+  entry["title"] = note.title;
+  entry["role"] = bucket::name(note.bucket);
+  entry["modified"] = time::iso8601(note.modified);
+  entry["tags"] = Json::Array(note.tags.begin(), note.tags.end());
+  return entry;
+}
+
+CLI::Range positive() { return CLI::Range(std::size_t{1}, unlimited, "NUMBER"); }
+
+// The first `limit` notes, and how many there are.
+void printJson(Json::Array entries, std::size_t total) {
+  Json json;
+  json["notes"] = std::move(entries);
+  json["total"] = total;
+  print("{}\n", json.pretty());
+}
+
+// Not among the output, which may go to another program.
+void sayWhenNone(const Notes& notes) {
+  if (notes.empty()) fmt::print(stderr, "No note was found.\n");
+}
+
+// ---- notes
+
+std::string withoutSlashes(std::string folder) {
+  while (folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
+
+void requireFolder(const FolderNode& root, const std::string& path) {
+  const FolderNode* folder = &root;
+  for (const std::string_view name : text::split(path, '/')) {
+    const auto isIt = [&](const FolderNode& child) { return child.name == name; };
+    const auto found = std::find_if(folder->folders.begin(), folder->folders.end(), isIt);
+    if (found == folder->folders.end()) throw Error(fmt::format("There is no folder {} in the vault.", path));
+    folder = &*found;
+  }
+}
+
+Notes chosenNotes(const VaultSnapshot& snapshot, const NotesOptions& options) {
+  Notes notes = options.unsorted ? snapshot.unsorted() : snapshot.notes;
+  if (!options.tag.empty()) {
+    const std::string tag = options.tag.starts_with('#') ? options.tag.substr(1) : options.tag;
+    std::erase_if(notes, [&](const NoteRef& note) {
+      return std::find(note->tags.begin(), note->tags.end(), tag) == note->tags.end();
+    });
+  }
+  if (const std::string folder = withoutSlashes(options.folder); !folder.empty()) {
+    requireFolder(snapshot.root, folder);
+    std::erase_if(notes, [&](const NoteRef& note) { return !note->id.starts_with(folder + "/"); });
+  }
+  sortNewestFirst(notes);
+  return notes;
+}
+
+Json::Array entriesOf(const Notes& notes) {
+  Json::Array entries;
+  for (const NoteRef& note : notes) entries.push_back(entryOf(*note));
+  return entries;
+}
+
+std::string toText(const Notes& notes, const Terminal& terminal) {
+  constexpr std::size_t title = 1;
+  Table table(title);
+  for (const NoteRef& note : notes)
+    table.add({{shownTime(note->modified), Style::faint}, {note->title, Style::strong}, {note->id, Style::plain}});
+  return table.text(terminal);
+}
+
+void listNotes(const NotesOptions& options) {
+  Notes notes = chosenNotes(currentVault().scan(), options);
+  const std::size_t total = notes.size();
+  notes.resize(std::min(total, options.limit));
+  if (options.asJson) return printJson(entriesOf(notes), total);
+  sayWhenNone(notes);
+  print("{}", toText(notes, Terminal::ofStandardOutput()));
+}
+
+// ---- search
+
+// The first line of the note in which the words stand; "" when they do so in its title or a tag only.
+std::string_view lineWith(const text::TextSearch& search, const Note& note) {
+  const auto begin = search.lineOf(note.body);
+  if (!begin) return "";
+  const std::string_view rest = std::string_view(note.body).substr(*begin);
+  return text::trimWhitespace(rest.substr(0, rest.find('\n')));
+}
+
+// What `taken` columns leave of a line, and never less than a few words need.
+std::size_t widthBeside(std::size_t taken, const Terminal& terminal) {
+  constexpr std::size_t usual = 160;  // where no terminal says how wide it is
+  constexpr std::size_t least = 12;
+  return std::max(terminal.width.value_or(usual), taken + least) - taken;
+}
+
+void printFound(const Note& note, std::string_view line, std::string_view words, const Terminal& terminal) {
+  constexpr std::string_view gap = "  ";
+  constexpr std::string_view indent = "    ";
+  const std::string path = safe(note.id) + std::string(gap);
+  const std::size_t left = widthBeside(columns(path), terminal);
+  print("{}{}\n", styled(path, Style::strong, terminal), excerpt(note.title, words, left, terminal));
+  if (line.empty()) return;
+  print("{}{}\n", indent, excerpt(line, words, widthBeside(indent.size(), terminal), terminal));
+}
+
+void printFound(const Notes& notes, std::string_view words) {
+  const text::TextSearch search(words);
+  const Terminal terminal = Terminal::ofStandardOutput();
+  for (const NoteRef& note : notes) printFound(*note, lineWith(search, *note), words, terminal);
+}
+
+Json::Array foundEntries(const Notes& notes, std::string_view words) {
+  const text::TextSearch search(words);
+  Json::Array entries;
+  for (const NoteRef& note : notes) {
+    Json entry = entryOf(*note);
+    if (const auto line = lineWith(search, *note); !line.empty()) entry["match"] = line;
+    entries.push_back(std::move(entry));
+  }
+  return entries;
+}
+
+void search(const SearchOptions& options) {
+  const std::string words(text::trimWhitespace(text::join(options.words, " ")));
+  Notes notes = currentVault().scan().search(words);
+  const std::size_t total = notes.size();
+  notes.resize(std::min(total, options.limit));
+  if (options.asJson) return printJson(foundEntries(notes, words), total);
+  sayWhenNone(notes);
+  printFound(notes, words);
+}
+
+}  // namespace
+
+void addNotesCommand(CLI::App& program) {
+  const auto options = std::make_shared<NotesOptions>();
+  CLI::App* command = program.add_subcommand("notes", "List notes, the most recently edited first.");
+  command->add_option("--folder", options->folder, "Only notes in this folder, such as Projects/Garden.");
+  command->add_option("--tag", options->tag, "Only notes with this tag.");
+  command->add_flag("--unsorted", options->unsorted, "Only notes that wait to be sorted.");
+  command->add_option("--limit", options->limit, "At most so many.")->check(positive());
+  command->add_flag("--json", options->asJson, "Write JSON.");
+  command->callback([options] { listNotes(*options); });
+}
+
+void addSearchCommand(CLI::App& program) {
+  const auto options = std::make_shared<SearchOptions>();
+  CLI::App* command = program.add_subcommand("search", "Look for words in titles, texts and tags.");
+  command->add_option("WORDS", options->words, "What to look for, as it stands in the note.")->required();
+  command->add_option("--limit", options->limit, "At most so many notes.")->check(positive());
+  command->add_flag("--json", options->asJson, "Write JSON.");
+  command->callback([options] { search(*options); });
+}
+
+}  // namespace vesk::app

@@ -1,0 +1,137 @@
+// vesk open: makes a folder the vault, and arranges it where the user asks for that.
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "app/Commands.h"
+#include "app/CurrentVault.h"
+#include "app/Terminal.h"
+#include "app/ToolServer.h"
+#include "core/base/Error.h"
+#include "core/base/Language.h"
+#include "core/base/Text.h"
+#include "core/platform/Environment.h"
+#include "core/platform/FileError.h"
+#include "core/platform/Folder.h"
+#include "core/vault/Vault.h"
+
+namespace vesk::app {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Method = Organization::Method;
+
+struct Options {
+  std::string folder = {};
+  std::string method = {};    // "" leaves the vault as it is
+  std::string language = {};  // "" is the user's own
+};
+
+// The real path of the folder that was typed.
+std::string vaultFolder(const std::string& typed) {
+  std::error_code failure;
+  const fs::path real = fs::canonical(typed, failure);
+  if (failure == std::errc::no_such_file_or_directory)
+    throw Error(fmt::format("There is no folder {}. Create it first, then open it.", typed));
+  if (failure) throw FileError("open", typed, failure.value());
+  if (!fs::is_directory(real)) throw Error(fmt::format("{} is not a folder.", typed));
+  if (!text::isValidUtf8(real.native())) throw Error(fmt::format("The path {} is not UTF-8 text.", real.native()));
+  return real;
+}
+
+// As the C library picks the language of messages.
+Language userLanguage() {
+  for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+    if (const auto locale = environment::value(variable)) return languageNamed(*locale).value_or(Language::english);
+  return Language::english;
+}
+
+std::vector<std::string> topLevelFolders(const Vault& vault) {
+  std::vector<std::string> names;
+  for (FolderEntry& entry : Folder::open(vault.root()).entries())
+    if (entry.kind == FileKind::folder) names.push_back(std::move(entry.name));
+  std::sort(names.begin(), names.end(),
+            [](const std::string& a, const std::string& b) { return text::compareNames(a, b) < 0; });
+  return names;
+}
+
+Organization organizationFor(const Vault& vault, Method method, Language language) {
+  return method == Method::custom ? Organization::custom(topLevelFolders(vault))
+                                  : Organization::starting(method, language);
+}
+
+// Arranges a vault that nothing was chosen for so far; no note is moved.
+void arrange(const Vault& vault, Method method, Language language) {
+  if (method != Method::para) return vault.adopt(organizationFor(vault, method, language), {});
+  vault.createStructure({}, {});
+  vault.save(Organization::para());
+}
+
+// Moves what the old places hold to the new ones.
+void rearrange(const Vault& vault, const Organization& target) {
+  const OrganizationChange change = vault.planChange(target);
+  vault.apply(change);
+  for (const auto& [from, to] : change.moves) print("moved: {} → {}\n", safe(from), safe(to));
+  for (const std::string& path : change.collisions)
+    print("stays: {} (something of that name is there already)\n", safe(path));
+}
+
+void organize(const Vault& vault, Method method, Language language) {
+  const auto current = vault.organization();
+  if (!current) return arrange(vault, method, language);
+  if (current->method == method) return print("It is organized by {} already; nothing was moved.\n", name(method));
+  rearrange(vault, organizationFor(vault, method, language));
+}
+
+void report(const Vault& vault, const Terminal& terminal) {
+  print("Opened {}\n", styled(safe(vault.root()), Style::strong, terminal));
+  print("  {} in {}\n", counted(vault.scan().notes.size(), "note"), counted(vault.folders().size(), "folder"));
+  print("  {}\n\n", safe(describe(vault.organization())));
+  print("What an assistant may do is yours to say:\n  vesk access\n");
+  print("Connect one, once:\n  {}\n  {}\n", safe(claudeCommand()), safe(codexCommand()));
+}
+
+void open(const Options& options) {
+  const Vault vault(vaultFolder(options.folder));
+  vault.folders();  // refuses a folder that can't be read, before anything is changed
+  changeAccess([&](AIAccess& access) { access.vaultPath = vault.root(); });
+  vault.prepare();
+  if (const auto method = methodNamed(options.method))
+    organize(vault, *method, languageNamed(options.language).value_or(userLanguage()));
+  report(vault, Terminal::ofStandardOutput());
+}
+
+std::vector<std::string> methodNames() {
+  std::vector<std::string> names;
+  for (const Method method : {Method::vesk, Method::para, Method::ideas, Method::custom})
+    names.emplace_back(name(method));
+  return names;
+}
+
+}  // namespace
+
+void addOpenCommand(CLI::App& program) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("open", "Make a folder of Markdown notes the vault.");
+  command->add_option("FOLDER", options->folder, "The folder; it has to exist.")->required();
+  CLI::Option* method =
+      command->add_option("--method", options->method, "Arrange it by a method: vesk, para, ideas or custom.")
+          ->check(CLI::IsMember(methodNames()));
+  command->add_option("--language", options->language, "The language of the method's folders: en, pt or es.")
+      ->check(CLI::IsMember({"en", "pt", "es"}))
+      ->needs(method);
+  command->callback([options] { open(*options); });
+}
+
+}  // namespace vesk::app

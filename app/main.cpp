@@ -1,0 +1,66 @@
+// vesk: the user's own hand on the vault, and on what assistants may do in it.
+
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "app/Commands.h"
+#include "app/Terminal.h"
+
+namespace {
+
+using vesk::app::safe;
+
+constexpr int failed = 1;
+constexpr int wrongUse = 2;
+
+// The command as far as it was understood: "vesk access on".
+std::string understoodCommand(const CLI::App& program) {
+  std::string words = program.get_name();
+  for (const CLI::App* command = &program; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    words += " " + command->get_name();
+  }
+  return words;
+}
+
+void complain(std::string_view sentence) { fmt::print(stderr, "vesk: {}\n", safe(sentence)); }
+
+int run(int argumentCount, char** arguments) {
+  CLI::App program("Vesk: an ordinary folder of Markdown notes, and what assistants may do in it.", "vesk");
+  program.set_version_flag("--version", "vesk " VESK_VERSION, "Show the version.");
+  program.set_help_flag("-h,--help", "Show this help.");
+  program.require_subcommand(0, 1);
+  for (const auto addCommand : vesk::app::commands) addCommand(program);
+  try {
+    program.parse(argumentCount, arguments);
+    if (program.get_subcommands().empty()) throw CLI::RequiredError("A command");
+    vesk::app::flush();
+    return 0;
+  } catch (const CLI::Success& answer) {
+    return program.exit(answer);
+  } catch (const CLI::ParseError& error) {
+    complain(error.what());
+    fmt::print(stderr, "Run \"{} --help\" to see how it is used.\n", understoodCommand(program));
+    return wrongUse;
+  }
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters; what Vesk writes is UTF-8 in every locale
+  std::signal(SIGXFSZ, SIG_IGN);        // a file-size limit is a failed write like any other
+  try {
+    return run(argumentCount, arguments);
+  } catch (const std::exception& failure) {
+    complain(failure.what());
+    return failed;
+  }
+}

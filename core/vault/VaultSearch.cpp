@@ -1,0 +1,60 @@
+#include "core/vault/VaultSearch.h"
+
+#include <algorithm>
+#include <mutex>
+#include <optional>
+
+#include "core/base/Text.h"
+#include "core/base/TextSearch.h"
+#include "core/vault/MarkdownView.h"
+
+namespace vesk {
+
+namespace {
+
+// Whether the words are in the title (true), or only in the body or a tag (false); nullopt when in none of them.
+std::optional<bool> matchIn(const NoteFile& file, const text::TextSearch& words) {
+  const bool inText = words.occursIn(file.text);
+  if (!inText && !words.occursIn(file.fileName())) return std::nullopt;
+  if (!text::isValidUtf8(file.text)) return std::nullopt;
+  const MarkdownView view(file.text);
+  if (words.occursIn(noteTitle(view, file.fileName()))) return true;
+  if (words.occursIn(view.body)) return false;
+  const auto tags = noteTags(view);
+  const bool inTag = std::any_of(tags.begin(), tags.end(), [&](const std::string& tag) { return words.occursIn(tag); });
+  return inTag ? std::optional(false) : std::nullopt;
+}
+
+// The order in which a scan lists two notes: folder by folder, by name.
+bool listedBefore(std::string_view a, std::string_view b) {
+  const auto first = text::split(a, '/');
+  const auto second = text::split(b, '/');
+  return std::lexicographical_compare(first.begin(), first.end(), second.begin(), second.end(),
+                                      [](auto x, auto y) { return text::compareNames(x, y) < 0; });
+}
+
+bool comesBefore(const SearchHit& a, const SearchHit& b) {
+  if (a.inTitle != b.inTitle) return a.inTitle;
+  if (a.modified != b.modified) return a.modified > b.modified;
+  return listedBefore(a.id, b.id);
+}
+
+}  // namespace
+
+std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query) {
+  const text::TextSearch words(text::trimWhitespace(query));
+  std::mutex mutex;
+  std::vector<SearchHit> hits;
+  vault.scanOnce([&](const NoteFile& file) {
+    if (const auto inTitle = matchIn(file, words)) {
+      SearchHit hit{std::string(file.id), *inTitle, file.modified()};
+      const std::lock_guard lock(mutex);
+      hits.push_back(std::move(hit));
+    }
+    return false;  // what is needed of it is known
+  });
+  std::sort(hits.begin(), hits.end(), comesBefore);
+  return hits;
+}
+
+}  // namespace vesk

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/Time.h"
+#include "core/vault/Vault.h"
+
+namespace vesk {
+
+// A note that holds the words that were looked for.
+struct SearchHit {
+  std::string id = {};
+  bool inTitle = false;  // else in the body or in a tag
+  Timestamp modified = distantPast;
+  bool operator==(const SearchHit&) const = default;
+};
+
+// What VaultSnapshot::search would find in a scan of the vault, in its order, without making a snapshot: a note is taken
+// apart only where the words stand in its text or in its file's name.
+std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query);
+
+}  // namespace vesk
