@@ -198,6 +198,7 @@ std::string_view trim(std::string_view text, std::string_view what) {
 }  // namespace
 
 bool isValidUtf8(std::string_view text) {
+  if (text.size() < utf8Block && isAscii(text)) return true;  // names
   // The first bytes have no three before them: they are checked behind three that are well-formed.
   constexpr std::size_t before = 3;
   std::array<unsigned char, before + utf8Block> padded{};

@@ -22,6 +22,8 @@ class Fd {
 
   int get() const { return descriptor_; }
   explicit operator bool() const { return descriptor_ >= 0; }
+  // Gives the descriptor to the caller, who closes it.
+  int release() { return std::exchange(descriptor_, -1); }
   void reset() {
     if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
   }

@@ -76,7 +76,7 @@ bool isBelow(std::string_view path, std::string_view folder) {
 int openAndCheck(int folder, const char* path, int flags) {
   Fd opened(::openat(folder, path, flags));
   if (!opened) return -1;
-  if (isBelow(pathOfDescriptor(opened.get()), pathOfDescriptor(folder))) return std::exchange(opened, Fd()).get();
+  if (isBelow(pathOfDescriptor(opened.get()), pathOfDescriptor(folder))) return opened.release();
   errno = EXDEV;
   return -1;
 }
@@ -148,7 +148,7 @@ Fd Folder::openParent(std::string_view action, std::string_view path) const {
 }
 
 Folder Folder::openFolder(std::string_view path) const {
-  return {openBeneath("open", path, folderFlags), std::string(path)};
+  return {openBeneath("open", path, folderFlags), path.empty() ? name_ : std::string(path)};
 }
 
 std::vector<FolderEntry> Folder::entries() const {

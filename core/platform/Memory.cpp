@@ -4,6 +4,7 @@
 
 #include <climits>
 
+
 namespace vesk {
 
 void keepFreedMemory() {

@@ -83,7 +83,7 @@ NoteRef ToolContext::note(const ToolArguments& arguments) {
   for (const NoteRef& note : notesAbout(wanted).notes)
     if (note->title == wanted) titled.push_back(note);
   if (titled.size() > 1) throw ToolError(severalMatch(titled));
-  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstCharacters(wanted, 1000)));
+  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstUnits(wanted, 1000)));
   return titled.front();
 }
 

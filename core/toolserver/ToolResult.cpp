@@ -29,7 +29,8 @@ std::string_view withinCharacter(std::string_view text, std::size_t units) {
 
 // A beginning of whole characters, near the longest, that takes at most `units` as a JSON string.
 std::string_view fitting(std::string_view text, std::size_t units) {
-  std::string_view part = text::firstUnits(text, units);
+  // A character of any length must not be followed to its end: no unit takes more than three bytes.
+  std::string_view part = text::firstUnits(text.substr(0, 4 * units), units);
   // Escapes make a text longer; each round cuts by what it is over.
   for (std::size_t taken = unitsAsString(part); taken > units && !part.empty(); taken = unitsAsString(part)) {
     const std::size_t fewer = std::max<std::size_t>(1, part.size() * (taken - units) / taken);

@@ -1,21 +1,13 @@
 #include "core/vault/ParsedNotes.h"
 
+#include <mutex>
+
 namespace vesk {
 
-bool ParsedNotes::isEmpty() const {
-  const std::lock_guard lock(mutex_);
-  return entries_.empty();
-}
-
-NoteRef ParsedNotes::find(std::string_view path, const Stamp& stamp) const {
-  const std::lock_guard lock(mutex_);
+ParsedNotes::Entry ParsedNotes::find(std::string_view path) const {
+  const std::shared_lock lock(mutex_);
   const auto found = entries_.find(path);
-  return found != entries_.end() && found->second.stamp == stamp ? found->second.note : nullptr;
-}
-
-bool ParsedNotes::contains(std::string_view path) const {
-  const std::lock_guard lock(mutex_);
-  return entries_.contains(path);
+  return found == entries_.end() ? Entry() : found->second;
 }
 
 void ParsedNotes::put(const NoteRef& note, const Stamp& stamp) {

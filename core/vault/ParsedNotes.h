@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
+#include <shared_mutex>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -25,21 +25,19 @@ class ParsedNotes {
     bool operator==(const Stamp&) const = default;
   };
 
-  bool isEmpty() const;
-  // The note of that path, if it was read under that stamp; else nullptr.
-  NoteRef find(std::string_view path, const Stamp& stamp) const;
-  bool contains(std::string_view path) const;
-  void put(const NoteRef& note, const Stamp& stamp);
-  // Forgets every note but these, the ones a scan has just found.
-  void keepOnly(const std::vector<NoteRef>& notes);
-
- private:
   struct Entry {
     Stamp stamp = {};
     NoteRef note = {};
   };
 
-  mutable std::mutex mutex_;
+  // What was read of that path last, and under which stamp; no note when nothing was.
+  Entry find(std::string_view path) const;
+  void put(const NoteRef& note, const Stamp& stamp);
+  // Forgets every note but these, the ones a scan has just found.
+  void keepOnly(const std::vector<NoteRef>& notes);
+
+ private:
+  mutable std::shared_mutex mutex_;
   std::unordered_map<std::string_view, Entry> entries_;  // keys are the paths that their notes hold
 };
 

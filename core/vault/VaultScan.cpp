@@ -220,9 +220,8 @@ class VaultScan {
 
   // Nullptr when the file is no note after all, or not one that is wanted.
   NoteRef noteAt(const ScannedFolder& scanned, const Item& item, const Folder& folder, NoteReader& reader) const {
+    if (NoteRef known = unchangedNote(scanned, item, folder)) return known;
     std::string id = joinPath(scanned.path, item.name);
-    std::string url = joinPath(rootPath_, id);
-    if (NoteRef known = unchangedNote(url, item, folder); known && known->bucket == scanned.bucket) return known;
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
     // Looked at before it is read: if it changes in between, the next scan sees another date.
@@ -233,7 +232,7 @@ class VaultScan {
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
     note->id = std::move(id);
-    note->url = std::move(url);
+    note->url = joinPath(rootPath_, note->id);
     note->modified = info.modified;
     note->created = info.created;
     note->bucket = scanned.bucket;
@@ -242,10 +241,16 @@ class VaultScan {
     return note;
   }
 
-  NoteRef unchangedNote(const std::string& url, const Item& item, const Folder& folder) const {
-    if (!options_.cache || item.kind != FileKind::file || !options_.cache->contains(url)) return nullptr;
-    const auto stamp = fileStamp(folder.descriptor(), item.name);
-    return stamp ? options_.cache->find(url, *stamp) : nullptr;
+  // The note of an earlier scan, where its file is still the same and has the same role. A link says nothing of the
+  // file it leads to.
+  NoteRef unchangedNote(const ScannedFolder& scanned, const Item& item, const Folder& folder) const {
+    if (!options_.cache || item.kind != FileKind::file) return nullptr;
+    thread_local std::string url;  // made for every note there is
+    url.assign(rootPath_).append("/").append(scanned.path).append(scanned.path.empty() ? "" : "/").append(item.name);
+    const ParsedNotes::Entry known = options_.cache->find(url);
+    const bool isSame = known.note && known.note->bucket == scanned.bucket &&
+                        known.stamp == fileStamp(folder.descriptor(), item.name);
+    return isSame ? known.note : nullptr;
   }
 
   static std::optional<ParsedNotes::Stamp> fileStamp(int folder, const std::string& name) {
@@ -345,6 +350,9 @@ NoteRef scanNote(const std::string& root, std::string_view id, const Organizatio
   try {
     return VaultScan(root, organization, {}).find(id);
   } catch (const OutsideFolderError&) {
+    return nullptr;
+  } catch (const FileError& error) {
+    if (error.code() != ENAMETOOLONG) throw;  // no path, but it may be a title
     return nullptr;
   }
 }
