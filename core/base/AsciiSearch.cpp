@@ -42,7 +42,8 @@ constexpr std::array<AsciiFolding, 15> foldings = {{
 bool mayOverlap(std::string_view letters, std::string_view words) {
   if (words.find(letters) != std::string_view::npos || letters.find(words) != std::string_view::npos) return true;
   for (std::size_t length = 1; length < letters.size(); ++length)
-    if (words.starts_with(letters.substr(letters.size() - length)) || words.ends_with(letters.substr(0, length))) return true;
+    if (words.starts_with(letters.substr(letters.size() - length)) || words.ends_with(letters.substr(0, length)))
+      return true;
   return false;
 }
 

@@ -19,8 +19,8 @@ class AsciiSearch {
  private:
   // One of the words' letters, by which places are chosen to look at closely.
   struct Anchor {
-    std::size_t offset = 0;   // in the words
-    unsigned char byte = 0;   // in lower case
+    std::size_t offset = 0;     // in the words
+    unsigned char byte = 0;     // in lower case
     unsigned char caseBit = 0;  // what makes a capital small; 0 for what is no letter
     bool matches(const char* place) const { return (static_cast<unsigned char>(place[offset]) | caseBit) == byte; }
   };
@@ -36,7 +36,7 @@ class AsciiSearch {
 
 // A character beyond ASCII that folds to ASCII letters, such as U+00DF to "ss".
 struct AsciiFolding {
-  std::string_view bytes = {};   // of the character, two or three
+  std::string_view bytes = {};  // of the character, two or three
   std::string_view letters = {};
 };
 

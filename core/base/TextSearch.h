@@ -31,7 +31,7 @@ class TextSearch {
   bool occursFolded(std::string_view text) const;
 
   std::string folded_;
-  std::optional<AsciiSearch> ascii_ = {};      // for a query that folds to ASCII,
+  std::optional<AsciiSearch> ascii_ = {};    // for a query that folds to ASCII,
   std::vector<AsciiFolding> foldings_ = {};  // with what else may spell it
 };
 

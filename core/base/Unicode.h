@@ -57,7 +57,9 @@ inline CodePoint decodeBefore(std::string_view text, std::size_t position) {
 }
 
 // \p{L}
-inline bool isLetter(char32_t c) { return c < 0x80 ? asciiClass::has(c, asciiClass::letter) : beyondAscii::isLetter(c); }
+inline bool isLetter(char32_t c) {
+  return c < 0x80 ? asciiClass::has(c, asciiClass::letter) : beyondAscii::isLetter(c);
+}
 
 // \p{L} or \p{N}
 inline bool isLetterOrNumber(char32_t c) {

@@ -1,9 +1,7 @@
 #include "core/platform/Memory.h"
 
-#include <malloc.h>
-
 #include <climits>
-
+#include <malloc.h>
 
 namespace vesk {
 

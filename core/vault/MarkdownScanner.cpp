@@ -17,7 +17,8 @@ std::size_t endOfLine(std::string_view text, std::size_t at) { return std::min(t
 
 // True when the backticks at `tick` begin a line that opens or closes a fenced block.
 bool beginsFence(std::string_view text, std::size_t lineBegin, std::size_t tick) {
-  return text.substr(tick).starts_with("```") && text.substr(lineBegin, tick - lineBegin).find_first_not_of(" \t") == none;
+  return text.substr(tick).starts_with("```") &&
+         text.substr(lineBegin, tick - lineBegin).find_first_not_of(" \t") == none;
 }
 
 // The beginning of the next line, from the line that begins at `lineBegin` on, that opens or closes a block; none

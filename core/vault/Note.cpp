@@ -5,8 +5,8 @@
 #include <unordered_set>
 
 #include "core/platform/Folder.h"
-#include "core/vault/MarkdownView.h"
 #include "core/vault/MarkdownScanner.h"
+#include "core/vault/MarkdownView.h"
 
 namespace vesk {
 
@@ -52,7 +52,8 @@ std::string_view Note::folderPath() const { return parentPath(id); }
 std::string_view Note::preview() const { return markdown::preview(body); }
 
 std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
-  if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty()) return std::string(*title);
+  if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty())
+    return std::string(*title);
   if (auto heading = markdown::firstHeading(file.body); heading && !heading->empty()) return *heading;
   return std::string(fileName);
 }

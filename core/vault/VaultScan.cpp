@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
-#include <deque>
 #include <fcntl.h>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unistd.h>
 #include <utility>
@@ -16,6 +13,7 @@
 
 #include "core/base/Text.h"
 #include "core/platform/FileError.h"
+#include "core/platform/JobQueue.h"
 #include "core/platform/Parallel.h"
 
 namespace vesk {
@@ -65,53 +63,35 @@ struct ScannedFolder {
   std::string path = {};
   Bucket bucket = Bucket::other;
   std::vector<Item> items = {};
-  std::vector<NoteRef> notes = {};                           // of the same index as its item; nullptr for what is none
-  std::vector<std::unique_ptr<ScannedFolder>> folders = {};  // likewise
+  // Each of the same index as its item; nullptr for what is none.
+  std::vector<NoteRef> notes = {};
+  std::vector<ParsedNotes::Stamp> stamps = {};
+  std::vector<std::unique_ptr<ScannedFolder>> folders = {};
+
+  ParsedNotes::FolderNotes known = {};  // its notes in the last scan
 };
 
-// Jobs that several threads take from, newest first, and add to while they work.
-class JobQueue {
+// Finds the notes of an earlier scan, asked for in the order of their names.
+class KnownNotes {
  public:
-  using Job = std::function<void()>;
-
-  void add(Job job) {
-    const std::lock_guard lock(mutex_);
-    jobs_.push_back(std::move(job));
-    waiting_.notify_one();
+  KnownNotes(const ParsedNotes::FolderNotes& notes, std::string_view firstName) {
+    if (!notes) return;
+    const auto isBefore = [](const ParsedNotes::Entry& entry, std::string_view name) {
+      return text::compareNames(entry.name, name) < 0;
+    };
+    end_ = notes->data() + notes->size();
+    next_ = std::lower_bound(notes->data(), end_, firstName, isBefore);
   }
 
-  // Works until no job is left and none is under way. After a failure the others are dropped.
-  void work() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-      waiting_.wait(lock, [&] { return !jobs_.empty() || running_ == 0; });
-      if (jobs_.empty()) return waiting_.notify_all();
-      const Job job = std::move(jobs_.back());
-      jobs_.pop_back();
-      ++running_;
-      lock.unlock();
-      const Finished finished{*this, lock};
-      job();
-    }
+  // Nullptr when there was none of that name.
+  const ParsedNotes::Entry* find(std::string_view name) {
+    while (next_ != end_ && next_->name != name && text::compareNames(next_->name, name) < 0) ++next_;
+    return next_ != end_ && next_->name == name ? next_ : nullptr;
   }
 
  private:
-  struct Finished {
-    JobQueue& queue;
-    std::unique_lock<std::mutex>& lock;
-    int failures = std::uncaught_exceptions();
-    ~Finished() {
-      lock.lock();
-      --queue.running_;
-      if (std::uncaught_exceptions() > failures) queue.jobs_.clear();
-      if (queue.running_ == 0) queue.waiting_.notify_all();
-    }
-  };
-
-  std::mutex mutex_;
-  std::condition_variable waiting_;
-  std::deque<Job> jobs_;
-  int running_ = 0;
+  const ParsedNotes::Entry* next_ = nullptr;
+  const ParsedNotes::Entry* end_ = nullptr;
 };
 
 // Reads whole files into one buffer that is used again.
@@ -179,7 +159,8 @@ class VaultScan {
     const Item item{std::string(lastComponent(id)), info ? info->kind : FileKind::other};
     if (!isNote({item.name, item.kind})) return nullptr;
     NoteReader reader;
-    return noteAt(parent, item, root_.openFolder(parent.path), reader);
+    ParsedNotes::Stamp stamp;
+    return read(parent, item, root_.openFolder(parent.path), reader, stamp);
   }
 
  private:
@@ -191,7 +172,9 @@ class VaultScan {
     if (!opened) return;
     const auto folder = std::make_shared<const Folder>(std::move(*opened));
     scanned.items = itemsOf(*folder);
+    if (options_.cache) scanned.known = options_.cache->find(absolutePath(scanned.path), scanned.bucket);
     scanned.notes.resize(scanned.items.size());
+    scanned.stamps.resize(scanned.items.size());
     scanned.folders.resize(scanned.items.size());
     for (std::size_t i = 0; i < scanned.items.size(); ++i)
       if (scanned.items[i].kind == FileKind::folder) addFolder(scanned, i);
@@ -212,15 +195,33 @@ class VaultScan {
   void readNotes(ScannedFolder& scanned, const Folder& folder, std::size_t begin) {
     thread_local NoteReader reader;
     const std::size_t end = std::min(begin + batch, scanned.items.size());
-    for (std::size_t i = begin; i < end; ++i)
-      if (scanned.items[i].kind != FileKind::folder)
-        scanned.notes[i] = noteAt(scanned, scanned.items[i], folder, reader);
+    if (begin == end) return;
+    KnownNotes known(scanned.known, scanned.items[begin].name);
+    for (std::size_t i = begin; i < end; ++i) {
+      const Item& item = scanned.items[i];
+      if (item.kind == FileKind::folder) continue;
+      if (const auto* entry = known.find(item.name); entry && isUnchanged(*entry, item, folder)) {
+        scanned.notes[i] = entry->note;
+        scanned.stamps[i] = entry->stamp;
+      } else {
+        scanned.notes[i] = read(scanned, item, folder, reader, scanned.stamps[i]);
+      }
+    }
     reader.shrink();
   }
 
+  // True when the file is still the one that was read. A link says nothing of the file it leads to.
+  static bool isUnchanged(const ParsedNotes::Entry& entry, const Item& item, const Folder& folder) {
+    struct stat attributes = {};
+    return item.kind == FileKind::file &&
+           ::fstatat(folder.descriptor(), item.name.c_str(), &attributes, AT_SYMLINK_NOFOLLOW) == 0 &&
+           entry.stamp ==
+               ParsedNotes::Stamp{timestampOf(attributes.st_mtim), static_cast<std::uint64_t>(attributes.st_size)};
+  }
+
   // Nullptr when the file is no note after all, or not one that is wanted.
-  NoteRef noteAt(const ScannedFolder& scanned, const Item& item, const Folder& folder, NoteReader& reader) const {
-    if (NoteRef known = unchangedNote(scanned, item, folder)) return known;
+  NoteRef read(const ScannedFolder& scanned, const Item& item, const Folder& folder, NoteReader& reader,
+               ParsedNotes::Stamp& stamp) const {
     std::string id = joinPath(scanned.path, item.name);
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
@@ -231,32 +232,14 @@ class VaultScan {
     if (options_.filter) info = fileInfo(fd.get());
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
+    note->url = absolutePath(id);
     note->id = std::move(id);
-    note->url = joinPath(rootPath_, note->id);
     note->modified = info.modified;
     note->created = info.created;
     note->bucket = scanned.bucket;
     readNoteText(*note, *text);
-    if (options_.cache) options_.cache->put(note, {info.modified, text->size()});
+    stamp = {info.modified, text->size()};
     return note;
-  }
-
-  // The note of an earlier scan, where its file is still the same and has the same role. A link says nothing of the
-  // file it leads to.
-  NoteRef unchangedNote(const ScannedFolder& scanned, const Item& item, const Folder& folder) const {
-    if (!options_.cache || item.kind != FileKind::file) return nullptr;
-    thread_local std::string url;  // made for every note there is
-    url.assign(rootPath_).append("/").append(scanned.path).append(scanned.path.empty() ? "" : "/").append(item.name);
-    const ParsedNotes::Entry known = options_.cache->find(url);
-    const bool isSame = known.note && known.note->bucket == scanned.bucket &&
-                        known.stamp == fileStamp(folder.descriptor(), item.name);
-    return isSame ? known.note : nullptr;
-  }
-
-  static std::optional<ParsedNotes::Stamp> fileStamp(int folder, const std::string& name) {
-    struct stat attributes = {};
-    if (::fstatat(folder, name.c_str(), &attributes, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
-    return ParsedNotes::Stamp{timestampOf(attributes.st_mtim), static_cast<std::uint64_t>(attributes.st_size)};
   }
 
   Fd openNote(const Item& item, const std::string& id, const Folder& folder) const {
@@ -273,6 +256,8 @@ class VaultScan {
       return Fd();  // it leads out of the vault, or nowhere
     }
   }
+
+  std::string absolutePath(std::string_view path) const { return path.empty() ? rootPath_ : joinPath(rootPath_, path); }
 
   const std::string& rootPath_;
   const Folder root_;
@@ -291,11 +276,34 @@ FolderNode assemble(ScannedFolder& scanned, std::vector<NoteRef>& notes) {
     if (scanned.folders[i]) {
       node.folders.push_back(assemble(*scanned.folders[i], notes));
     } else if (scanned.notes[i]) {
-      node.notes.push_back(scanned.notes[i]);
       notes.push_back(scanned.notes[i]);
+      node.notes.push_back(std::move(scanned.notes[i]));
     }
   }
   return node;
+}
+
+// What the next scan is to know of a folder.
+ParsedNotes::FolderNotes entriesOf(const ScannedFolder& scanned) {
+  std::vector<ParsedNotes::Entry> entries;
+  for (std::size_t i = 0; i < scanned.items.size(); ++i)
+    if (scanned.notes[i]) entries.push_back({scanned.items[i].name, scanned.stamps[i], scanned.notes[i]});
+  return std::make_shared<const std::vector<ParsedNotes::Entry>>(std::move(entries));
+}
+
+bool isAsKnown(const ScannedFolder& scanned) {
+  if (!scanned.known) return false;
+  auto known = scanned.known->begin();
+  for (const NoteRef& note : scanned.notes)
+    if (note && (known == scanned.known->end() || (known++)->note != note)) return false;
+  return known == scanned.known->end();
+}
+
+void remember(const ScannedFolder& scanned, const std::string& root, ParsedNotes::Folders& folders) {
+  folders.emplace(scanned.path.empty() ? root : joinPath(root, scanned.path),
+                  ParsedNotes::Folder{scanned.bucket, isAsKnown(scanned) ? scanned.known : entriesOf(scanned)});
+  for (const auto& child : scanned.folders)
+    if (child) remember(*child, root, folders);
 }
 
 // None when the folder has gone. It is closed again before the folders in it are opened.
@@ -341,19 +349,21 @@ bool isNoteName(std::string_view name) {
 
 void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot) {
   ScannedFolder top = VaultScan(root, snapshot.organization, options).run();
+  if (options.cache) {
+    ParsedNotes::Folders folders;
+    remember(top, root, folders);
+    options.cache->replace(std::move(folders));
+  }
   snapshot.notes.clear();
   snapshot.root = assemble(top, snapshot.notes);
-  if (options.cache) options.cache->keepOnly(snapshot.notes);
 }
 
 NoteRef scanNote(const std::string& root, std::string_view id, const Organization& organization) {
+  VaultScan scan(root, organization, {});
   try {
-    return VaultScan(root, organization, {}).find(id);
-  } catch (const OutsideFolderError&) {
-    return nullptr;
-  } catch (const FileError& error) {
-    if (error.code() != ENAMETOOLONG) throw;  // no path, but it may be a title
-    return nullptr;
+    return scan.find(id);
+  } catch (const FileError&) {
+    return nullptr;  // it leads out of the vault, or is no path that a file can have
   }
 }
 

@@ -17,8 +17,8 @@ struct SearchHit {
   bool operator==(const SearchHit&) const = default;
 };
 
-// What VaultSnapshot::search would find in a scan of the vault, in its order, without making a snapshot: a note is taken
-// apart only where the words stand in its text or in its file's name.
+// What VaultSnapshot::search would find in a scan of the vault, in its order, without making a snapshot: a note is
+// taken apart only where the words stand in its text or in its file's name.
 std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query);
 
 }  // namespace vesk

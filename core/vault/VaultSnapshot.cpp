@@ -90,7 +90,8 @@ std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
   const auto leadsThere = [&](const std::string& link) { return text::equalIgnoringCase(lastComponent(link), name); };
   std::vector<NoteRef> found;
   for (const NoteRef& other : notes)
-    if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere)) found.push_back(other);
+    if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere))
+      found.push_back(other);
   return found;
 }
 
