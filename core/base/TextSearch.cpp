@@ -210,16 +210,14 @@ TextSearch::TextSearch(std::string_view query) : folded_(folded(query)) {
 bool TextSearch::occursIn(std::string_view text) const {
   if (folded_.empty()) return false;
   if (!ascii_) return occursFolded(text);
-  if (occursAsAscii(text)) return true;
-  const auto isThere = [&](const AsciiFolding& folding) { return contains(text, folding); };
-  return std::any_of(foldings_.begin(), foldings_.end(), isThere) && occursFolded(text);
-}
-
-// Where the text itself has the query's letters, they need no folding.
-bool TextSearch::occursAsAscii(std::string_view text) const {
-  for (std::size_t at = ascii_->find(text, 0); at != std::string_view::npos; at = ascii_->find(text, at + 1))
+  // Where the text itself has the query's letters, they need no folding.
+  bool beforeMark = false;
+  for (std::size_t at = ascii_->find(text, 0); at != std::string_view::npos; at = ascii_->find(text, at + 1)) {
     if (!joinsWhatIsBefore(text, at + folded_.size())) return true;
-  return false;
+    beforeMark = true;
+  }
+  const auto isThere = [&](const AsciiFolding& folding) { return contains(text, folding); };
+  return (beforeMark || std::any_of(foldings_.begin(), foldings_.end(), isThere)) && occursFolded(text);
 }
 
 bool TextSearch::occursFolded(std::string_view text) const {

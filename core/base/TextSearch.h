@@ -27,7 +27,6 @@ class TextSearch {
   std::optional<std::size_t> lineOf(std::string_view text) const;
 
  private:
-  bool occursAsAscii(std::string_view text) const;
   bool occursFolded(std::string_view text) const;
 
   std::string folded_;
