@@ -85,7 +85,8 @@ void MarkdownFile::setTags(const std::vector<std::string>& tags) {
                               begin + static_cast<std::ptrdiff_t>(entry->last));
   }
   frontmatter.insert(place, lines.begin(), lines.end());
-  fenced_ = !frontmatter.empty();
+  // Empty front matter goes, but for what would then be read as some: a byte-order mark, or a body that looks like it.
+  fenced_ = !frontmatter.empty() || opening_.starts_with(byteOrderMark) || !MarkdownView(body).opening.empty();
 }
 
 void MarkdownFile::openFrontmatter() {

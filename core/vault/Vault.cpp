@@ -34,7 +34,8 @@ std::optional<std::string> standardized(std::string_view path) {
   return joined;
 }
 
-void removeTemporaryFiles(const Folder& root, const std::string& path) {
+// What can't be listed or removed is left: it does no harm, and the vault can still be opened.
+void removeTemporaryFiles(const Folder& root, const std::string& path) try {
   std::vector<std::string> folders;
   for (const FolderEntry& entry : root.openFolder(path).entries()) {
     const std::string below = joinPath(path, entry.name);
@@ -43,6 +44,7 @@ void removeTemporaryFiles(const Folder& root, const std::string& path) {
     if (entry.kind == FileKind::folder && looksInside) folders.push_back(below);
   }
   for (const std::string& folder : folders) removeTemporaryFiles(root, folder);
+} catch (const FileError&) {
 }
 
 // Temporary files are nobody's work: without this, one that is there at the wrong moment would be committed.

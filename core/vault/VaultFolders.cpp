@@ -54,6 +54,8 @@ std::string Vault::moveEmptyFolderToTrash(std::string_view path) const {
 }
 
 void Vault::restore(const std::string& fromTrash, std::string_view to) const {
+  const Folder trashed = Folder::open(std::string(parentPath(fromTrash)));
+  if (!trashed.exists(lastComponent(fromTrash))) throw FileError("restore", fromTrash, ENOENT);
   ensureFolder(parentPath(normalized(to)));
   at(to, [&](const Folder& root, const std::string& inside) {
     if (root.exists(inside)) throw VaultError::nameTaken();

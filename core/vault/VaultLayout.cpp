@@ -134,7 +134,8 @@ OrganizationChange Vault::planChange(const Organization& target) const {
     const Place* const destination = destinationOf(place, target);
     if (!destination || survives(place.folder, target)) continue;
     at(place.folder, [&](const Folder& vault, const std::string& folder) {
-      if (folder.empty() || !isFolder(vault, folder)) return;
+      const bool isPlanned = std::find(change.vacated.begin(), change.vacated.end(), folder) != change.vacated.end();
+      if (folder.empty() || isPlanned || !isFolder(vault, folder)) return;
       change.vacated.push_back(folder);
       for (const std::string& name : visibleNames(vault, folder)) {
         const Move move{joinPath(folder, name), joinPath(normalized(destination->folder), name)};

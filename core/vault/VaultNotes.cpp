@@ -62,7 +62,8 @@ std::string Vault::createNote(std::string_view title, std::string_view body, con
     for (int number = 1;; ++number) {
       const std::string ending = number == 1 ? std::string(noteEnding) : fmt::format(" {}{}", number, noteEnding);
       std::string id = joinPath(inside, named(name, ending));
-      if (root.createFile(id, content)) return id;
+      const bool isFree = lastComponent(id) != assistantRulesFile;  // which is no note
+      if (isFree && root.createFile(id, content)) return id;
     }
   });
 }
@@ -110,6 +111,7 @@ void Vault::restoreText(std::string_view text, std::string_view expecting, std::
 
 std::string Vault::rename(std::string_view noteID, std::string_view title) const {
   std::string id = joinPath(parentPath(normalized(noteID)), named(fileName(title), noteEnding));
+  if (lastComponent(id) == assistantRulesFile) throw VaultError::invalidName();  // it would be no note any more
   movePath(noteID, id);
   return id;
 }
