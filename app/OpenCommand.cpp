@@ -81,10 +81,14 @@ void arrange(const Vault& vault, Method method, Language language) {
 // Moves what the old places hold to the new ones.
 void rearrange(const Vault& vault, const Organization& target) {
   const OrganizationChange change = vault.planChange(target);
-  vault.apply(change);
-  for (const auto& [from, to] : change.moves) print("moved: {} → {}\n", safe(from), safe(to));
+  const std::vector<std::string> changedMeanwhile = vault.apply(change);
+  vault.adopt(target, {});  // makes the places that nothing moved to
+  const auto stays = [&](const std::string& path) { return std::ranges::count(changedMeanwhile, path) > 0; };
+  for (const auto& [from, to] : change.moves)
+    if (!stays(from)) print("moved: {} → {}\n", safe(from), safe(to));
   for (const std::string& path : change.collisions)
     print("stays: {} (something of that name is there already)\n", safe(path));
+  for (const std::string& path : changedMeanwhile) print("stays: {} (it changed meanwhile)\n", safe(path));
 }
 
 void organize(const Vault& vault, Method method, Language language) {
@@ -105,10 +109,10 @@ void report(const Vault& vault, const Terminal& terminal) {
 void open(const Options& options) {
   const Vault vault(vaultFolder(options.folder));
   vault.folders();  // refuses a folder that can't be read, before anything is changed
-  changeAccess([&](AIAccess& access) { access.vaultPath = vault.root(); });
   vault.prepare();
   if (const auto method = methodNamed(options.method))
     organize(vault, *method, languageNamed(options.language).value_or(userLanguage()));
+  changeAccess([&](AIAccess& access) { access.vaultPath = vault.root(); });
   report(vault, Terminal::ofStandardOutput());
 }
 

@@ -22,7 +22,9 @@ class AsciiSearch {
     std::size_t offset = 0;     // in the words
     unsigned char byte = 0;     // in lower case
     unsigned char caseBit = 0;  // what makes a capital small; 0 for what is no letter
-    bool matches(const char* place) const { return (static_cast<unsigned char>(place[offset]) | caseBit) == byte; }
+    unsigned char matches(const char* place) const {
+      return (static_cast<unsigned char>(place[offset]) | caseBit) == byte;
+    }
   };
 
   static Anchor anchorAt(std::string_view words, std::size_t offset);

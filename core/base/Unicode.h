@@ -36,7 +36,7 @@ inline constexpr std::array<std::uint8_t, 128> classes = [] {
   for (std::size_t c = 'a'; c <= 'z'; ++c) made[c] = made[c - 'a' + 'A'] = letter | word;
   for (std::size_t c = '0'; c <= '9'; ++c) made[c] = digit | word;
   made['_'] = word;
-  for (const char c : {'\t', '\n', '\v', '\f', '\r', ' '}) made[static_cast<std::size_t>(c)] = whitespace;
+  for (const char c : {'\t', '\n', '\v', '\f', '\r', ' '}) made[static_cast<unsigned char>(c)] = whitespace;
   return made;
 }();
 

@@ -76,7 +76,8 @@ bool isBelow(std::string_view path, std::string_view folder) {
 int openAndCheck(int folder, const char* path, int flags) {
   Fd opened(::openat(folder, path, flags));
   if (!opened) return -1;
-  if (isBelow(pathOfDescriptor(opened.get()), pathOfDescriptor(folder))) return opened.release();
+  const std::string where = pathOfDescriptor(opened.get());
+  if (!where.empty() && isBelow(where, pathOfDescriptor(folder))) return opened.release();
   errno = EXDEV;
   return -1;
 }
@@ -90,7 +91,8 @@ int openBeneathOf(int folder, const char* path, int flags) {
     if (opened >= 0) return static_cast<int>(opened);
     // EAGAIN: something was renamed while the kernel followed ".."; it asks to be called again.
     if (errno == EAGAIN && attempt < 100) continue;
-    if (errno == ENOSYS) return openAndCheck(folder, path, flags);
+    // EPERM: a sandbox older than the call.
+    if (errno == ENOSYS || errno == EPERM) return openAndCheck(folder, path, flags);
     return -1;
   }
 }

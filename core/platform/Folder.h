@@ -45,8 +45,8 @@ class Folder {
   std::optional<FileInfo> info(std::string_view path) const;
   bool exists(std::string_view path) const { return info(path).has_value(); }
 
-  // Opens a regular file to read it; a link is followed as long as it stays inside. Pipes, sockets and devices are
-  // never opened (EINVAL).
+  // Opens a regular file to read it; a relative link is followed as long as it stays inside. Pipes, sockets and devices
+  // are never opened (EINVAL).
   Fd openFile(std::string_view path) const;
 
   // The whole file.

@@ -69,7 +69,7 @@ AIAccess AIAccess::load(const std::string& directory) {
   const Json json = supportFile::read(directory, fileName).value_or(Json());
   for (const AccessSwitch& each : switches)
     if (const Json* value = json.find(each.name)) access.*each.value = value->boolean().value_or(access.*each.value);
-  if (const Json* path = json.find("vaultPath"); path && path->string() && !path->string()->empty())
+  if (const Json* path = json.find("vaultPath"); path && path->string() && path->string()->starts_with('/'))
     access.vaultPath = *path->string();
   if (const Json* level = json.find("approval"); level && level->string())
     access.approval = approvalLevelNamed(*level->string()).value_or(access.approval);

@@ -39,6 +39,7 @@ class LineReader {
   std::optional<Line> next() {
     buffer_.erase(0, taken_);
     taken_ = 0;
+    if (buffer_.empty() && buffer_.capacity() > keptSize) std::string().swap(buffer_);
     bool isTooLong = false;
     for (std::size_t searched = 0;;) {
       if (const std::size_t end = buffer_.find('\n', searched); end != std::string::npos)
@@ -56,6 +57,7 @@ class LineReader {
 
  private:
   static constexpr std::size_t readSize = std::size_t{64} << 10;
+  static constexpr std::size_t keptSize = std::size_t{1} << 20;  // between two lines
 
   Line take(std::size_t end, std::size_t taken, bool isTooLong) {
     taken_ = taken;

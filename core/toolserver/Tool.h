@@ -11,7 +11,7 @@
 
 namespace vesk {
 
-// What a tool does to the vault. Gives the hints that clients read, and decides which calls wait for approval.
+// What a tool does to the vault; gives the hints that clients read.
 enum class Effect {
   reads,
   adds,      // makes something new, or files and marks what is there

@@ -1,6 +1,7 @@
 #include "core/toolserver/ToolArguments.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include <fmt/format.h>
@@ -8,6 +9,19 @@
 #include "core/toolserver/ToolError.h"
 
 namespace vesk {
+
+namespace {
+
+// 3 and 3.0 alike, as JSON Schema has it; numbers beyond what a list can hold as the largest there is.
+std::optional<std::int64_t> wholeNumber(const Json& value) {
+  if (const auto integer = value.integer()) return integer;
+  const auto real = value.real();
+  if (!real || std::floor(*real) != *real) return std::nullopt;
+  constexpr double largest = 1e15;
+  return static_cast<std::int64_t>(std::clamp(*real, -largest, largest));
+}
+
+}  // namespace
 
 std::string ToolArguments::text(std::string_view key, const char* message) const {
   const Json* value = find(key);
@@ -38,7 +52,11 @@ std::size_t ToolArguments::offset() const {
 }
 
 std::size_t ToolArguments::part() const {
-  return static_cast<std::size_t>(std::max<std::int64_t>(integer("part", 1), 1));
+  const Json* value = find("part");
+  if (!value) return 1;
+  const auto number = wholeNumber(*value);
+  if (!number || *number < 1) throw ToolError("The argument part must be a number from 1.");
+  return static_cast<std::size_t>(*number);
 }
 
 const Json* ToolArguments::find(std::string_view key) const {
@@ -48,7 +66,7 @@ const Json* ToolArguments::find(std::string_view key) const {
 
 std::int64_t ToolArguments::integer(std::string_view key, std::int64_t otherwise) const {
   const Json* value = find(key);
-  return value ? value->integer().value_or(otherwise) : otherwise;
+  return value ? wholeNumber(*value).value_or(otherwise) : otherwise;
 }
 
 }  // namespace vesk

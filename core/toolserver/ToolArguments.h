@@ -29,7 +29,7 @@ class ToolArguments {
   // "offset", from 0; 0 when it is missing or no integer.
   std::size_t offset() const;
 
-  // "part", from 1; 1 when it is missing or no integer.
+  // "part", from 1; 1 when it is missing. ToolError when it is anything else.
   std::size_t part() const;
 
  private:

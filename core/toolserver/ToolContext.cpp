@@ -16,6 +16,7 @@ namespace {
 // Folders that were not made yet are listed after those that are there.
 void addMissingPlaces(const Organization& organization, std::vector<FolderSummary>& folders) {
   for (const Organization::Place& place : organization.places) {
+    if (place.folder.empty() || place.folder.starts_with('.') || place.folder.find('/') != std::string::npos) continue;
     const auto isThere = [&](const FolderSummary& folder) {
       return text::equalIgnoringCase(folder.path, place.folder);
     };

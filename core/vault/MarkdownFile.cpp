@@ -43,7 +43,9 @@ MarkdownFile::MarkdownFile(std::string_view text) {
 }
 
 std::string MarkdownFile::serialized() const {
-  if (frontmatter.empty() && !fenced_) return body;
+  // A body that looks like front matter would be read as some: it is kept apart by empty front matter.
+  const bool isFenced = fenced_ || !frontmatter.empty() || !MarkdownView(body).opening.empty();
+  if (!isFenced) return body;
   std::string text = opening_ + "\n";
   for (const std::string& line : frontmatter) text.append(line).append("\n");
   text += closing_;
@@ -85,8 +87,7 @@ void MarkdownFile::setTags(const std::vector<std::string>& tags) {
                               begin + static_cast<std::ptrdiff_t>(entry->last));
   }
   frontmatter.insert(place, lines.begin(), lines.end());
-  // Empty front matter goes, but for what would then be read as some: a byte-order mark, or a body that looks like it.
-  fenced_ = !frontmatter.empty() || opening_.starts_with(byteOrderMark) || !MarkdownView(body).opening.empty();
+  fenced_ = !frontmatter.empty() || opening_.starts_with(byteOrderMark);  // the mark is not to be lost
 }
 
 void MarkdownFile::openFrontmatter() {

@@ -126,7 +126,7 @@ std::optional<std::string_view> LinkScanner::next() {
       continue;
     }
     const std::string_view inside = text_.substr(begin, close_ - begin);
-    const std::string_view target = inside.substr(0, std::min(inside.find('|'), inside.find('#')));
+    const std::string_view target = inside.substr(0, inside.find_first_of("|#"));
     position_ = target.empty() ? open + 1 : close_ + 2;
     if (const auto trimmed = text::trimSpaces(target); !trimmed.empty()) return trimmed;
   }

@@ -64,7 +64,7 @@ std::optional<MarkdownTable> MarkdownTable::parse(std::string_view text) {
   table.alignments = std::move(*alignments);
   for (std::size_t i = 2; i < lines.size() && lines[i].find('|') != std::string_view::npos; ++i) {
     table.rows.push_back(cells(lines[i]));
-    table.rows.back().resize(table.header.size());
+    if (table.rows.back().size() > table.header.size()) table.rows.back().resize(table.header.size());
   }
   return table;
 }

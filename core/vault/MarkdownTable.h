@@ -12,9 +12,8 @@ struct MarkdownTable {
   enum class Alignment { none, left, center, right };
 
   std::vector<std::string> header = {};
-  std::vector<Alignment> alignments = {};  // one a column
-  std::vector<std::vector<std::string>> rows =
-      {};  // each as long as the header: missing cells are empty, others dropped
+  std::vector<Alignment> alignments = {};           // one a column
+  std::vector<std::vector<std::string>> rows = {};  // at most as long as the header; cells may be missing
 
   // The table whose header is the first line; nullopt when that and the second line are no table. Ends at the first
   // line without a bar. A bar behind a backslash, or within inline code, separates nothing.

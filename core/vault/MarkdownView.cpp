@@ -16,6 +16,13 @@ std::string_view trimAny(std::string_view text, std::string_view characters) {
   return text.substr(begin, text.find_last_not_of(characters) - begin + 1);
 }
 
+// The line behind the one that closes an inline list, which may go on over several; the next one if none does.
+std::size_t endOfInlineList(markdown::Lines lines, std::size_t first) {
+  for (std::size_t i = first; i < lines.size(); ++i)
+    if (lines[i].find(']') != std::string_view::npos) return i + 1;
+  return first + 1;
+}
+
 bool isListItem(std::string_view line) { return markdown::trimLine(line).starts_with('-'); }
 
 }  // namespace
@@ -30,7 +37,9 @@ std::optional<TagsEntry> findTags(Lines lines) {
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (!lines[i].starts_with(tagsKey)) continue;
     TagsEntry entry{i, i + 1, false};
-    if (!trimLine(lines[i].substr(tagsKey.size())).empty()) return entry;
+    const std::string_view value = trimLine(lines[i].substr(tagsKey.size()));
+    if (value.starts_with('[')) entry.last = endOfInlineList(lines, i);
+    if (!value.empty()) return entry;
     while (entry.last < lines.size() && isListItem(lines[entry.last])) ++entry.last;
     entry.isBlock = entry.last > i + 1;
     return entry;
@@ -58,7 +67,8 @@ std::vector<std::string_view> tags(Lines lines) {
     for (const std::string_view line : lines.subspan(entry->first + 1, entry->last - entry->first - 1))
       add(trimLine(line).substr(1));
   else
-    for (const auto item : text::split(lines[entry->first].substr(tagsKey.size()), ',')) add(item);
+    for (std::size_t i = entry->first; i < entry->last; ++i)
+      for (const auto item : text::split(lines[i].substr(i == entry->first ? tagsKey.size() : 0), ',')) add(item);
   return found;
 }
 

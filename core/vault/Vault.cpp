@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include <fmt/format.h>
+
 #include "core/base/Text.h"
 #include "core/platform/AtomicFile.h"
 #include "core/platform/FileError.h"
@@ -17,34 +19,44 @@ bool endsName(char c) {
   return refused.find(c) != std::string_view::npos || static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-// The path without ".", ".." and doubled slashes. Nullopt when ".." leads above its beginning.
-std::optional<std::string> standardized(std::string_view path) {
+// The path without ".", ".." and doubled slashes. Above the root of the file system there is nothing but the root;
+// where
+// ".." leads above the beginning of a relative path, there is none.
+std::optional<std::string> withoutSteps(std::string_view path) {
   std::vector<std::string_view> kept;
   for (const std::string_view part : text::split(path, '/')) {
     if (part.empty() || part == ".") continue;
-    if (part != "..") {
+    if (part != "..")
       kept.push_back(part);
-      continue;
-    }
-    if (kept.empty()) return std::nullopt;
-    kept.pop_back();
+    else if (!kept.empty())
+      kept.pop_back();
+    else if (!path.starts_with('/'))
+      return std::nullopt;
   }
   std::string joined;
   for (const std::string_view part : kept) joined.append(joined.empty() ? "" : "/").append(part);
   return joined;
 }
 
-// What can't be listed or removed is left: it does no harm, and the vault can still be opened.
-void removeTemporaryFiles(const Folder& root, const std::string& path) try {
+// Runs a step of tidying. What can't be done is left: it does no harm, and the vault can still be opened.
+template <typename Step>
+void atBest(Step step) {
+  try {
+    step();
+  } catch (const FileError&) {
+  }
+}
+
+void removeTemporaryFiles(const Folder& root, const std::string& path) {
   std::vector<std::string> folders;
   for (const FolderEntry& entry : root.openFolder(path).entries()) {
     const std::string below = joinPath(path, entry.name);
-    if (entry.kind == FileKind::file && atomicFile::isTemporaryName(entry.name)) root.removeFile(below);
+    if (entry.kind == FileKind::file && atomicFile::isTemporaryName(entry.name))
+      atBest([&] { root.removeFile(below); });
     const bool looksInside = !entry.name.starts_with('.') || entry.name == Vault::settingsFolder;
     if (entry.kind == FileKind::folder && looksInside) folders.push_back(below);
   }
-  for (const std::string& folder : folders) removeTemporaryFiles(root, folder);
-} catch (const FileError&) {
+  for (const std::string& folder : folders) atBest([&] { removeTemporaryFiles(root, folder); });
 }
 
 // Temporary files are nobody's work: without this, one that is there at the wrong moment would be committed.
@@ -67,11 +79,15 @@ void excludeFromGit(const Folder& root) {
 
 }  // namespace
 
-Vault::Vault(std::string_view root) : root_("/" + standardized(root).value_or("")) {}
+Vault::Vault(std::string_view root) {
+  if (!root.starts_with('/'))
+    throw Error(fmt::format("The vault's folder must be an absolute path, not \"{}\".", root));
+  root_ = "/" + withoutSteps(root).value();
+}
 
 std::string Vault::normalized(std::string_view path) {
   const bool unusable = path.starts_with('/') || path.find('\0') != std::string_view::npos;
-  auto inside = unusable ? std::nullopt : standardized(path);
+  auto inside = unusable ? std::nullopt : withoutSteps(path);
   if (!inside) throw VaultError::outsideVault(path);
   return std::move(*inside);
 }
@@ -101,8 +117,8 @@ std::string Vault::cutName(std::string_view name, std::size_t bytes) {
 void Vault::prepare() const {
   const FileLock held = lock();
   const Folder root = open();
-  removeTemporaryFiles(root, "");
-  excludeFromGit(root);
+  atBest([&] { removeTemporaryFiles(root, ""); });
+  atBest([&] { excludeFromGit(root); });
 }
 
 VaultSnapshot Vault::scanWith(const ScanOptions& options) const {
@@ -118,7 +134,7 @@ VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
 VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filter = std::move(filter)}); }
 
 NoteRef Vault::note(std::string_view noteID) const {
-  const bool canBePath = noteID.find('\0') == std::string_view::npos && standardized(noteID) == noteID;
+  const bool canBePath = noteID.find('\0') == std::string_view::npos && withoutSteps(noteID) == noteID;
   return canBePath ? scanNote(root_, noteID, organization().value_or(Organization::para())) : nullptr;
 }
 

@@ -34,7 +34,7 @@ class Vault {
   // The hidden folder of Vesk's own settings.
   static constexpr std::string_view settingsFolder = ".vesk";
 
-  // `root` is an absolute path; "." and ".." in it are taken out.
+  // `root` is an absolute path, else an Error is thrown; "." and ".." in it are taken out.
   explicit Vault(std::string_view root);
 
   const std::string& root() const { return root_; }
@@ -66,7 +66,8 @@ class Vault {
 
   // What switching to another organization would move; nothing is changed.
   OrganizationChange planChange(const Organization& target) const;
-  void apply(const OrganizationChange& change) const;
+  // Makes the moves; returns the items that could not be moved, since they are gone or their place was taken meanwhile.
+  std::vector<std::string> apply(const OrganizationChange& change) const;
 
   // ---- Reading
 
@@ -94,10 +95,10 @@ class Vault {
                          std::string_view folder) const;
 
   // Replaces a note's body and front-matter tags; returns the text now on disk. `expecting` is the whole text that the
-  // caller last read: when the file holds anything else, VaultError::conflict is thrown and nothing written.
+  // caller last read: when the file holds anything else, VaultError::conflict is thrown and nothing written. Without it
+  // nothing is compared.
   std::string save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags,
-                   std::string_view expecting) const;
-  std::string save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags) const;
+                   std::optional<std::string_view> expecting = {}) const;
 
   // Adds text at the end, on a line of its own; returns the text now on disk.
   std::string append(std::string_view text, std::string_view noteID) const;
@@ -178,6 +179,9 @@ class Vault {
   std::optional<Json> readSettings(std::string_view name) const;
   void writeSettings(std::string_view name, const std::function<void(Json& json)>& change) const;
   std::vector<Organization::Place> currentPlaces() const;
+  // The top-level folder of that name, regardless of case, as it is on disk; the name itself when there is none.
+  std::string topLevelFolder(std::string_view name) const;
+  std::string trashHeld(std::string_view path) const;  // trash() for who holds the lock
 
   std::string root_;
   std::shared_ptr<ParsedNotes> parsed_ = std::make_shared<ParsedNotes>();

@@ -32,12 +32,16 @@ std::string Vault::moveFolder(std::string_view path, std::string_view parent) co
   const std::string into = normalized(parent);
   if (into == from || into.starts_with(from + "/")) throw VaultError::invalidMove();
   std::string moved = joinPath(into, lastComponent(from));
-  if (moved == from) throw VaultError::nameTaken();
   movePath(from, moved);
   return moved;
 }
 
 std::string Vault::trash(std::string_view path) const {
+  const FileLock held = lock();
+  return trashHeld(path);
+}
+
+std::string Vault::trashHeld(std::string_view path) const {
   return at(path, [&](const Folder& root, const std::string& inside) {
     if (inside.empty()) throw VaultError::outsideVault(path);
     if (!root.exists(inside)) throw FileError("move to the Trash", path, ENOENT);
@@ -46,17 +50,19 @@ std::string Vault::trash(std::string_view path) const {
 }
 
 std::string Vault::moveEmptyFolderToTrash(std::string_view path) const {
+  const FileLock held = lock();
   at(path, [](const Folder& root, const std::string& inside) {
     for (const FolderEntry& entry : root.openFolder(inside).entries())
-      if (entry.name != ".DS_Store") throw VaultError::changedSince();
+      if (entry.name != folderBrowserFile) throw VaultError::changedSince();
   });
-  return trash(path);
+  return trashHeld(path);
 }
 
 void Vault::restore(const std::string& fromTrash, std::string_view to) const {
   const Folder trashed = Folder::open(std::string(parentPath(fromTrash)));
   if (!trashed.exists(lastComponent(fromTrash))) throw FileError("restore", fromTrash, ENOENT);
   ensureFolder(parentPath(normalized(to)));
+  const FileLock held = lock();
   at(to, [&](const Folder& root, const std::string& inside) {
     if (root.exists(inside)) throw VaultError::nameTaken();
     try {

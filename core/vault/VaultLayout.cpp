@@ -14,8 +14,6 @@ namespace {
 using Place = Organization::Place;
 using Move = OrganizationChange::Move;
 
-constexpr std::string_view browserSettings = ".DS_Store";
-
 std::string settingsPath(std::string_view name) { return joinPath(Vault::settingsFolder, name); }
 
 std::vector<Bucket> destinationsOf(Bucket role) {
@@ -56,8 +54,8 @@ bool isFolder(const Folder& root, std::string_view path) {
 void removeIfLeftEmpty(const Folder& root, const std::string& path) {
   if (!isFolder(root, path)) return;
   const auto entries = root.openFolder(path).entries();
-  if (entries.size() > 1 || (entries.size() == 1 && entries[0].name != browserSettings)) return;
-  if (!entries.empty()) root.removeFile(joinPath(path, browserSettings));
+  if (entries.size() > 1 || (entries.size() == 1 && entries[0].name != folderBrowserFile)) return;
+  if (!entries.empty()) root.removeFile(joinPath(path, folderBrowserFile));
   root.removeEmptyFolder(path);
 }
 
@@ -109,12 +107,21 @@ void Vault::createStructure(const std::vector<std::string>& projects, const std:
 
 void Vault::adopt(const Organization& organization, const std::vector<std::string>& areas) const {
   std::vector<std::string> paths;
-  for (const Place& place : organization.places) paths.push_back(normalized(place.folder));
+  for (const Place& place : organization.places) paths.push_back(topLevelFolder(normalized(place.folder)));
   const Place* const home = organization.place(Bucket::areas);
   for (const std::string& area : areas)
-    if (home) paths.push_back(joinPath(home->folder, fileName(area)));
+    if (home) paths.push_back(joinPath(topLevelFolder(home->folder), fileName(area)));
   save(organization);
   for (const std::string& path : paths) ensureFolder(path);
+}
+
+std::string Vault::topLevelFolder(std::string_view name) const {
+  return at(name, [](const Folder& root, const std::string& folder) {
+    if (!root.exists(folder))
+      for (std::string& present : visibleNames(root, ""))
+        if (text::equalIgnoringCase(present, folder)) return std::move(present);
+    return folder;
+  });
 }
 
 std::vector<Place> Vault::currentPlaces() const {
@@ -133,30 +140,41 @@ OrganizationChange Vault::planChange(const Organization& target) const {
   for (const Place& place : currentPlaces()) {
     const Place* const destination = destinationOf(place, target);
     if (!destination || survives(place.folder, target)) continue;
-    at(place.folder, [&](const Folder& vault, const std::string& folder) {
+    const std::string from = topLevelFolder(normalized(place.folder));
+    const std::string into = topLevelFolder(normalized(destination->folder));
+    at(from, [&](const Folder& vault, const std::string& folder) {
       const bool isPlanned = std::find(change.vacated.begin(), change.vacated.end(), folder) != change.vacated.end();
       if (folder.empty() || isPlanned || !isFolder(vault, folder)) return;
       change.vacated.push_back(folder);
       for (const std::string& name : visibleNames(vault, folder)) {
-        const Move move{joinPath(folder, name), joinPath(normalized(destination->folder), name)};
-        const bool isFree = !planned.contains(text::key(move.to)) && !vault.exists(move.to);
-        if (!isFree) {
-          change.collisions.push_back(move.from);
-          continue;
-        }
-        planned.insert(text::key(move.to));
-        change.moves.push_back(move);
+        Move move{joinPath(folder, name), joinPath(into, name)};
+        if (vault.exists(move.to) || !planned.insert(text::key(move.to)).second)
+          change.collisions.push_back(std::move(move.from));
+        else
+          change.moves.push_back(std::move(move));
       }
     });
   }
   return change;
 }
 
-void Vault::apply(const OrganizationChange& change) const {
-  for (const Move& move : change.moves) movePath(move.from, move.to);
+std::vector<std::string> Vault::apply(const OrganizationChange& change) const {
+  std::vector<std::string> staying;
+  for (const Move& move : change.moves) {
+    try {
+      movePath(move.from, move.to);
+    } catch (const VaultError& error) {
+      if (error.kind() != VaultError::Kind::nameTaken) throw;
+      staying.push_back(move.from);
+    } catch (const FileError& error) {
+      if (!error.isMissing()) throw;
+      staying.push_back(move.from);
+    }
+  }
   for (const std::string& folder : change.vacated)
     at(folder, [](const Folder& root, const std::string& path) { removeIfLeftEmpty(root, path); });
   save(change.target);
+  return staying;
 }
 
 }  // namespace vesk

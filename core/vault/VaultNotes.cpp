@@ -16,10 +16,12 @@ namespace {
 
 constexpr std::string_view noteEnding = ".md";
 
+// A body may bring front matter of its own; the tags join those in it.
 std::string textOf(std::string_view body, const std::vector<std::string>& tags) {
-  MarkdownFile file;
-  file.body = body;
-  file.setTags(tags);
+  MarkdownFile file(body);
+  std::vector<std::string> all = file.frontmatterTags();
+  all.insert(all.end(), tags.begin(), tags.end());
+  file.setTags(all);
   return file.serialized();
 }
 
@@ -69,18 +71,9 @@ std::string Vault::createNote(std::string_view title, std::string_view body, con
 }
 
 std::string Vault::save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags,
-                        std::string_view expecting) const {
+                        std::optional<std::string_view> expecting) const {
   return rewrite(noteID, [&](const std::string& text) {
-    if (text != expecting) throw VaultError::conflict();
-    MarkdownFile file(text);
-    file.body = body;
-    file.setTags(tags);
-    return file.serialized();
-  });
-}
-
-std::string Vault::save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags) const {
-  return rewrite(noteID, [&](const std::string& text) {
+    if (expecting && text != *expecting) throw VaultError::conflict();
     MarkdownFile file(text);
     file.body = body;
     file.setTags(tags);
@@ -132,6 +125,7 @@ void Vault::movePath(std::string_view from, std::string_view to) const {
   });
   if (source == destination) return;
   ensureFolder(parentPath(destination));
+  const FileLock held = lock();
   at(to, [&](const Folder& root, const std::string& path) {
     try {
       root.move(source, path);
@@ -163,6 +157,7 @@ std::size_t Vault::renameTag(std::string_view oldTag, std::string_view newTag, c
 std::string Vault::journalNote(std::string_view name, std::string_view folder, std::string_view noteTemplate,
                                std::chrono::year_month_day day) const {
   const std::string file = fileName(name);
+  if (file + std::string(noteEnding) == assistantRulesFile) throw VaultError::invalidName();
   const std::string dated = replaceAll(std::string(noteTemplate), "{{date}}", time::isoDay(day));
   const std::string content = replaceAll(dated, "{{title}}", file);
   ensureFolder(folder);

@@ -48,12 +48,12 @@ Bucket bucketBelow(std::string_view parentPath, Bucket parent, std::string_view 
   return parentPath.empty() ? organization.role(name).value_or(Bucket::other) : parent;
 }
 
-// Opens a folder of the tree; nullopt when it has gone since its parent was listed.
+// Opens a folder of the tree; nullopt when it has gone since its parent was listed, or lies too deep.
 std::optional<Folder> openIfThere(const Folder& root, std::string_view path) {
   try {
     return root.openFolder(path);
   } catch (const FileError& error) {
-    if (!path.empty() && error.isMissing()) return std::nullopt;
+    if (!path.empty() && (error.isMissing() || error.code() == ENAMETOOLONG)) return std::nullopt;
     throw;
   }
 }
@@ -97,16 +97,17 @@ class KnownNotes {
 // Reads whole files into one buffer that is used again.
 class NoteReader {
  public:
-  // The rest of an open file, until the next call; nullopt when it is too large for a note, or can't be read.
-  std::optional<std::string_view> read(int descriptor) {
+  // The rest of an open file of `size` bytes (0 when that isn't known), until the next call; nullopt when it is too
+  // large for a note, or can't be read.
+  std::optional<std::string_view> read(int descriptor, std::size_t size) {
     for (std::size_t filled = 0; filled <= maximumNoteSize;) {
       if (filled == buffer_.size() && !grow(descriptor)) return std::nullopt;
       const ssize_t got = ::read(descriptor, buffer_.data() + filled, buffer_.size() - filled);
       if (got < 0 && errno == EINTR) continue;
       if (got < 0) return std::nullopt;
       filled += static_cast<std::size_t>(got);
-      // A file gives all there is: fewer bytes than asked for are the last.
-      if (filled < buffer_.size()) return std::string_view(buffer_.data(), filled);
+      // A file on disk gives all there is: fewer bytes than asked for are the last. One that has shrunk ends at 0.
+      if (filled < buffer_.size() && (filled >= size || got == 0)) return std::string_view(buffer_.data(), filled);
     }
     return std::nullopt;
   }
@@ -227,7 +228,7 @@ class VaultScan {
     if (!fd) return nullptr;
     // Looked at before it is read: if it changes in between, the next scan sees another date.
     FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get());
-    const auto text = reader.read(fd.get());
+    const auto text = reader.read(fd.get(), info.size);
     if (!text || (options_.filter && !options_.filter({id, *text, fd.get()}))) return nullptr;
     if (options_.filter) info = fileInfo(fd.get());
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;

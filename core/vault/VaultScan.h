@@ -37,7 +37,7 @@ struct ScanOptions {
 
 // Reads every folder and note of a vault, on several threads, into the snapshot's notes and root. Hidden entries,
 // links to folders, "AGENTS.md", notes that are not UTF-8 and notes that vanish meanwhile are left out; a folder that
-// can't be listed throws its FileError.
+// can't be listed throws its FileError, but for one whose path is longer than the system takes: it is left out, too.
 void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot);
 
 // The note that a scan would list under this path; nullptr when it would list none.
@@ -55,6 +55,9 @@ std::vector<FolderSummary> listFolders(const std::string& root, const Organizati
 
 // The instruction file for assistants, which is no note.
 inline constexpr std::string_view assistantRulesFile = "AGENTS.md";
+
+// What a file browser of another system leaves in every folder it shows.
+inline constexpr std::string_view folderBrowserFile = ".DS_Store";
 
 // True for the name of a Markdown note (".md" in any case).
 bool isNoteName(std::string_view name);

@@ -18,8 +18,8 @@ struct SearchHit {
 };
 
 // What VaultSnapshot::search would find in a scan of the vault, in its order, without making a snapshot: a note is
-// taken apart only where the words stand in its text or in its file's name. (A tag that only comes about when inline code is
-// taken out, "#no`x`te", is not found.)
+// taken apart only where the words stand in its text or in its file's name. (A tag that only comes about when inline
+// code is taken out, "#no`x`te", is not found.)
 std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query);
 
 }  // namespace vesk

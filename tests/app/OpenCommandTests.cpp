@@ -12,7 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace fs = std::filesystem;
@@ -38,35 +37,26 @@ TEST(OpenCommand, KeepsTheRealPathAndLeavesTheVaultAsItIs) {
 }
 
 TEST(OpenCommand, MakesTheFoldersOfEachMethod) {
-  struct Case {
-    std::vector<std::string> arguments;
-    std::vector<std::string> folders;
-    const char* locale = "C";
-  };
-  const Case cases[] = {
-      {{"--method", "para"}, {"Archive", "Areas", "Inbox", "Notas", "Projects", "Resources"}},
-      {{"--method", "vesk"}, {"Done", "In progress", "Inbox", "Knowledge", "Notas", "Sources"}},
-      {{"--method", "ideas", "--language", "es"}, {"Archivo", "Fuentes", "Ideas", "Inbox", "Notas"}, "pt_BR.UTF-8"},
-      {{"--method", "ideas"}, {"Arquivo", "Fontes", "Ideias", "Inbox", "Notas"}, "pt_BR.UTF-8"},
-      {{"--method", "custom"}, {"Inbox", "Notas"}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.arguments));
+  const auto check = [](std::vector<std::string> options, const char* locale,
+                        const std::vector<std::string>& expected) {
+    SCOPED_TRACE(testing::PrintToString(options));
     const TemporaryFolder vault;
     vault.write("Notas/Um.md", "um");
-    std::vector<std::string> arguments = {"open", vault.path()};
-    arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
-
-    EXPECT_EQ(vesk(arguments, {.environment = {{"LC_ALL", c.locale}}}).exitStatus, 0);
+    const std::string method = options[0];
+    options.insert(options.begin(), {"open", vault.path(), "--method"});
+    EXPECT_EQ(vesk(options, {.environment = {{"LC_ALL", locale}}}).exitStatus, 0);
 
     std::vector<std::string> folders;
     for (const FolderSummary& folder : Vault(vault.path()).folders()) folders.push_back(folder.path);
-    EXPECT_EQ(folders, c.folders);
-    const auto organization = Vault(vault.path()).organization();
-    ASSERT_TRUE(organization);
-    EXPECT_EQ(name(organization->method), c.arguments[1]);
+    EXPECT_EQ(folders, expected);
+    EXPECT_EQ(name(Vault(vault.path()).organization().value().method), method);
     EXPECT_EQ(vault.read("Notas/Um.md"), "um");
-  }
+  };
+  check({"para"}, "C", {"Archive", "Areas", "Inbox", "Notas", "Projects", "Resources"});
+  check({"vesk"}, "C", {"Done", "In progress", "Inbox", "Knowledge", "Notas", "Sources"});
+  check({"ideas", "--language", "es"}, "pt_BR.UTF-8", {"Archivo", "Fuentes", "Ideas", "Inbox", "Notas"});
+  check({"ideas"}, "pt_BR.UTF-8", {"Arquivo", "Fontes", "Ideias", "Inbox", "Notas"});
+  check({"custom"}, "C", {"Inbox", "Notas"});
 }
 
 TEST(OpenCommand, SwitchesMethodsOnlyWhenToldTo) {
@@ -76,13 +66,10 @@ TEST(OpenCommand, SwitchesMethodsOnlyWhenToldTo) {
   vault.write("Projects/Idea.md", "mine");
   vault.write("In progress/Idea.md", "theirs");
   const std::string organization = vault.read(".vesk/organization.json");
-
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"open", vault.path()}, {"open", vault.path(), "--method", "para"}}) {
-    EXPECT_EQ(vesk(arguments).exitStatus, 0);
-    EXPECT_EQ(vault.read(".vesk/organization.json"), organization);
-    EXPECT_TRUE(vault.has("Projects/Plan.md"));
-  }
+  ASSERT_EQ(vesk({"open", vault.path()}).exitStatus, 0);
+  ASSERT_EQ(vesk({"open", vault.path(), "--method", "para"}).exitStatus, 0);
+  EXPECT_EQ(vault.read(".vesk/organization.json"), organization);
+  EXPECT_TRUE(vault.has("Projects/Plan.md"));
 
   const ProgramResult result = vesk({"open", vault.path(), "--method", "vesk"});
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
@@ -98,7 +85,6 @@ TEST(OpenCommand, RefusesWhatIsNoFolderAndKeepsTheVaultThatWasOpen) {
   vault.write("Plan.md", "plan");
   ASSERT_EQ(vesk({"open", vault.path()}).exitStatus, 0);
   for (const char* name : {"Missing", "Plan.md", "Plan.md/Sub"}) {
-    SCOPED_TRACE(name);
     const ProgramResult result = vesk({"open", vault.at(name), "--method", "para"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.errors, AllOf(StartsWith("vesk: "), HasSubstr(vault.at(name)), testing::EndsWith(".\n")));
@@ -112,62 +98,50 @@ TEST(StatusCommand, TellsOfTheVaultAsJson) {
   vault.write("Inbox/One.md", "#blue #green");
   vault.write("Two.md", "#blue");
   ASSERT_EQ(vesk({"open", vault.path()}).exitStatus, 0);
-
   const Json status = Json::parse(vesk({"status", "--json"}).output);
-
   EXPECT_EQ(*status.find("vault"), Json(vault.path()));
+  EXPECT_EQ(*status.find("support_directory"), Json(vault.supportDirectory()));
   EXPECT_EQ(*status.find("notes"), Json(2));
-  EXPECT_EQ(*status.find("folders"), Json(1));
   EXPECT_EQ(*status.find("tags"), Json(2));
   EXPECT_TRUE(status.find("method")->isNull());
-  EXPECT_EQ(*status.find("level"), Json("always"));
-  EXPECT_EQ(*status.find("support_directory"), Json(vault.supportDirectory()));
 }
 
 TEST(Commands, NeedAVaultThatIsThere) {
   const TemporaryFolder vault;
-  const std::vector<std::vector<std::string>> commands = {{"status"}, {"notes"}, {"search", "x"}, {"watch"}};
-  for (const auto& command : commands) {
-    const ProgramResult result = vesk(command);
-    EXPECT_EQ(result.exitStatus, 1) << command[0];
-    EXPECT_EQ(result.errors, "vesk: No vault is open in Vesk. Open one with vesk open FOLDER.\n");
-    EXPECT_THAT(result.output, IsEmpty());
-  }
+  const auto check = [](const std::string& sentence) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"status"}, {"notes"}, {"search", "x"}, {"watch"}}) {
+      const ProgramResult result = vesk(command);
+      EXPECT_EQ(result.exitStatus, 1) << command[0];
+      EXPECT_THAT(result.errors, HasSubstr(sentence));
+      EXPECT_EQ(result.output, "");
+    }
+  };
+  check("vesk: No vault is open in Vesk. Open one with vesk open FOLDER.\n");
   ASSERT_EQ(vesk({"open", vault.path()}).exitStatus, 0);
   fs::remove_all(vault.path());
-  for (const auto& command : commands) {
-    const ProgramResult result = vesk(command);
-    EXPECT_EQ(result.exitStatus, 1) << command[0];
-    EXPECT_THAT(result.errors, HasSubstr(" is gone. ")) << command[0];
-  }
+  check(" is gone. ");
 }
 
 TEST(Commands, AnswerWrongUseWithAHintAndStatusTwo) {
   const TemporaryFolder vault;
-  struct Case {
-    std::vector<std::string> arguments;
-    const char* complaint;
-    const char* hint;
-  };
-  const Case cases[] = {
-      {{}, "vesk: A command is required", "vesk --help"},
-      {{"bogus"}, "bogus", "vesk --help"},
-      {{"open"}, "FOLDER", "vesk open --help"},
-      {{"open", vault.path(), "--method", "other"}, "vesk,para,ideas,custom", "vesk open --help"},
-      {{"open", vault.path(), "--language", "pt"}, "--method", "vesk open --help"},
-      {{"notes", "--limit", "0"}, "0", "vesk notes --help"},
-      {{"notes", "--limit", "-1"}, "-1", "vesk notes --help"},
-      {{"notes", "surplus\x1b[2J"}, "surplus\uFFFD[2J", "vesk notes --help"},
-      {{"access", "on", "canFly"}, "canReadEmail, ", "vesk access on --help"},
-      {{"access", "level", "Trusted!"}, "Trusted!", "vesk access level --help"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.arguments));
-    const ProgramResult result = vesk(c.arguments);
+  const auto check = [](const std::vector<std::string>& arguments, const char* complaint, const char* hint) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const ProgramResult result = vesk(arguments);
     EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_THAT(result.errors, AllOf(StartsWith("vesk: "), HasSubstr(c.complaint), HasSubstr(c.hint)));
-    EXPECT_THAT(result.output, IsEmpty());
-  }
+    EXPECT_THAT(result.errors, AllOf(StartsWith("vesk: "), HasSubstr(complaint), HasSubstr(hint)));
+    EXPECT_EQ(result.output, "");
+  };
+  check({}, "vesk: A command is required", "vesk --help");
+  check({"bogus"}, "bogus", "vesk --help");
+  check({"open"}, "FOLDER", "vesk open --help");
+  check({"open", vault.path(), "--method", "other"}, "vesk,para,ideas,custom", "vesk open --help");
+  check({"open", vault.path(), "--language", "pt"}, "--method", "vesk open --help");
+  check({"notes", "--limit", "0"}, "0", "vesk notes --help");
+  check({"notes", "--limit", "-1"}, "-1", "vesk notes --help");
+  check({"notes", "surplus\x1b[2J"}, "surplus\uFFFD[2J", "vesk notes --help");
+  check({"access", "on", "canFly"}, "canReadEmail, ", "vesk access on --help");
+  check({"access", "level", "Trusted!"}, "Trusted!", "vesk access level --help");
   EXPECT_EQ(vesk({"--version"}).output, "vesk 0.1.0\n");
   EXPECT_EQ(vesk({"search", "--help"}).exitStatus, 0);
 }

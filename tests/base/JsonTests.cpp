@@ -5,7 +5,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -29,102 +32,61 @@ std::string errorOf(std::string_view text) {
 }
 
 TEST(Json, WritesBackWhatItRead) {
-  struct Case {
-    std::string_view text;
-    std::string_view compact;
-  };
-  const Case cases[] = {
-      {" null ", "null"},
-      {"[true,false,null]", "[true,false,null]"},
-      {"\xEF\xBB\xBF{\"a\" : [ ] , \"b\":{ }}", R"({"a":[],"b":{}})"},
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"\xEF\xBB\xBF{\"a\" : [ ] , \"b\":{ },\"c\":[true,false,null]} ", R"({"a":[],"b":{},"c":[true,false,null]})"},
       // Numbers keep their text.
       {"[0,-0,-0.0,1.10,1e5,1E+05,-12]", "[0,-0,-0.0,1.10,1e5,1E+05,-12]"},
-      {"[18446744073709551615,18446744073709551616,-9223372036854775809]",
-       "[18446744073709551615,18446744073709551616,-9223372036854775809]"},
-      {"[0.1000000000000000055511151231257827,1E400,-1e-400]", "[0.1000000000000000055511151231257827,1E400,-1e-400]"},
+      {"[18446744073709551616,0.1000000000000000055511151231257827,1E400]",
+       "[18446744073709551616,0.1000000000000000055511151231257827,1E400]"},
       // Strings are written in one way, however they were escaped.
       {R"("\/ \u0041 \u00e9 \ud83d\ude00 \uFFFF")", "\"/ A é 😀 \uFFFF\""},
-      {R"("\b\f\n\r\t\"\\\u0000\u001F")", R"("\b\f\n\r\t\"\\\u0000\u001f")"},
-      {"\"\x7F\"", "\"\x7F\""},
+      {R"("\b\f\n\r\t\"\\\u0000\u001F\u007f")", "\"\\b\\f\\n\\r\\t\\\"\\\\\\u0000\\u001f\x7F\""},
       // Keys are sorted by their bytes; of a key given twice the last value holds, whatever kinds the two are of.
       {R"({"é":1,"b":2,"B":3,"a/b":4,"":5})", R"({"":5,"B":3,"a/b":4,"b":2,"é":1})"},
       {R"({"a":[1,2],"b":0,"a":{"c":3},"a":[4]})", R"({"a":[4],"b":0})"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    const Json value = Json::parse(c.text);
-    EXPECT_EQ(value.compact(), c.compact);
+  for (const auto& [text, compact] : cases) {
+    SCOPED_TRACE(text);
+    const Json value = Json::parse(text);
+    EXPECT_EQ(value.compact(), compact);
     EXPECT_EQ(Json::parse(value.pretty()), value);
   }
 }
 
 TEST(Json, LaysOutForPeople) {
   const Json value = Json::parse(R"({"nodes":[{"x":1,"text":"a: b"},[],{}],"edges":[],"meta":{}})");
-  EXPECT_EQ(value.pretty(), R"({
-  "edges" : [],
-  "meta" : {},
-  "nodes" : [
-    {
-      "text" : "a: b",
-      "x" : 1
-    },
-    [],
-    {}
-  ]
-})");
+  EXPECT_EQ(value.pretty(),
+            "{\n  \"edges\" : [],\n  \"meta\" : {},\n  \"nodes\" : [\n    {\n      \"text\" : \"a: b\",\n"
+            "      \"x\" : 1\n    },\n    [],\n    {}\n  ]\n}");
 }
 
 TEST(Json, SaysWhereTextIsNoJson) {
-  struct Case {
-    std::string text;
-    std::string where;
+  const std::pair<int, std::vector<std::string>> atColumn[] = {
+      {1, {"", "'a'", "// note\n1"}},
+      {2, {"01", "[NaN]", "1\0[]"s, "\"\xFF\"", "\"\xC0\xAF\""}},  // a NUL ends nothing
+      {3, {"[1", "\"a\nb\"", "\"a\0b\""s, "\"\\x\"", "\"\xE2\x82"}},
+      {4, {"[1,]", "{} {}", "nul", "{\"\xED\xA0\x80\":1}"}},
+      {7, {R"("\udc00")"}},  // surrogates come in pairs
+      {8, {R"("\ud800")"}},
+      {13, {R"("\ud800\u0041")"}},
   };
-  const Case cases[] = {
-      {"", "line 1, column 1"},
-      {"{\n  \"a\": 1,\n  \"é\": x\n}", "line 3, column 8"},
-      {"[1,]", "line 1, column 4"},
-      {"[1", "line 1, column 3"},
-      {"{} {}", "line 1, column 4"},
-      {"nul", "line 1, column 4"},
-      {"'a'", "line 1, column 1"},
-      {"01", "line 1, column 2"},
-      {"[NaN]", "line 1, column 2"},
-      {"// note\n1", "line 1, column 1"},
-      {"1\0[]"s, "line 1, column 2"},  // a NUL ends nothing
-      {"\"a\0b\""s, "line 1, column 3"},
-      {"\"a\nb\"", "line 1, column 3"},
-      {"\"\\x\"", "line 1, column 3"},
-      {"\"\\ud800\"", "line 1, column 8"},  // surrogates come in pairs
-      {"\"\\udc00\"", "line 1, column 7"},
-      {"\"\\ud800\\u0041\"", "line 1, column 13"},
-      {"\"\xFF\"", "line 1, column 2"},
-      {"\"\xC0\xAF\"", "line 1, column 2"},          // overlong
-      {"{\"\xED\xA0\x80\":1}", "line 1, column 4"},  // a surrogate in UTF-8
-      {"\"\xE2\x82", "line 1, column 3"},            // cut short
-  };
-  for (const Case& c : cases) EXPECT_EQ(errorOf(c.text), "This isn't valid JSON: " + c.where + ".") << c.text;
+  for (const auto& [column, texts] : atColumn)
+    for (const std::string& text : texts)
+      EXPECT_EQ(errorOf(text), "This isn't valid JSON: line 1, column " + std::to_string(column) + ".") << text;
+  EXPECT_EQ(errorOf("{\n  \"a\": 1,\n  \"é\": x\n}"), "This isn't valid JSON: line 3, column 8.");
 }
 
 TEST(Json, LimitsDepth) {
   EXPECT_EQ(Json::parse(nested(Json::maximumDepth)).compact(), nested(Json::maximumDepth));
-  const std::string tooDeep = "This JSON is nested more than 512 levels deep.";
-  EXPECT_EQ(errorOf(nested(Json::maximumDepth + 1)), tooDeep);
-  EXPECT_EQ(errorOf(std::string(1'000'000, '[')), tooDeep);
   std::string objects;
   for (int level = 0; level <= Json::maximumDepth; ++level) objects += R"({"a":)";
-  EXPECT_EQ(errorOf(objects), tooDeep);
-  // Levels that were closed again don't count.
-  EXPECT_EQ(errorOf("[" + nested(300) + "," + nested(300) + "]"), "");
+  for (const std::string& text : {nested(Json::maximumDepth + 1), std::string(1'000'000, '['), objects})
+    EXPECT_EQ(errorOf(text), "This JSON is nested more than 512 levels deep.");
+  EXPECT_EQ(errorOf("[" + nested(300) + "," + nested(300) + "]"), "");  // levels that were closed again don't count
 }
 
 TEST(Json, ReadsNumbersOnlyAsWhatTheyAre) {
-  struct Case {
-    const char* text;
-    std::optional<std::int64_t> integer;
-    std::optional<double> real;
-  };
-  const Case cases[] = {
-      {"42", 42, 42.0},
+  const std::tuple<const char*, std::optional<std::int64_t>, std::optional<double>> cases[] = {
       {"-0", 0, -0.0},
       {"9223372036854775807", std::numeric_limits<std::int64_t>::max(), 0x1p63},
       {"9223372036854775808", std::nullopt, 0x1p63},
@@ -132,21 +94,16 @@ TEST(Json, ReadsNumbersOnlyAsWhatTheyAre) {
       {"1e2", std::nullopt, 100.0},
       {"1E400", std::nullopt, std::nullopt},
       {"\"1\"", std::nullopt, std::nullopt},
-      {"true", std::nullopt, std::nullopt},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_EQ(Json::parse(c.text).integer(), c.integer);
-    EXPECT_EQ(Json::parse(c.text).real(), c.real);
+  for (const auto& [text, integer, real] : cases) {
+    EXPECT_EQ(Json::parse(text).integer(), integer) << text;
+    EXPECT_EQ(Json::parse(text).real(), real) << text;
   }
 }
 
 TEST(Json, WritesValuesOfTheLanguage) {
-  const std::string name = "Ana";
-  const Json::Array values = {
-      nullptr, true, -7, std::size_t{7}, std::numeric_limits<std::int64_t>::min(), "a", std::string_view("b"), name};
-  EXPECT_EQ(Json(values).compact(), R"([null,true,-7,7,-9223372036854775808,"a","b","Ana"])");
-
+  const Json::Array values = {nullptr, true, std::numeric_limits<std::int64_t>::min(), std::string_view("b"), "c"s};
+  EXPECT_EQ(Json(values).compact(), R"([null,true,-9223372036854775808,"b","c"])");
   const Json::Array reals = {0.1, 250.0, 100000.0, -0.0, 1e300, 1.0 / 3, 5e-324, 0x1p53};
   EXPECT_EQ(Json(reals).compact(), "[0.1,250,100000,-0,1e+300,0.3333333333333333,5e-324,9007199254740992]");
   for (const Json& real : reals) EXPECT_EQ(Json::parse(real.compact()).real(), real.real());
@@ -165,33 +122,19 @@ TEST(Json, FindsAndMakesMembers) {
   settings["name"] = "Vesk";
   EXPECT_EQ(settings.compact(), R"({"mail":{"port":143},"name":"Vesk"})");
   EXPECT_THROW(settings["name"]["first"], std::logic_error);
-
-  EXPECT_EQ(*settings.find("name")->string(), "Vesk");
   EXPECT_EQ(settings.find("port"), nullptr);
   EXPECT_EQ(settings.find("name")->find("first"), nullptr);
-  EXPECT_EQ(settings.find("name")->array(), nullptr);
-  EXPECT_FALSE(settings.find("name")->boolean());
 }
 
 TEST(Json, WritesValidUtf8WhateverAStringHolds) {
-  struct Case {
-    std::string text;
-    std::string written;
-  };
-  const Case cases[] = {
-      {"a\xFF"
-       "b",
-       "\"a\uFFFDb\""},
-      {"\x80\n\xC3\xA9", "\"\uFFFD\\né\""},
-      {"\uFFFD stays \xFF", "\"\uFFFD stays \uFFFD\""},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(Json(c.text).compact(), c.written);
-    EXPECT_EQ(Json(Json::Object{{c.text, 1}}).compact(), "{" + c.written + ":1}");
+  const std::pair<std::string, std::string> cases[] = {{"\xFF\n\xC3\xA9", "\"\uFFFD\\né\""},
+                                                       {"\uFFFD stays \xFF", "\"\uFFFD stays \uFFFD\""}};
+  for (const auto& [text, written] : cases) {
+    EXPECT_EQ(Json(text).compact(), written);
+    EXPECT_EQ(Json(Json::Object{{text, 1}}).compact(), "{" + written + ":1}");
   }
-  for (const char* text : {"\xE2\x82", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xC0\xAF\xC3"}) {
+  for (const char* text : {"\xE2\x82", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xC0\xAF\xC3"})
     EXPECT_TRUE(text::isValidUtf8(Json(text).compact())) << Json(text).compact();
-  }
 }
 
 }  // namespace

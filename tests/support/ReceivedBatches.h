@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,20 +25,16 @@ class ReceivedBatches {
 
   // True as soon as a batch holds that path, or stands for all paths.
   bool waitFor(std::string_view path) {
-    return waitUntil([path](const Batch& batch) {
-      return batch.empty() || std::find(batch.begin(), batch.end(), path) != batch.end();
-    });
+    return waitUntil([path](const Batch& batch) { return batch.empty() || std::ranges::count(batch, path) > 0; });
   }
 
   bool waitForEmptyBatch() { return waitUntil(std::mem_fn(&Batch::empty)); }
 
   // The paths of all batches, sorted, each once.
   Batch paths() const {
-    Batch all;
-    for (const Batch& batch : batches()) all.insert(all.end(), batch.begin(), batch.end());
-    std::sort(all.begin(), all.end());
-    all.erase(std::unique(all.begin(), all.end()), all.end());
-    return all;
+    std::set<std::string> all;
+    for (const Batch& batch : batches()) all.insert(batch.begin(), batch.end());
+    return {all.begin(), all.end()};
   }
 
   std::vector<Batch> batches() const {
@@ -53,8 +50,7 @@ class ReceivedBatches {
  private:
   bool waitUntil(const std::function<bool(const Batch&)>& isAwaited) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(30),
-                             [&] { return std::any_of(batches_.begin(), batches_.end(), isAwaited); });
+    return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return std::ranges::any_of(batches_, isAwaited); });
   }
 
   mutable std::mutex mutex_;

@@ -1,9 +1,9 @@
 #include "tests/support/RunProgram.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <stdlib.h>
@@ -12,16 +12,25 @@
 #include <utility>
 
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 namespace vesk::test {
 
 namespace {
 
-// The two ends of what one side writes and the other reads.
+Fd fileHolding(const std::string& text) {
+  Fd file(::memfd_create("input", MFD_CLOEXEC));
+  if (::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+    throw std::runtime_error("no input");
+  ::lseek(file.get(), 0, SEEK_SET);
+  return file;
+}
+
+// The two ends of what a program writes and the test reads.
 struct Pipe {
-  Fd reading;
-  Fd writing;
+  Fd reading = {};
+  Fd writing = {};
 };
 
 Pipe openPipe() {
@@ -32,83 +41,47 @@ Pipe openPipe() {
 
 // A terminal of that width: what is written to it comes out as it is, "\n" included.
 Pipe openTerminal(int columns) {
-  Fd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-  if (!master || ::grantpt(master.get()) != 0 || ::unlockpt(master.get()) != 0) throw std::runtime_error("no terminal");
-  Fd slave(::open(::ptsname(master.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  Pipe ends = {.reading = Fd(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))};
+  const int master = ends.reading.get();
+  if (::grantpt(master) != 0 || ::unlockpt(master) != 0) throw std::runtime_error("no terminal");
+  ends.writing = Fd(::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC));
   termios settings{};
-  if (!slave || ::tcgetattr(slave.get(), &settings) != 0) throw std::runtime_error("no terminal");
+  if (::tcgetattr(ends.writing.get(), &settings) != 0) throw std::runtime_error("no terminal");
   settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-  ::tcsetattr(slave.get(), TCSANOW, &settings);
+  ::tcsetattr(ends.writing.get(), TCSANOW, &settings);
   winsize size{};
   size.ws_col = static_cast<unsigned short>(columns);
-  ::ioctl(slave.get(), TIOCSWINSZ, &size);
-  return {std::move(master), std::move(slave)};
+  ::ioctl(ends.writing.get(), TIOCSWINSZ, &size);
+  return ends;
 }
 
-std::vector<std::string> environmentWith(const std::map<std::string, std::string>& additions) {
-  std::vector<std::string> entries;
-  for (char** entry = environ; *entry; ++entry) {
-    std::string text = *entry;
-    if (!additions.contains(text.substr(0, text.find('=')))) entries.push_back(std::move(text));
-  }
-  for (const auto& [name, value] : additions) entries.push_back(name + "=" + value);
-  return entries;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+pid_t spawn(std::vector<std::string> arguments, const Fd& input, const Fd& output, const Fd& errors) {
   std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
-  return pointers;
-}
-
-pid_t spawn(std::vector<std::string> arguments, std::vector<std::string> environment, int input, int output,
-            int errors) {
   posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t defaults;
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);  // ignored here, but not there
-  posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_adddup2(&actions, input.get(), STDIN_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, errors.get(), STDERR_FILENO);
   pid_t child = -1;
-  const int failure = ::posix_spawn(&child, arguments.at(0).c_str(), &actions, &attributes,
-                                    pointersTo(arguments).data(), pointersTo(environment).data());
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
+  const int failure = ::posix_spawn(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
   if (failure != 0) throw std::runtime_error("cannot start " + arguments.at(0));
   return child;
-}
-
-// As far as the program reads it.
-void writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = ::write(descriptor, text.data(), text.size());
-    if (count < 0 && errno != EINTR) return;
-    if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
-  }
 }
 
 }  // namespace
 
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const RunOptions& options) {
-  std::signal(SIGPIPE, SIG_IGN);
-  Pipe input = openPipe();
+  std::vector<std::string> command = {"/usr/bin/env", "--default-signal=PIPE"};  // a test may ignore that one
+  for (const auto& [name, value] : options.environment) command.push_back(name + "=" + value);
+  command.insert(command.end(), arguments.begin(), arguments.end());
   Pipe output = options.terminalColumns > 0 ? openTerminal(options.terminalColumns) : openPipe();
   Pipe errors = openPipe();
-  child_ = spawn(arguments, environmentWith(options.environment), input.reading.get(), output.writing.get(),
-                 errors.writing.get());
-  outputEnd_ = std::move(output.reading);
-  errorsEnd_ = std::move(errors.reading);
-  outputReader_ = std::thread([this] { readAll(outputEnd_, output_); });
-  errorsReader_ = std::thread([this] { readAll(errorsEnd_, errors_); });
-  input.reading.reset();
-  writeAll(input.writing.get(), options.input);
+  child_ = spawn(std::move(command), fileHolding(options.input), output.writing, errors.writing);
+  output_.end = std::move(output.reading);
+  errors_.end = std::move(errors.reading);
 }
 
 RunningProgram::~RunningProgram() {
@@ -117,33 +90,38 @@ RunningProgram::~RunningProgram() {
   finish();
 }
 
-void RunningProgram::readAll(const Fd& from, std::string& into) {
+void RunningProgram::Stream::read() {
   char buffer[1 << 14];
-  for (;;) {
-    const ssize_t count = ::read(from.get(), buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return;  // a terminal ends with EIO
-    const std::lock_guard lock(mutex_);
-    into.append(buffer, static_cast<std::size_t>(count));
-    grown_.notify_all();
-  }
+  const ssize_t count = ::read(end.get(), buffer, sizeof buffer);
+  if (count > 0) text.append(buffer, static_cast<std::size_t>(count));
+  if (count <= 0) end.reset();  // a terminal ends with EIO
 }
 
-bool RunningProgram::waitFor(const std::string& written, std::string_view text) {
-  std::unique_lock lock(mutex_);
-  return grown_.wait_for(lock, std::chrono::seconds(30), [&] { return written.find(text) != std::string::npos; });
+// Takes in what comes next on either stream. False when both have ended, or after half a minute of silence.
+bool RunningProgram::readMore() {
+  if (!output_.end && !errors_.end) return false;
+  pollfd ends[] = {{output_.end.get(), POLLIN, 0}, {errors_.end.get(), POLLIN, 0}};
+  if (::poll(ends, 2, 30'000) <= 0) return false;
+  if (ends[0].revents != 0) output_.read();
+  if (ends[1].revents != 0) errors_.read();
+  return true;
+}
+
+bool RunningProgram::waitFor(const Stream& stream, std::string_view text) {
+  while (stream.text.find(text) == std::string::npos)
+    if (!readMore()) return false;
+  return true;
 }
 
 void RunningProgram::signal(int number) const { ::kill(child_, number); }
 
 ProgramResult RunningProgram::finish() {
+  while (readMore()) continue;
   int status = 0;
   while (::waitpid(child_, &status, 0) < 0 && errno == EINTR) continue;
   child_ = -1;
-  outputReader_.join();
-  errorsReader_.join();
   const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return {exitStatus, std::move(output_), std::move(errors_)};
+  return {exitStatus, std::move(output_.text), std::move(errors_.text)};
 }
 
 ProgramResult runProgram(const std::vector<std::string>& arguments, const RunOptions& options) {

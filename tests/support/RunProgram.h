@@ -1,11 +1,8 @@
 #pragma once
 
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include <sys/types.h>
@@ -26,7 +23,7 @@ struct ProgramResult {
   std::string errors = {};
 };
 
-// A program while it runs. What it writes is read all the time, so that it never waits for the test.
+// A program while it runs.
 class RunningProgram {
  public:
   // arguments[0] is the program's path.
@@ -35,7 +32,7 @@ class RunningProgram {
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
 
-  // False when that text isn't among what was written within half a minute.
+  // Reads until that text was written. False when the program closes its ends or is silent for half a minute.
   bool waitForOutput(std::string_view text) { return waitFor(output_, text); }
   bool waitForErrors(std::string_view text) { return waitFor(errors_, text); }
 
@@ -43,18 +40,17 @@ class RunningProgram {
   ProgramResult finish();
 
  private:
-  void readAll(const Fd& from, std::string& into);
-  bool waitFor(const std::string& written, std::string_view text);
+  struct Stream {
+    Fd end = {};
+    std::string text = {};
+    void read();
+  };
+  bool readMore();
+  bool waitFor(const Stream& stream, std::string_view text);
 
   pid_t child_ = -1;
-  Fd outputEnd_;
-  Fd errorsEnd_;
-  std::mutex mutex_;
-  std::condition_variable grown_;
-  std::string output_;
-  std::string errors_;
-  std::thread outputReader_;
-  std::thread errorsReader_;
+  Stream output_;
+  Stream errors_;
 };
 
 // Runs a program to its end.

@@ -1,6 +1,8 @@
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -16,6 +18,7 @@ namespace vesk {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 class AIAccessFile : public testing::Test {
  protected:
@@ -24,56 +27,40 @@ class AIAccessFile : public testing::Test {
     folder.write("ai-access.json", text);
     return loaded();
   }
-  static unsigned modeOf(const std::string& path) {
-    struct stat attributes = {};
-    return ::stat(path.c_str(), &attributes) == 0 ? attributes.st_mode & 07777 : 0;
-  }
 
   const test::TemporaryFolder folder;
 };
 
-TEST_F(AIAccessFile, AllowsReadingOnlyUntilTheUserSaysMore) {
-  const AIAccess access = loaded();
-  EXPECT_EQ(access.vaultPath, std::nullopt);
-  EXPECT_EQ(access.approval, ApprovalLevel::always);
-  std::vector<std::string_view> on;
-  for (const AccessSwitch& each : accessSwitches())
-    if (access.*each.value) on.push_back(each.name);
-  EXPECT_EQ(on, (std::vector<std::string_view>{"canRead", "canSearch", "allowsClaude", "allowsCodex"}));
-}
-
 TEST_F(AIAccessFile, TakesEachKeyByItself) {
-  struct Case {
-    const char* text;
-    AIAccess access;
-  };
-  const Case cases[] = {
-      {"{}", {}},
-      {R"({"canTrash":true,"canRead":false})", {.canRead = false, .canTrash = true}},
+  std::string on;
+  for (const AccessSwitch& each : accessSwitches())
+    if (loaded().*each.value) on.append(each.name).append(" ");
+  EXPECT_EQ(on, "canRead canSearch allowsClaude allowsCodex ");  // until the user says more
+  const std::pair<const char*, AIAccess> cases[] = {
+      {R"({"canRead":false})", {.canRead = false}},
       {R"({"canTrash":1,"canRead":"false","canSearch":null,"canSync":[true],"canFile":true})", {.canFile = true}},
-      {R"({"CANTRASH":true,"canFly":true})", {}},
+      {R"({"CANTRASH":true,"canFly":true,"approval":"Trusted","vaultPath":""})", {}},
       {R"({"vaultPath":"/home/ana/Vault","approval":"trusted"})",
        {.vaultPath = "/home/ana/Vault", .approval = ApprovalLevel::trusted}},
-      {R"({"vaultPath":"","approval":"Trusted"})", {}},
       {R"({"vaultPath":["/v"],"approval":2,"allowsClaude":false})", {.allowsClaude = false}},
       {"\xEF\xBB\xBF{\"canFile\":true}\r\n", {.canFile = true}},
   };
-  for (const Case& c : cases) EXPECT_EQ(loaded(c.text), c.access) << c.text;
+  for (const auto& [text, access] : cases) EXPECT_EQ(loaded(text), access) << text;
 }
 
 TEST_F(AIAccessFile, HasTheDefaultsWhenItCannotBeRead) {
-  for (const char* text : {"", R"({"canTrash":tru)", R"({"canTrash":true}x)", "[]", R"("canTrash")", "null",
-                           "{\"canTrash\":true,\"x\":\"\xFF\"}"})
-    EXPECT_EQ(loaded(text), AIAccess()) << text;
-  EXPECT_EQ(loaded(std::string(1'000'000, '[')), AIAccess());
+  for (const std::string& text : {std::string(), R"({"canTrash":tru)"s, R"({"canTrash":true}x)"s, "[]"s, "null"s,
+                                  "{\"canTrash\":true,\"x\":\"\xFF\"}"s, std::string(1'000'000, '[')})
+    EXPECT_EQ(loaded(text), AIAccess()) << text.substr(0, 60);
 
-  fs::resize_file(folder.at("ai-access.json"), std::uintmax_t{1} << 40);  // a terabyte of nothing
+  const std::string path = folder.at("ai-access.json");
+  fs::resize_file(path, std::uintmax_t{1} << 40);  // a terabyte of nothing
   EXPECT_EQ(loaded(), AIAccess());
-  fs::remove(folder.at("ai-access.json"));
-  ASSERT_EQ(::mkfifo(folder.at("ai-access.json").c_str(), 0600), 0);
+  fs::remove(path);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(loaded(), AIAccess());
-  fs::remove(folder.at("ai-access.json"));
-  fs::create_directory(folder.at("ai-access.json"));
+  fs::remove(path);
+  fs::create_directory(path);
   EXPECT_EQ(loaded(), AIAccess());
   EXPECT_EQ(AIAccess::load(folder.at("missing")), AIAccess());
   EXPECT_EQ(AIAccess::load(""), AIAccess());
@@ -83,18 +70,14 @@ TEST_F(AIAccessFile, ComesBackAsSavedWithForeignKeys) {
   folder.write("ai-access.json", R"({"canRead":false,"newer":{"deep":[1.10]},"vaultPath":"/old","canTrash":"yes"})");
   AIAccess access;
   for (const AccessSwitch& each : accessSwitches()) access.*each.value = !(access.*each.value);
-  for (const auto level : {ApprovalLevel::important, ApprovalLevel::trusted, ApprovalLevel::always}) {
-    access.approval = level;
-    access.vaultPath = "/home/é/\"Vault\"";
-    access.save(folder.path());
-    EXPECT_EQ(loaded(), access);
-  }
-  access.vaultPath.reset();
-  access.save(folder.path());
-  EXPECT_EQ(loaded(), access);
-  const Json json = Json::parse(folder.read("ai-access.json"));
-  EXPECT_EQ(json.find("newer")->compact(), R"({"deep":[1.10]})");
-  EXPECT_FALSE(json.find("vaultPath"));
+  for (const auto level : {ApprovalLevel::important, ApprovalLevel::trusted, ApprovalLevel::always})
+    for (const std::optional<std::string>& vaultPath : {std::optional<std::string>("/home/é/\"Vault\""), {}}) {
+      access.approval = level;
+      access.vaultPath = vaultPath;
+      access.save(folder.path());
+      EXPECT_EQ(loaded(), access);
+    }
+  EXPECT_EQ(Json::parse(folder.read("ai-access.json")).find("newer")->compact(), R"({"deep":[1.10]})");
   EXPECT_EQ(folder.everything(), std::vector<std::string>{"ai-access.json"});
 }
 
@@ -109,17 +92,15 @@ TEST_F(AIAccessFile, IsKeptAsideWhenItCannotBeRead) {
 }
 
 TEST_F(AIAccessFile, IsTheUsersAlone) {
-  for (const char* directory : {"a/b/Vesk", "a/Vesk two/", "Vesk/."}) {
-    const std::string path = folder.at(directory);
-    AIAccess().save(path);
-    EXPECT_EQ(modeOf(path), 0700u) << directory;
-    EXPECT_EQ(modeOf(path + "/ai-access.json"), 0600u) << directory;
-    AIAccess().save(path);
-    EXPECT_EQ(modeOf(path + "/ai-access.json"), 0600u) << directory;
-  }
+  for (const char* directory : {"a/b/Vesk", "a/Vesk two/"})
+    for (int time = 0; time < 2; ++time) {
+      AIAccess().save(folder.at(directory));
+      EXPECT_EQ(fs::status(folder.at(directory)).permissions(), fs::perms::owner_all);
+      EXPECT_EQ(fs::status(folder.at(directory) + "/ai-access.json").permissions(),
+                fs::perms::owner_read | fs::perms::owner_write);
+    }
   folder.write("file", "");
   EXPECT_THROW(AIAccess().save(folder.at("file")), FileError);
-  EXPECT_THROW(AIAccess().save(folder.at("file/Vesk")), FileError);
 }
 
 }  // namespace

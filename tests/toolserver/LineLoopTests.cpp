@@ -51,15 +51,11 @@ struct Connection {
 
 TEST(LineLoop, AnswersLineByLine) {
   EXPECT_EQ(served(""), "");
-  EXPECT_EQ(served(ping), pong);  // the last line may lack its end
-  EXPECT_EQ(served(ping + "\n"), pong);
-  EXPECT_EQ(served(ping + "\r\n" + ping + "\r\n"), pong + pong);
-  EXPECT_EQ(served("\n" + ping + "\n\n" + ping), parseError + pong + parseError + pong);
+  EXPECT_EQ(served(ping + "\r\n" + ping), pong + pong);  // the last line may lack its end
+  EXPECT_EQ(served("\n" + ping + "\n\n" + ping + "\n"), parseError + pong + parseError + pong);
   EXPECT_EQ(served(ping + "\n{\"method\":\"ping\"}\nx"), pong + parseError);
   EXPECT_EQ(served(std::string(1, '\0') + "\n" + ping), parseError + pong);
-}
 
-TEST(LineLoop, SkipsALineThatIsNoMessage) {
   const std::string tooLong(maximumLine + (std::size_t{1} << 20), ' ');
   EXPECT_EQ(served(tooLong + tooLong + "\n" + ping), parseError + pong);
   const std::string longest = fmt::format(R"({{"id":1,"method":"x","more":"{}"}})", std::string(maximumLine - 40, 'x'));

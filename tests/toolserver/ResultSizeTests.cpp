@@ -1,7 +1,6 @@
-#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -77,15 +76,13 @@ TEST_F(LongResults, OfThreeThousandNotes) {
 }
 
 TEST_F(LongResults, OfManyTagsAndFolders) {
-  for (int note = 0; note < 100; ++note) {
-    std::string tags;
-    for (int tag = 0; tag < 100; ++tag) tags += fmt::format(" #tag{:04}-{}", note * 100 + tag, repeated("ã", 20));
-    vault.folder.write(fmt::format("Inbox/Folder {:03}/Note.md", note), tags);
+  std::vector<std::string> tags;
+  for (int i = 0; i < 10'000; ++i) tags.push_back(fmt::format("tag{:04}-{}", i, repeated("ã", 20)));
+  for (std::size_t note = 0; note < 100; ++note) {
+    const auto first = tags.begin() + static_cast<std::ptrdiff_t>(note * 100);
+    vault.folder.write(fmt::format("Inbox/Folder {:03}/Note.md", note), "#" + text::join({first, first + 100}, " #"));
   }
-  const auto tags = paged("list_tags", "tags", "tag");
-  EXPECT_EQ(tags.size(), 10'000u);
-  EXPECT_TRUE(std::is_sorted(tags.begin(), tags.end()));
-  EXPECT_EQ(std::adjacent_find(tags.begin(), tags.end()), tags.end());
+  EXPECT_EQ(paged("list_tags", "tags", "tag"), tags);
   EXPECT_EQ(paged("list_folders", "folders", "path").size(), 105u);  // and the five places
 
   std::string places;
@@ -97,23 +94,14 @@ TEST_F(LongResults, OfManyTagsAndFolders) {
 }
 
 TEST_F(LongResults, OfLongNotesReadPartByPart) {
-  const std::pair<const char*, std::string> notes[] = {
-      {"Prose", repeated("Água, \"quotes\" and a \\ in every line; \t😀👨‍👩‍👧 e\u0301\r\n", 5'000)},
-      {"Controls", repeated(std::string("\x01\x1F\0\x7F\"", 5), 12'000)},
-      {"One line", repeated("word ", 60'000)},
-      {"Line breaks", repeated("\n", 100'000)},
-      {"Emoji", repeated("👩🏽‍🚀", 20'000)},
-      {"Marks", "a" + repeated("\u0301", 40'000)},  // a single character
-      {"Just one part", repeated("x", 29'000)},
-  };
-  for (const auto& [title, text] : notes) {
-    SCOPED_TRACE(title);
-    vault.folder.write(fmt::format("{}.md", title), text);
-    EXPECT_TRUE(wholeText(title) == text);  // too long to print
+  for (const std::string& text :
+       {repeated("Água, \"quotes\" and a \\ in every line; \t😀👨‍👩‍👧 e\u0301\r\n", 5'000),
+        repeated(std::string("\x01\x1F\0\x7F\"", 5), 12'000), repeated("word ", 60'000), repeated("\n", 100'000),
+        repeated("👩🏽‍🚀", 20'000), "a" + repeated("\u0301", 40'000), repeated("x", 29'000)}) {
+    vault.folder.write("Note.md", text);
+    EXPECT_TRUE(wholeText("Note") == text) << text.substr(0, 60);  // too long to print
   }
-  EXPECT_FALSE(vault.json("read_note", R"({"note":"Just one part"})").find("part"));
-  vault.folder.write("Prose.md", "Now short.\n");
-  EXPECT_EQ(vault.failure("read_note", R"({"note":"Prose","part":2})"), "This note has only 1 part.");
+  EXPECT_FALSE(vault.json("read_note", R"({"note":"Note"})").find("part"));  // 29,000 characters are just one
 }
 
 TEST_F(LongResults, OfNamesMadeToFillThem) {
@@ -135,7 +123,7 @@ TEST_F(LongResults, OfNamesMadeToFillThem) {
 
   const std::string several = vault.failure("read_note", R"({"note":"Same"})");
   EXPECT_LE(text::unitCount(several), toolResult::maximumUnits);
-  EXPECT_TRUE(several.ends_with(", and 10 more")) << several.substr(several.size() - 20);
+  EXPECT_TRUE(several.ends_with(", and 10 more"));
   EXPECT_LE(vault.failure("read_note", fmt::format(R"({{"note":"a{}"}})", marks + marks)).size(), 3'000u);
   EXPECT_LE(vault.failure("a" + marks).size(), 3'000u);
 }

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <fstream>
 #include <map>
 #include <string>
@@ -22,26 +21,6 @@ test::ProgramResult runServer(std::string input, std::map<std::string, std::stri
                           {.input = std::move(input), .environment = std::move(environment)});
 }
 
-// A recorded session: a JSON object a line, {"send": …} for what the client sends (a string is sent as it stands) and
-// {"expect": …} for an answer.
-struct Session {
-  std::string input = {};
-  std::vector<std::string> answers = {};
-};
-
-Session readSession(const char* name) {
-  std::ifstream file(std::string(VESK_SOURCE_DIR "/tests/toolserver/sessions/") + name);
-  EXPECT_TRUE(file) << name;
-  Session session;
-  for (std::string line; std::getline(file, line);) {
-    const Json step = Json::parse(line);
-    if (const Json* sent = step.find("send"))
-      session.input += (sent->string() ? *sent->string() : sent->compact()) + "\n";
-    if (const Json* expected = step.find("expect")) session.answers.push_back(expected->pretty());
-  }
-  return session;
-}
-
 // Written out for reading: a result's text as the JSON that it holds, and no times that differ between runs.
 std::string readable(std::string_view answer) {
   Json json = Json::parse(answer);
@@ -52,11 +31,10 @@ std::string readable(std::string_view answer) {
   return json.pretty();
 }
 
+// A recorded session holds a JSON object a line, {"send": …} for what the client sends (a string is sent as it stands)
+// and {"expect": …} for an answer.
 TEST(VeskMCP, PlaysTheFirstTools) {
   const ServedVault vault;
-  AIAccess access;
-  access.canSearch = true;
-  vault.allow(access);
   vault.folder.write("AGENTS.md", "Answer in Portuguese.\n");
   vault.note(
       "Projects/Quinta/Plan.md",
@@ -65,16 +43,23 @@ TEST(VeskMCP, PlaysTheFirstTools) {
   vault.note("Resources/Camellia.md", "# Camellia\nLikes shade. #plants\n", 1'700'000'200);
   vault.note("Inbox/Ideia.md", "Ask Ana about the 🌳 \"old\" oak.\n", 1'700'000'100);
 
-  const Session session = readSession("first-tools.jsonl");
-  const auto run = runServer(session.input);
+  std::string input;
+  std::vector<std::string> expected;
+  std::ifstream session(VESK_SOURCE_DIR "/tests/toolserver/sessions/first-tools.jsonl");
+  for (std::string line; std::getline(session, line);) {
+    const Json step = Json::parse(line);
+    if (const Json* sent = step.find("send")) input += (sent->string() ? *sent->string() : sent->compact()) + "\n";
+    if (const Json* answer = step.find("expect")) expected.push_back(answer->pretty());
+  }
+  ASSERT_FALSE(expected.empty());
+  const auto run = runServer(input);
   EXPECT_EQ(run.exitStatus, 0);
   EXPECT_EQ(run.errors, "");
-  ASSERT_TRUE(run.output.ends_with('\n'));
   auto lines = text::split(run.output, '\n');
+  EXPECT_EQ(lines.back(), "");
   lines.pop_back();
-  for (std::size_t i = 0; i < std::min(lines.size(), session.answers.size()); ++i)
-    EXPECT_EQ(readable(lines[i]), session.answers[i]);
-  EXPECT_EQ(lines.size(), session.answers.size());
+  ASSERT_EQ(lines.size(), expected.size());
+  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(readable(lines[i]), expected[i]);
 }
 
 TEST(VeskMCP, FindsTheSupportDirectoryItself) {

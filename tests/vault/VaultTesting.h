@@ -1,19 +1,27 @@
 #pragma once
 
-#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 
-#include "core/platform/FileError.h"
-#include "core/vault/VaultError.h"
+#include "core/vault/Vault.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vesk::test {
+
+// A vault of its own for each test.
+class VaultTest : public testing::Test {
+ protected:
+  const TemporaryFolder folder;
+  const Vault vault{folder.path()};
+};
 
 // The vault's refusal of an action; nullopt when it isn't refused. Other failures pass through.
 inline std::optional<VaultError::Kind> refusal(const std::function<void()>& action) {
@@ -36,7 +44,7 @@ inline int failure(const std::function<void()>& action) {
 }
 
 // Up to `most` pieces, drawn from `alphabet`.
-inline std::string randomText(std::mt19937& random, const std::vector<std::string>& alphabet, std::size_t most) {
+inline std::string randomText(std::mt19937& random, const std::vector<std::string_view>& alphabet, std::size_t most) {
   std::string text;
   for (std::size_t count = random() % (most + 1); count > 0; --count) text += alphabet[random() % alphabet.size()];
   return text;
@@ -53,25 +61,6 @@ inline pid_t inChild(const std::function<bool()>& work) {
   }
   ::_exit(isFine ? 0 : 1);
 }
-
-// While it lives, temporary folders are made in memory where the system has room there: thousands of writes go to no
-// disk, and a process that is killed leaves the same behind.
-class InMemory {
- public:
-  InMemory() {
-    if (const char* set = std::getenv("TMPDIR")) before_ = set;
-    if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
-  }
-  ~InMemory() {
-    if (before_) ::setenv("TMPDIR", before_->c_str(), 1);
-    if (!before_) ::unsetenv("TMPDIR");
-  }
-  InMemory(const InMemory&) = delete;
-  InMemory& operator=(const InMemory&) = delete;
-
- private:
-  std::optional<std::string> before_;
-};
 
 // What the process's work said.
 inline bool endedWell(pid_t child) {

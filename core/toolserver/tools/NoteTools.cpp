@@ -9,6 +9,7 @@
 #include "core/base/Time.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/vault/MarkdownView.h"
 #include "core/vault/VaultSearch.h"
 
 namespace vesk {
@@ -19,7 +20,8 @@ constexpr std::size_t titleCharacters = 200;
 constexpr std::size_t previewCharacters = 200;
 // How a note's result shares out what a result may take; the text has the most.
 constexpr std::size_t textUnits = 30'000;
-constexpr std::size_t listUnits = 3'500;
+constexpr std::size_t listUnits = 3'000;
+constexpr std::size_t frontmatterUnits = 2'000;
 
 // What every list of notes says of one.
 Json entryOf(const Note& note) {
@@ -56,7 +58,9 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
     if (wantsPreview) addPreview(entry, *note, search);
     if (!page.add(std::move(entry))) break;
   }
-  return page.text();
+  Json result;
+  if (hits.empty()) result["hint"] = "The words are looked for together, as they are written. Fewer words find more.";
+  return page.text(std::move(result));
 }
 
 bool isIn(const Note& note, const std::string& folder) { return note.id.starts_with(folder + "/"); }
@@ -97,6 +101,15 @@ std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
   return paths;
 }
 
+// The keys above the text, for those of them that no other member shows.
+void addFrontmatter(Json& result, const Vault& vault, const Note& note) {
+  const std::string text = vault.read(note.id);
+  const MarkdownView view(text);
+  std::string lines;
+  for (const std::string_view line : view.frontmatter) lines.append(line).append("\n");
+  if (!lines.empty()) result["front_matter"] = toolResult::parts(lines, frontmatterUnits).front();
+}
+
 // The text of one part, and how to go on when there are more. A path of thousands of characters leaves it less room.
 void addPart(Json& result, std::string_view text, std::size_t part) {
   constexpr std::size_t frameUnits = 1'000;
@@ -120,6 +133,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   result["title"] = toolResult::shortened(note->title, titleCharacters);
   result["role"] = bucket::name(note->bucket);
   result["modified"] = time::iso8601(note->modified);
+  addFrontmatter(result, context.vault(), *note);
   addList(result, "tags", note->tags);
   addList(result, "links", note->links);
   addList(result, "backlinks", pathsOf(context.backlinks(*note)));

@@ -1,6 +1,6 @@
 #include "core/toolserver/tools/StructureTools.h"
 
-#include <algorithm>
+#include <unordered_map>
 
 #include "core/base/Text.h"
 #include "core/toolserver/ToolResult.h"
@@ -12,14 +12,23 @@ namespace {
 // Places, folders and tags are short, and are wanted all at once: as many as fit a result.
 constexpr std::size_t everything = static_cast<std::size_t>(-1);
 
+// The notes in each folder and in those below it: as many as list_notes gives for it.
+std::unordered_map<std::string_view, std::size_t> notesWithin(const std::vector<FolderSummary>& folders) {
+  std::unordered_map<std::string_view, std::size_t> counts;
+  for (const FolderSummary& folder : folders)
+    for (std::string_view path = folder.path; !path.empty(); path = parentPath(path)) counts[path] += folder.notes;
+  return counts;
+}
+
 std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
   const auto& folders = context.folders();
+  const auto counts = notesWithin(folders);
   toolResult::Page page("folders", folders.size(), arguments.offset(), everything);
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry;
     entry["path"] = folders[i].path;
     entry["role"] = bucket::name(folders[i].bucket);
-    entry["notes"] = folders[i].notes;
+    entry["notes"] = counts.at(folders[i].path);
     if (!page.add(std::move(entry))) break;
   }
   return page.text();
