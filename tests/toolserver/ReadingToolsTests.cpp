@@ -114,11 +114,11 @@ TEST_F(ReadingTools, FindNotesByPathOrTitle) {
 }
 
 TEST_F(ReadingTools, ReadANoteWithWhatLeadsThere) {
-  EXPECT_EQ(
-      vault.json("read_note", R"({"note":"Launch plan"})").compact(),
-      R"({"backlinks":["Areas/People/Ana.md"],"front_matter":"title: Launch plan\ntags: [work, site/web]\n",)"
-      R"("links":["Ana"],"modified":"2023-11-14T22:18:20Z","path":"Projects/Site/Plan.md","role":"Projects",)"
-      R"("tags":["work","site/web","budget"],"text":"First line.\n\nCall [[Ana]] about the #budget.\n","title":"Launch plan"})");
+  EXPECT_EQ(vault.json("read_note", R"({"note":"Launch plan"})").compact(),
+            R"({"backlinks":["Areas/People/Ana.md"],"front_matter":"title: Launch plan\ntags: [work, site/web]\n",)"
+            R"("links":["Ana"],"modified":"2023-11-14T22:18:20Z","path":"Projects/Site/Plan.md","role":"Projects",)"
+            R"("tags":["work","site/web","budget"],)"
+            R"("text":"First line.\n\nCall [[Ana]] about the #budget.\n","title":"Launch plan"})");
   const auto part = [](const char* number) { return fmt::format(R"({{"note":"Loose","part":{}}})", number); };
   for (const char* first : {"1", "1.0", "null"}) EXPECT_NE(vault.text("read_note", part(first)), "") << first;
   for (const char* none : {"0", "-5", "1.5", R"("2")"})
