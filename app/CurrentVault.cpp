@@ -1,16 +1,19 @@
 #include "app/CurrentVault.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "app/Terminal.h"
 #include "core/base/Error.h"
 #include "core/base/Text.h"
 #include "core/platform/Environment.h"
-#include "core/platform/FileError.h"
 #include "core/platform/FileLock.h"
+#include "core/platform/Folder.h"
+#include "core/toolserver/SupportFile.h"
 
 namespace vesk::app {
 
@@ -18,11 +21,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// For the user alone, like all that is kept in it.
-void makeSupportDirectory(const std::string& directory) {
-  std::error_code failure;
-  if (fs::create_directories(directory, failure)) fs::permissions(directory, fs::perms::owner_all, failure);
-  if (failure) throw FileError("create the folder", directory, failure.value());
+// A broken file is put aside when it is written anew: what the user had switched must not change behind their back.
+void warnOfUnreadableAccess(const std::string& directory) {
+  if (supportFile::read(directory, AIAccess::fileName) || !Folder::open(directory).exists(AIAccess::fileName)) return;
+  fmt::print(stderr, "vesk: {}/{} can't be read. It is kept beside a new one, in which all is as at first.\n",
+             safe(directory), AIAccess::fileName);
 }
 
 }  // namespace
@@ -31,8 +34,9 @@ AIAccess currentAccess() { return AIAccess::load(environment::supportDirectory()
 
 AIAccess changeAccess(const std::function<void(AIAccess&)>& change) {
   const std::string directory = environment::supportDirectory();
-  makeSupportDirectory(directory);
+  supportFile::makeDirectory(directory);
   const FileLock lock(directory);
+  warnOfUnreadableAccess(directory);
   AIAccess access = AIAccess::load(directory);
   change(access);
   access.save(directory);

@@ -69,6 +69,7 @@ double serverMemory(Subject& subject) {
     server.call("search_notes", R"({"query":"quixotic"})");
     server.call("search_notes", R"({"query":"harbour"})");
     server.call("read_note", R"({"note":"Home"})");
+    server.call("list_tags", "{}");  // holds every note at once
   }
   return static_cast<double>(server.peakMemory()) / 1e6;
 }

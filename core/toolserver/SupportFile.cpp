@@ -18,6 +18,15 @@ namespace {
 
 constexpr std::uint64_t maximumSize = std::uint64_t{64} << 20;
 
+std::string nameAside(std::string_view name) {
+  const std::string_view stem = name.substr(0, name.rfind('.'));
+  std::string moment = time::iso8601(std::chrono::system_clock::now());
+  std::erase_if(moment, [](char c) { return c == '-' || c == ':'; });
+  return fmt::format("{}.unreadable-{}{}", stem, moment, name.substr(stem.size()));
+}
+
+}  // namespace
+
 void makeDirectory(const std::string& directory) {
   namespace fs = std::filesystem;
   std::error_code failure;
@@ -27,15 +36,6 @@ void makeDirectory(const std::string& directory) {
   if (!failure && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
   if (failure) throw FileError("create the folder", directory, failure.value());
 }
-
-std::string nameAside(std::string_view name) {
-  const std::string_view stem = name.substr(0, name.rfind('.'));
-  std::string moment = time::iso8601(std::chrono::system_clock::now());
-  std::erase_if(moment, [](char c) { return c == '-' || c == ':'; });
-  return fmt::format("{}.unreadable-{}{}", stem, moment, name.substr(stem.size()));
-}
-
-}  // namespace
 
 std::optional<Json> read(const std::string& directory, std::string_view name) {
   try {

@@ -10,6 +10,9 @@
 // has mode 0700 and the files 0600.
 namespace vesk::supportFile {
 
+// Makes the support directory where it is missing.
+void makeDirectory(const std::string& directory);
+
 // Nullopt when the file is missing, unreadable, no regular file, over 64 MiB, or no JSON. Never blocks.
 std::optional<Json> read(const std::string& directory, std::string_view name);
 

@@ -81,6 +81,10 @@ TEST(MarkdownScanner, StaysLinearOnHostileTexts) {
     EXPECT_EQ(note.body, text);
     EXPECT_LE(markdown::prose(text).size(), text.size());
   }
+  std::string closedAtTheEnd;
+  while (closedAtTheEnd.size() < 8'000'000) closedAtTheEnd += "[[|";
+  EXPECT_TRUE(markdown::links(closedAtTheEnd + "]]").empty());
+
   std::string listed;
   std::string said;
   for (int i = 0; i < 50'000; ++i) {

@@ -47,6 +47,9 @@ TEST_F(VaultNotes, CreatesANoteUnderTheFirstFreeName) {
   EXPECT_EQ(vault.createNote(" Plan ", "two", {"a b", "c"}, "Projects/./New/"), "Projects/New/Plan 2.md");
   EXPECT_EQ(folder.read("Projects/New/Plan.md"), "one");
   EXPECT_EQ(folder.read("Projects/New/Plan 2.md"), "---\ntags: [a b, c]\n---\ntwo");
+  EXPECT_EQ(vault.createNote("Own", "---\nx: 1\ntags: [a]\n---\nb", {"c"}, ""), "Own.md");
+  EXPECT_EQ(folder.read("Own.md"), "---\nx: 1\ntags: [a, c]\n---\nb");
+  EXPECT_EQ(vault.createNote("AGENTS", "", {}, ""), "AGENTS 2.md") << "which would be no note";
   EXPECT_EQ(vault.createNote(" \n", "", {}, ""), "Untitled.md");
   fs::create_symlink("nowhere", folder.at("Link.md"));
   EXPECT_EQ(vault.createNote("Link", "", {}, ""), "Link 2.md") << "a dangling link has that name";
@@ -86,8 +89,17 @@ TEST_F(VaultNotes, SavesOnlyWhatTheWriterHasSeen) {
   EXPECT_EQ(folder.read("Note.md"), "---\nx: 1\n---\nnewer");
   EXPECT_EQ(failure([&] { vault.save("Missing.md", "", {}, ""); }), ENOENT);
 
+  // A body that looks like front matter stays the body.
+  const std::string body = "---\nHello\n---\nrest";
+  const std::string first = vault.save("Note.md", body, {});
+  folder.write("Bare.md", "bare");
+  const std::string apart = vault.save("Bare.md", body, {}, "bare");
+  EXPECT_EQ(vault.save("Bare.md", body, {}, apart), apart);
+  EXPECT_EQ(vault.note("Bare.md")->body, body);
+  fs::remove(folder.at("Bare.md"));
+
   EXPECT_EQ(refusal([&] { vault.restoreText("old", "other", "Note.md"); }), changedSince);
-  vault.restoreText("old", "---\nx: 1\n---\nnewer", "Note.md");
+  vault.restoreText("old", first, "Note.md");
   EXPECT_EQ(folder.read("Note.md"), "old");
   EXPECT_EQ(folder.everything().size(), 1u);
 }
