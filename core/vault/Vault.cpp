@@ -1,5 +1,7 @@
 #include "core/vault/Vault.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include <fmt/format.h>
@@ -62,7 +64,8 @@ void removeTemporaryFiles(const Folder& root, const std::string& path) {
 // Temporary files are nobody's work: without this, one that is there at the wrong moment would be committed.
 void excludeFromGit(const Folder& root) {
   constexpr std::string_view path = ".git/info/exclude";
-  constexpr std::string_view pattern = ".vesk-*.tmp";
+  // The second is the Trash of a drive that the vault is the top folder of.
+  constexpr std::array<std::string_view, 2> patterns = {".vesk-*.tmp", ".Trash-*/"};
   // What a link leads to, a repository kept elsewhere, is not the vault's to change.
   for (const std::string_view folder : {".git", ".git/info"}) {
     const auto info = root.info(folder);
@@ -70,11 +73,15 @@ void excludeFromGit(const Folder& root) {
   }
   const auto present = root.info(path);
   if (present && present->kind != FileKind::file) return;
-  std::string text = present ? root.read(path) : std::string();
-  for (const std::string_view line : text::split(text, '\n'))
-    if (line == pattern) return;
-  if (!text.empty() && !text.ends_with('\n')) text += '\n';
-  root.replaceFile(path, text.append(pattern).append("\n"));
+  const std::string before = present ? root.read(path) : std::string();
+  std::string after = before;
+  for (const std::string_view pattern : patterns) {
+    const auto lines = text::split(before, '\n');
+    if (std::find(lines.begin(), lines.end(), pattern) != lines.end()) continue;
+    if (!after.empty() && !after.ends_with('\n')) after += '\n';
+    after.append(pattern).append("\n");
+  }
+  if (after != before) root.replaceFile(path, after);
 }
 
 }  // namespace

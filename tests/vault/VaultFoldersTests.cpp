@@ -66,7 +66,7 @@ TEST_F(VaultFolders, SweepsTemporaryFilesAndKeepsThemOutOfGit) {
     folder.write(path, "");
   folder.write(".git/info/exclude", "# mine");
   for (int i = 0; i < 2; ++i) vault.prepare();
-  EXPECT_EQ(folder.read(".git/info/exclude"), "# mine\n.vesk-*.tmp\n");
+  EXPECT_EQ(folder.read(".git/info/exclude"), "# mine\n.vesk-*.tmp\n.Trash-*/\n");
   EXPECT_THAT(folder.everything(),
               ElementsAre(".git/", ".git/info/", ".git/info/exclude", ".other/", ".other/.vesk-4.tmp", ".vesk-5.tmp/",
                           ".vesk-5.tmp/kept", ".vesk/", "A/", "A/.vesk-note.md", "A/B.tmp"));
