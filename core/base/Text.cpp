@@ -189,12 +189,6 @@ std::size_t unitsOf(char byte) {
   return static_cast<std::size_t>((value & 0xC0) != 0x80) + static_cast<std::size_t>(value >= 0xF0);
 }
 
-std::string_view trim(std::string_view text, std::string_view what) {
-  const std::size_t first = text.find_first_not_of(what);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(what) - first + 1);
-}
-
 }  // namespace
 
 bool isValidUtf8(std::string_view text) {
@@ -286,9 +280,13 @@ std::size_t unitCount(std::string_view text) {
   return count;
 }
 
-std::string_view trimSpaces(std::string_view text) { return trim(text, " "); }
+std::string_view trim(std::string_view text, std::string_view characters) {
+  const std::size_t first = text.find_first_not_of(characters);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(characters) - first + 1);
+}
 
-std::string_view trimBlanks(std::string_view text) { return trim(text, " \t"); }
+std::string_view trimSpaces(std::string_view text) { return trim(text, " "); }
 
 std::string_view trimWhitespace(std::string_view text) {
   while (!text.empty()) {

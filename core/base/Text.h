@@ -44,9 +44,9 @@ std::string_view firstUnits(std::string_view text, std::size_t units);
 // The number of UTF-16 code units `text` would take.
 std::size_t unitCount(std::string_view text);
 
-// Without the spaces at both ends; spaces and tabs; every Unicode white space, line breaks included.
+// Without any of these ASCII characters at both ends; the spaces; every Unicode white space, line breaks included.
+std::string_view trim(std::string_view text, std::string_view characters);
 std::string_view trimSpaces(std::string_view text);
-std::string_view trimBlanks(std::string_view text);
 std::string_view trimWhitespace(std::string_view text);
 
 // `text` with each run of white space (Unicode, line breaks included) made one space, and none at the ends.

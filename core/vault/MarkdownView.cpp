@@ -10,12 +10,6 @@ constexpr std::string_view tagsKey = "tags:";
 
 bool isFence(std::string_view line) { return markdown::trimLine(line) == "---"; }
 
-std::string_view trimAny(std::string_view text, std::string_view characters) {
-  const std::size_t begin = text.find_first_not_of(characters);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(characters) - begin + 1);
-}
-
 // The line behind the one that closes an inline list, which may go on over several; the next one if none does.
 std::size_t endOfInlineList(markdown::Lines lines, std::size_t first) {
   for (std::size_t i = first; i < lines.size(); ++i)
@@ -29,9 +23,9 @@ bool isListItem(std::string_view line) { return markdown::trimLine(line).starts_
 
 namespace markdown {
 
-std::string_view trimLine(std::string_view line) { return trimAny(line, " \t\r"); }
+std::string_view trimLine(std::string_view line) { return text::trim(line, " \t\r"); }
 
-std::string_view bareTag(std::string_view item) { return trimAny(item, " \t\r\"'#[]"); }
+std::string_view bareTag(std::string_view item) { return text::trim(item, " \t\r\"'#[]"); }
 
 std::optional<TagsEntry> findTags(Lines lines) {
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -51,7 +45,7 @@ std::optional<std::string_view> value(Lines lines, std::string_view key) {
   for (const std::string_view line : lines) {
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos || text::trimSpaces(line.substr(0, colon)) != key) continue;
-    return trimAny(trimLine(line.substr(colon + 1)), "\"'");
+    return text::trim(trimLine(line.substr(colon + 1)), "\"'");
   }
   return std::nullopt;
 }

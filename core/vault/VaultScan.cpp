@@ -20,26 +20,19 @@ namespace vesk {
 
 namespace {
 
-// An entry of a folder that the scan looks at: a note or a folder.
-struct Item {
-  std::string name = {};
-  FileKind kind = FileKind::other;  // file and link are notes
-};
-
 bool isNote(const FolderEntry& entry) {
   return (entry.kind == FileKind::file || entry.kind == FileKind::link) && isNoteName(entry.name) &&
          entry.name != assistantRulesFile && !entry.name.starts_with('.');
 }
 
 // The folder's notes and folders, in the order a file browser shows them.
-std::vector<Item> itemsOf(const Folder& folder) {
-  std::vector<Item> items;
-  for (FolderEntry& entry : folder.entries()) {
-    if (entry.name.starts_with('.')) continue;
-    if (isNote(entry) || entry.kind == FileKind::folder) items.push_back({std::move(entry.name), entry.kind});
-  }
+std::vector<FolderEntry> itemsOf(const Folder& folder) {
+  std::vector<FolderEntry> items = folder.entries();
+  std::erase_if(items, [](const FolderEntry& entry) {
+    return entry.name.starts_with('.') || (entry.kind != FileKind::folder && !isNote(entry));
+  });
   std::sort(items.begin(), items.end(),
-            [](const Item& a, const Item& b) { return text::compareNames(a.name, b.name) < 0; });
+            [](const FolderEntry& a, const FolderEntry& b) { return text::compareNames(a.name, b.name) < 0; });
   return items;
 }
 
@@ -62,7 +55,7 @@ std::optional<Folder> openIfThere(const Folder& root, std::string_view path) {
 struct ScannedFolder {
   std::string path = {};
   Bucket bucket = Bucket::other;
-  std::vector<Item> items = {};
+  std::vector<FolderEntry> items = {};
   // Each of the same index as its item; nullptr for what is none.
   std::vector<NoteRef> notes = {};
   std::vector<ParsedNotes::Stamp> stamps = {};
@@ -157,8 +150,8 @@ class VaultScan {
       parent.path = path;
     }
     const auto info = root_.info(id);
-    const Item item{std::string(lastComponent(id)), info ? info->kind : FileKind::other};
-    if (!isNote({item.name, item.kind})) return nullptr;
+    const FolderEntry item{std::string(lastComponent(id)), info ? info->kind : FileKind::other};
+    if (!isNote(item)) return nullptr;
     NoteReader reader;
     ParsedNotes::Stamp stamp;
     return read(parent, item, root_.openFolder(parent.path), reader, stamp);
@@ -199,7 +192,7 @@ class VaultScan {
     if (begin == end) return;
     KnownNotes known(scanned.known, scanned.items[begin].name);
     for (std::size_t i = begin; i < end; ++i) {
-      const Item& item = scanned.items[i];
+      const FolderEntry& item = scanned.items[i];
       if (item.kind == FileKind::folder) continue;
       if (const auto* entry = known.find(item.name); entry && isUnchanged(*entry, item, folder)) {
         scanned.notes[i] = entry->note;
@@ -212,7 +205,7 @@ class VaultScan {
   }
 
   // True when the file is still the one that was read. A link says nothing of the file it leads to.
-  static bool isUnchanged(const ParsedNotes::Entry& entry, const Item& item, const Folder& folder) {
+  static bool isUnchanged(const ParsedNotes::Entry& entry, const FolderEntry& item, const Folder& folder) {
     struct stat attributes = {};
     return item.kind == FileKind::file &&
            ::fstatat(folder.descriptor(), item.name.c_str(), &attributes, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -221,7 +214,7 @@ class VaultScan {
   }
 
   // Nullptr when the file is no note after all, or not one that is wanted.
-  NoteRef read(const ScannedFolder& scanned, const Item& item, const Folder& folder, NoteReader& reader,
+  NoteRef read(const ScannedFolder& scanned, const FolderEntry& item, const Folder& folder, NoteReader& reader,
                ParsedNotes::Stamp& stamp) const {
     std::string id = joinPath(scanned.path, item.name);
     const Fd fd = openNote(item, id, folder);
@@ -243,7 +236,7 @@ class VaultScan {
     return note;
   }
 
-  Fd openNote(const Item& item, const std::string& id, const Folder& folder) const {
+  Fd openNote(const FolderEntry& item, const std::string& id, const Folder& folder) const {
     if (item.kind == FileKind::link) return openLinkedNote(id);
     // Not blocking, in case a pipe has taken the file's place.
     return Fd(
@@ -308,16 +301,16 @@ void remember(const ScannedFolder& scanned, const std::string& root, ParsedNotes
 }
 
 // None when the folder has gone. It is closed again before the folders in it are opened.
-std::vector<Item> itemsBelow(const Folder& root, std::string_view path) {
+std::vector<FolderEntry> itemsBelow(const Folder& root, std::string_view path) {
   const auto folder = openIfThere(root, path);
-  return folder ? itemsOf(*folder) : std::vector<Item>();
+  return folder ? itemsOf(*folder) : std::vector<FolderEntry>();
 }
 
 void listBelow(const Folder& root, const FolderSummary& parent, const Organization& organization,
                std::vector<FolderSummary>& found) {
   const std::size_t self = found.size() - 1;
   std::size_t notes = 0;
-  for (const Item& item : itemsBelow(root, parent.path)) {
+  for (const FolderEntry& item : itemsBelow(root, parent.path)) {
     if (item.kind != FileKind::folder) {
       ++notes;
       continue;

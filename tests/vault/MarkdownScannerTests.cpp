@@ -40,7 +40,7 @@ std::string proseByLines(const std::string& text) {
   Strings kept;
   bool inFence = false;
   for (const std::string_view line : text::split(text, '\n')) {
-    const bool isFence = text::trimBlanks(line).starts_with("```");
+    const bool isFence = text::trim(line, " \t").starts_with("```");
     if (isFence) inFence = !inFence;
     if (!isFence && !inFence) kept.emplace_back(line);
   }
