@@ -50,13 +50,6 @@ std::string vaultFolder(const std::string& typed) {
   return real;
 }
 
-// As the C library picks the language of messages.
-Language userLanguage() {
-  for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
-    if (const auto locale = environment::value(variable)) return languageNamed(*locale).value_or(Language::english);
-  return Language::english;
-}
-
 std::vector<std::string> topLevelFolders(const Vault& vault) {
   std::vector<std::string> names;
   for (FolderEntry& entry : Folder::open(vault.root()).entries())
@@ -111,7 +104,7 @@ void open(const Options& options) {
   vault.folders();  // refuses a folder that can't be read, before anything is changed
   vault.prepare();
   if (const auto method = methodNamed(options.method))
-    organize(vault, *method, languageNamed(options.language).value_or(userLanguage()));
+    organize(vault, *method, languageNamed(options.language).value_or(environment::language()));
   changeAccess([&](AIAccess& access) { access.vaultPath = vault.root(); });
   report(vault, Terminal::ofStandardOutput());
 }

@@ -60,6 +60,8 @@ const std::vector<Row>& rows() {
        probe::secondScan, probe::statFloor},
       {"peak memory of `vesk-mcp` over a session", "bytes of the notes", 1.6, {medium, large},
        probe::serverMemory, probe::noteMegabytes, "MB"},
+      {"`vesk-bench diff`, two unlike 2,000-line texts", "`diff`", 1.0, {medium},
+       probe::diff, probe::plainDiff},
   };
   // clang-format on
   return table;

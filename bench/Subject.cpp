@@ -1,12 +1,18 @@
 #include "bench/Subject.h"
 
+#include <chrono>
+#include <fcntl.h>
 #include <fstream>
 #include <utility>
 
 #include <fmt/format.h>
+#include <sys/wait.h>
 
+#include "bench/Process.h"
+#include "bench/generator/Random.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
+#include "core/platform/Fd.h"
 
 namespace vesk::bench {
 
@@ -25,6 +31,40 @@ double scanOf(const Subject& subject, const std::string& vault) {
   return figure(figures, "ms") * 1e6 / figure(figures, "bytes");
 }
 
+std::string randomLine(Random& random) {
+  static constexpr std::string_view words[] = {"the",   "of",     "and",    "to",     "garden",  "terrace", "stone",
+                                               "water", "winter", "budget", "client", "project", "meeting", "letter"};
+  static constexpr std::string_view beginnings[] = {"", "", "", "- ", "- [ ] ", "## "};
+  std::string line(random.pick(beginnings));
+  for (std::size_t count = random.between(1, random.percent(50) ? 8 : 30); count > 0; --count) {
+    line.append(random.pick(words)).append(count > 1 ? " " : ".");
+  }
+  return line;
+}
+
+// Of as many lines; a third of them are empty, as in notes.
+std::string randomText(Random& random, std::size_t lines) {
+  std::string text;
+  for (; lines > 0; --lines) {
+    if (!random.percent(33)) text += randomLine(random);
+    text += '\n';
+  }
+  text.pop_back();  // another line would follow
+  return text;
+}
+
+// `diff` ends with status 1 where the texts differ, which Process takes for a failure.
+double millisecondsOfDiff(const Command& command) {
+  const Fd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  const auto start = std::chrono::steady_clock::now();
+  const Process process(command, nothing.get(), nothing.get());
+  siginfo_t end = {};
+  ::waitid(P_PID, static_cast<id_t>(process.id()), &end, WEXITED | WNOWAIT);
+  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+  if (end.si_code != CLD_EXITED || end.si_status != 1) throw Error("diff found no differences, or failed.");
+  return took.count();
+}
+
 }  // namespace
 
 Subject::Subject(std::string programs, std::string vault, std::string smaller, std::string support)
@@ -35,7 +75,11 @@ Subject::Subject(std::string programs, std::string vault, std::string smaller, s
   Json access;
   access["vaultPath"] = vault_;
   std::ofstream(support_ + "/ai-access.json") << access.pretty();
+  Random random(2000);
+  for (const std::string& path : unlikeTexts()) std::ofstream(path) << randomText(random, 2000);
 }
+
+std::vector<std::string> Subject::unlikeTexts() const { return {support_ + "/old.md", support_ + "/new.md"}; }
 
 Command Subject::program(std::string_view name, std::vector<std::string> arguments) const {
   arguments.insert(arguments.begin(), fmt::format("{}/{}", programs_, name));
@@ -84,6 +128,16 @@ Probe textSearch(std::string_view word) {
 double readFloor(Subject& subject) { return millisecondsOf(subject.program("floor", {"read", subject.vault()})); }
 
 double hello(Subject& subject) { return millisecondsOf(subject.program("hello")); }
+
+double diff(Subject& subject) {
+  const auto texts = subject.unlikeTexts();
+  return millisecondsOf(subject.program("vesk-bench", {"diff", texts[0], texts[1]}));
+}
+
+double plainDiff(Subject& subject) {
+  const auto texts = subject.unlikeTexts();
+  return millisecondsOfDiff({.arguments = {"diff", texts[0], texts[1]}});
+}
 
 double scanPerByte(Subject& subject) { return scanOf(subject, subject.vault()); }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bench/ServerSession.h"
 
@@ -23,6 +24,8 @@ class Subject {
   Command program(std::string_view name, std::vector<std::string> arguments = {}) const;
   Command serverCommand() const;
   ServerSession& server();
+  // Two texts of 2,000 lines that have little in common: their files.
+  std::vector<std::string> unlikeTexts() const;
 
  private:
   std::string programs_;
@@ -48,6 +51,8 @@ double serverMemory(Subject& subject);
 Probe textSearch(std::string_view word);
 double readFloor(Subject& subject);
 double hello(Subject& subject);
+double diff(Subject& subject);
+double plainDiff(Subject& subject);
 
 // By the programs' own clocks.
 double scanPerByte(Subject& subject);         // nanoseconds

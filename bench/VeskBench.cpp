@@ -11,6 +11,8 @@
 
 #include <fmt/format.h>
 
+#include "core/base/DiffLine.h"
+#include "core/platform/Folder.h"
 #include "core/vault/Vault.h"
 
 namespace vesk::bench {
@@ -39,6 +41,33 @@ bool scan(Arguments arguments) {
   return true;
 }
 
+std::string readFile(const std::string& path) {
+  const std::filesystem::path file = std::filesystem::absolute(path);
+  return Folder::open(file.parent_path()).read(file.filename().native());
+}
+
+std::string_view prefix(DiffLine::Kind kind) {
+  if (kind == DiffLine::Kind::same) return "  ";
+  return kind == DiffLine::Kind::removed ? "- " : "+ ";
+}
+
+void flush(std::string& output) {
+  std::fwrite(output.data(), 1, output.size(), stdout);
+  output.clear();
+}
+
+// diff OLD NEW
+bool diff(Arguments arguments) {
+  if (arguments.size() != 2) return false;
+  std::string output;
+  for (const DiffLine& line : DiffLine::compare(readFile(arguments[0]), readFile(arguments[1]))) {
+    output.append(prefix(line.kind)).append(line.text).push_back('\n');
+    if (output.size() >= 32 * 1024) flush(output);
+  }
+  flush(output);
+  return true;
+}
+
 struct Verb {
   std::string_view name = {};
   std::string_view usage = {};
@@ -47,6 +76,7 @@ struct Verb {
 
 constexpr Verb verbs[] = {
     {"scan", "scan FOLDER [--again]    a scan of a vault, and a second one with nothing changed", scan},
+    {"diff", "diff OLD NEW             the lines of two files, compared as for a proposed change", diff},
 };
 
 bool run(const std::vector<std::string>& arguments) {

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 
@@ -317,6 +319,38 @@ std::string collapseWhitespace(std::string_view text) {
     position += c.length;
   }
   return collapsed;
+}
+
+std::string_view lineBreak(std::string_view text) {
+  const std::size_t end = text.find('\n');
+  return end != std::string_view::npos && end > 0 && text[end - 1] == '\r' ? "\r\n" : "\n";
+}
+
+std::string withLineBreaks(std::string_view text, std::string_view lineBreak) {
+  std::string result;
+  for (std::size_t begin = 0;;) {
+    const std::size_t end = text.find('\n', begin);
+    if (end == std::string_view::npos) return result.append(text.substr(begin));
+    const bool isPair = end > begin && text[end - 1] == '\r';
+    result.append(text.substr(begin, end - begin - (isPair ? 1 : 0))).append(lineBreak);
+    begin = end + 1;
+  }
+}
+
+std::size_t occurrences(std::string_view text, std::string_view words) {
+  // memmem is linear; std::string_view::find is not.
+  const auto next = [&](std::size_t from) {
+    const void* found = ::memmem(text.data() + from, text.size() - from, words.data(), words.size());
+    return found ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) : std::string_view::npos;
+  };
+  std::size_t count = 0;
+  std::size_t last = 0;
+  for (std::size_t at = next(0); at != std::string_view::npos; at = next(at + words.size())) {
+    ++count;
+    last = at;
+  }
+  const bool overlaps = count == 1 && next(last + 1) != std::string_view::npos;
+  return overlaps ? 2 : count;
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator) {

@@ -52,6 +52,15 @@ std::string_view trimWhitespace(std::string_view text);
 // `text` with each run of white space (Unicode, line breaks included) made one space, and none at the ends.
 std::string collapseWhitespace(std::string_view text);
 
+// The line break that a text uses: that of its first line, "\n" when it has but one line.
+std::string_view lineBreak(std::string_view text);
+
+// `text` with every line break, "\n" or "\r\n", written as this one.
+std::string withLineBreaks(std::string_view text, std::string_view lineBreak);
+
+// How often `words` (not empty) stands in the text; 0, 1, or more when two of them overlap, too. Takes linear time.
+std::size_t occurrences(std::string_view text, std::string_view words);
+
 // The pieces between the separators: one more than there are separators.
 std::vector<std::string_view> split(std::string_view text, char separator);
 

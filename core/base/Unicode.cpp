@@ -63,6 +63,10 @@ bool isLetterOrNumber(char32_t c) { return isOfCategory(c, U_GC_L_MASK | U_GC_N_
 
 bool isNumber(char32_t c) { return isOfCategory(c, U_GC_N_MASK); }
 
+bool isDigit(char32_t c) { return isOfCategory(c, U_GC_ND_MASK); }
+
+int digitValue(char32_t c) { return u_charDigitValue(static_cast<UChar32>(c)); }
+
 bool isWord(char32_t c) {
   if (c == 0x200C || c == 0x200D) return true;  // the joiners that some scripts write inside words
   return u_isUAlphabetic(static_cast<UChar32>(c)) || isOfCategory(c, wordCategories);

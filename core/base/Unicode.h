@@ -20,6 +20,8 @@ CodePoint decodeBefore(std::string_view text, std::size_t position);
 bool isLetter(char32_t c);
 bool isLetterOrNumber(char32_t c);
 bool isNumber(char32_t c);
+bool isDigit(char32_t c);
+int digitValue(char32_t c);
 bool isWord(char32_t c);
 bool isWhitespace(char32_t c);
 }  // namespace beyondAscii
@@ -68,6 +70,12 @@ inline bool isLetterOrNumber(char32_t c) {
 
 // \p{N}
 inline bool isNumber(char32_t c) { return c < 0x80 ? asciiClass::has(c, asciiClass::digit) : beyondAscii::isNumber(c); }
+
+// \d: Decimal_Number
+inline bool isDigit(char32_t c) { return c < 0x80 ? asciiClass::has(c, asciiClass::digit) : beyondAscii::isDigit(c); }
+
+// The value, from 0 to 9, of a decimal digit of any script.
+inline int digitValue(char32_t c) { return c < 0x80 ? static_cast<int>(c - '0') : beyondAscii::digitValue(c); }
 
 // \w: Alphabetic, Mark, Decimal_Number, Connector_Punctuation, U+200C, U+200D
 inline bool isWord(char32_t c) { return c < 0x80 ? asciiClass::has(c, asciiClass::word) : beyondAscii::isWord(c); }

@@ -28,4 +28,11 @@ std::string supportDirectory() {
   return dataHome() + "/Vesk";
 }
 
+Language language() {
+  // As the C library picks the language of messages.
+  for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+    if (const auto locale = value(variable)) return languageNamed(*locale).value_or(Language::english);
+  return Language::english;
+}
+
 }  // namespace vesk::environment

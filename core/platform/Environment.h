@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "core/base/Language.h"
+
 // What the process was started with. Read at a program's edge and by the desktop's own rules (the Trash).
 namespace vesk::environment {
 
@@ -17,5 +19,8 @@ std::string dataHome();
 
 // The folder that Vesk's programs share: $VESK_SUPPORT_DIR, else "Vesk" in dataHome().
 std::string supportDirectory();
+
+// The user's language, by LC_ALL, LC_MESSAGES and LANG; English when Vesk does not speak it.
+Language language();
 
 }  // namespace vesk::environment

@@ -218,8 +218,10 @@ std::string put(const std::string& path, Timestamp deletedAt) {
   return trashed.string();
 }
 
+bool holds(const std::string& trashedPath) { return isTaken(trashedPath) && isTaken(infoOf(trashedPath)); }
+
 void restore(const std::string& trashedPath, const std::string& destination) {
-  if (!isTaken(trashedPath)) throw FileError("restore", trashedPath, ENOENT);
+  if (!holds(trashedPath)) throw FileError("restore", trashedPath, ENOENT);
   if (const int failure = tryMove(trashedPath, destination)) throw FileError("restore", destination, failure);
   syncFolder(fs::path(destination).parent_path());
   syncFolder(fs::path(trashedPath).parent_path());

@@ -14,10 +14,13 @@ namespace vesk::trash {
 // FileError when there is no such item (ENOENT), or when it can't be moved; then nothing is left behind.
 std::string put(const std::string& path, Timestamp deletedAt);
 
+// True while a Trash holds an item at that path, and knows of it.
+bool holds(const std::string& trashedPath);
+
 // Moves an item from the path that put() returned to `destination`, whose folder must exist.
 //
-// FileError when something is at the destination (EEXIST), or when it can't be moved; then the item is still in the
-// Trash.
+// FileError when no Trash holds such an item (ENOENT), when something is at the destination (EEXIST), or when it can't
+// be moved; then the item is still in the Trash.
 void restore(const std::string& trashedPath, const std::string& destination);
 
 }  // namespace vesk::trash

@@ -7,13 +7,17 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/base/Uuid.h"
+#include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
 #include "core/toolserver/AIAccess.h"
+#include "core/toolserver/SupportFile.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolCatalog.h"
 #include "core/toolserver/ToolContext.h"
 #include "core/toolserver/ToolError.h"
 #include "core/vault/Vault.h"
+#include "core/vault/VaultError.h"
 
 namespace vesk {
 
@@ -82,6 +86,27 @@ std::string rulesOf(const Vault& vault) {
   }
 }
 
+// The note still holds what it held when the change was proposed, and can still be read.
+void requireUnchanged(const Proposal& proposal, const Vault& vault) {
+  if (!proposal.before || !proposal.notePath) return;
+  try {
+    if (vault.read(*proposal.notePath) == *proposal.before) return;
+  } catch (const FileError&) {
+    throw VaultError::conflict();
+  }
+  throw VaultError::conflict();
+}
+
+Json::Object argumentsOf(const Proposal& proposal) {
+  try {
+    Json arguments = Json::parse(proposal.arguments);
+    if (Json::Object* object = arguments.object()) return std::move(*object);
+  } catch (const JsonError&) {
+    throw ProposalError("The arguments of this change can't be read.");
+  }
+  throw ProposalError("The arguments of this change can't be read.");
+}
+
 }  // namespace
 
 std::string MCPServer::parseError() { return answer(Json(), "error", errorJson(parseErrorCode, "Parse error")); }
@@ -143,14 +168,73 @@ Json MCPServer::callResult(const Json& params) const {
   }
 }
 
-std::string MCPServer::run(std::string_view name, const Json::Object& arguments) const {
+ToolContext MCPServer::contextFor(std::string_view name, const Proposal* approved) const {
   AIAccess access = AIAccess::load(directory_);
   if (const auto refusal = toolCatalog::refusal(name, access)) throw ToolError(*refusal);
   if (!access.vaultPath) throw ToolError("No vault is open in Vesk.");
   Vault vault(*access.vaultPath);
   Folder::open(vault.root());  // a vault that has gone is the same failure for every tool
-  ToolContext context(std::move(access), std::move(vault));
-  return toolCatalog::find(name)->run(context, ToolArguments(arguments));
+  return {directory_, surroundings_, std::move(access), std::move(vault), approved};
+}
+
+std::string MCPServer::run(std::string_view name, const Json::Object& arguments, bool approved) const {
+  ToolContext context = contextFor(name, nullptr);
+  const Tool& tool = *toolCatalog::find(name);
+  const ToolArguments given(arguments);
+  if (const Reading* read = std::get_if<Reading>(&tool.handler)) return (*read)(context, given);
+  const PlannedChange change = std::get<Change>(tool.handler)(context, given);
+  const bool waits = !approved && !change.changesNothing && tool.waits(context.access().approval);
+  if (waits) return propose(tool, context, given, change);
+  context.log().requireWritable();
+  return change.carryOut();
+}
+
+std::string MCPServer::propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
+                               const PlannedChange& change) const {
+  const Proposal proposal{.id = newUuid(),
+                          .date = surroundings_.now(),
+                          .tool = std::string(tool.name),
+                          .arguments = arguments.json(),
+                          .title = change.title,
+                          .notePath = change.notePath,
+                          .destination = change.destination,
+                          .before = change.before,
+                          .after = change.after,
+                          .vaultPath = context.vault().root()};
+  context.proposals().add(proposal);
+  Json answer;
+  answer["status"] = "waiting_for_approval";
+  answer["proposal"] = proposal.id;
+  answer["message"] = "Nothing has changed yet. The user reviews this in Vesk, and only they can approve it.";
+  return answer.pretty();
+}
+
+void MCPServer::apply(const Proposal& proposal) const {
+  const FileLock alone = supportFile::lockReviews(directory_);
+  const ProposalStore store(directory_);
+  const auto stored = store.find(proposal.id);
+  if (!stored) throw ProposalError("This change doesn't wait any more.");
+  if (*stored != proposal) throw ProposalError("This change isn't the one that was shown any more.");
+  try {
+    carryOut(proposal);
+  } catch (const ToolError& refusal) {
+    throw ProposalError(refusal.what());
+  }
+  store.remove(proposal.id);
+}
+
+void MCPServer::carryOut(const Proposal& proposal) const {
+  ToolContext context = contextFor(proposal.tool, &proposal);
+  if (proposal.vaultPath && *proposal.vaultPath != context.vault().root())
+    throw ProposalError(fmt::format("This change is for another vault, {}. Open that one first.", *proposal.vaultPath));
+  requireUnchanged(proposal, context.vault());
+  const Tool& tool = *toolCatalog::find(proposal.tool);
+  const Change* plan = std::get_if<Change>(&tool.handler);
+  if (!plan) throw ProposalError(fmt::format("The tool {} changes nothing.", proposal.tool));
+  const PlannedChange change = (*plan)(context, ToolArguments(argumentsOf(proposal)));
+  if (change.notePath != proposal.notePath) throw VaultError::conflict();
+  context.log().requireWritable();
+  change.carryOut();
 }
 
 }  // namespace vesk

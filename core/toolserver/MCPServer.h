@@ -5,6 +5,9 @@
 #include <string_view>
 
 #include "core/base/Json.h"
+#include "core/toolserver/Proposal.h"
+#include "core/toolserver/Surroundings.h"
+#include "core/toolserver/Tool.h"
 
 namespace vesk {
 
@@ -15,7 +18,8 @@ namespace vesk {
 class MCPServer {
  public:
   // `directory` is the support directory, shared with Vesk's other programs.
-  explicit MCPServer(std::string directory) : directory_(std::move(directory)) {}
+  explicit MCPServer(std::string directory, Surroundings surroundings = {})
+      : directory_(std::move(directory)), surroundings_(std::move(surroundings)) {}
 
   // Answers one message with one line, without its "\n"; nullopt when it needs no answer. Never throws for what the
   // line holds: what can't be read is answered with a parse error, and a failure of a tool is a result flagged
@@ -25,9 +29,15 @@ class MCPServer {
   // The answer to a line that can't be read.
   static std::string parseError();
 
-  // Carries out one tool; returns its result's text. Throws ToolError for what the user's switches forbid and for what
-  // the tool refuses; failures of the vault and of the file system pass through.
-  std::string run(std::string_view name, const Json::Object& arguments) const;
+  // Carries out one tool; returns its result's text. A change that must wait for the user is stored as a proposal
+  // instead, unless it is `approved`. Throws ToolError for what the user's switches forbid and for what the tool
+  // refuses; failures of the vault and of the file system pass through.
+  std::string run(std::string_view name, const Json::Object& arguments, bool approved = false) const;
+
+  // Carries out a proposal that the user approved, exactly as it was shown, and drops it from the store. Throws, and
+  // the proposal is kept: VaultError::conflict when its note changed since it was proposed, ProposalError for
+  // everything that the tool refuses, and when the proposal itself is gone or another.
+  void apply(const Proposal& proposal) const;
 
   // What an assistant is told when it connects: how the vault is organized, how to work in it, and the user's own
   // rules.
@@ -36,8 +46,13 @@ class MCPServer {
  private:
   Json initializeResult(const Json& params) const;
   Json callResult(const Json& params) const;
+  ToolContext contextFor(std::string_view name, const Proposal* approved) const;
+  std::string propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
+                      const PlannedChange& change) const;
+  void carryOut(const Proposal& proposal) const;
 
   std::string directory_;
+  Surroundings surroundings_;
 };
 
 }  // namespace vesk

@@ -37,6 +37,11 @@ void makeDirectory(const std::string& directory) {
   if (failure) throw FileError("create the folder", directory, failure.value());
 }
 
+FileLock lockReviews(const std::string& directory) {
+  makeDirectory(directory);
+  return FileLock::onFile(joinPath(directory, "reviews.lock"));
+}
+
 std::optional<Json> read(const std::string& directory, std::string_view name) {
   try {
     const Folder folder = Folder::open(directory);
@@ -50,19 +55,24 @@ std::optional<Json> read(const std::string& directory, std::string_view name) {
 
 Json readToRewrite(const std::string& directory, std::string_view name) {
   if (auto json = read(directory, name)) return std::move(*json);
+  keepAside(directory, name);
+  return Json();
+}
+
+void keepAside(const std::string& directory, std::string_view name) {
   try {
     const Folder folder = Folder::open(directory);
     if (folder.exists(name)) folder.move(name, nameAside(name));
   } catch (const FileError& error) {
     if (!error.isMissing()) throw;
   }
-  return Json();
 }
 
 void write(const std::string& directory, std::string_view name, const Json& json) {
   makeDirectory(directory);
   const Folder folder = Folder::open(directory);
   const std::string text = json.pretty();
+  if (text.size() > maximumSize) throw Error(fmt::format("{} in Vesk's settings is full.", name));
   if (!folder.createFile(name, text, 0600)) folder.replaceFile(name, text);
 }
 

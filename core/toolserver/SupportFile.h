@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/base/Json.h"
+#include "core/platform/FileLock.h"
 
 // The small JSON files that Vesk's programs share in the support directory. They are the user's alone: the directory
 // has mode 0700 and the files 0600.
@@ -13,6 +14,9 @@ namespace vesk::supportFile {
 // Makes the support directory where it is missing.
 void makeDirectory(const std::string& directory);
 
+// Keeps other reviews and undos out as long as it is held; the directory's own lock stays free for what they write.
+FileLock lockReviews(const std::string& directory);
+
 // Nullopt when the file is missing, unreadable, no regular file, over 64 MiB, or no JSON. Never blocks.
 std::optional<Json> read(const std::string& directory, std::string_view name);
 
@@ -20,7 +24,11 @@ std::optional<Json> read(const std::string& directory, std::string_view name);
 // under a name with the day and time ("ai-access.unreadable-20261121T101929Z.json"), as it will be written anew.
 Json readToRewrite(const std::string& directory, std::string_view name);
 
-// Writes the whole file atomically, pretty-printed; the directory is made when it is missing.
+// Renames a file that can't be used, to a name as above.
+void keepAside(const std::string& directory, std::string_view name);
+
+// Writes the whole file atomically, pretty-printed; the directory is made when it is missing. Throws Error
+// for more than read() takes.
 void write(const std::string& directory, std::string_view name, const Json& json);
 
 }  // namespace vesk::supportFile

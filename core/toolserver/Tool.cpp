@@ -10,10 +10,22 @@ Json schemaOf(const Parameter& parameter) {
   if (!parameter.description.empty()) schema["description"] = parameter.description;
   if (parameter.minimum) schema["minimum"] = *parameter.minimum;
   if (parameter.maximum) schema["maximum"] = *parameter.maximum;
+  if (parameter.type == "array") schema["items"]["type"] = "string";
+  if (!parameter.values.empty()) schema["enum"] = Json::Array(parameter.values.begin(), parameter.values.end());
   return schema;
 }
 
 }  // namespace
+
+bool Tool::waits(ApprovalLevel level) const {
+  if (effect == Effect::reads || effect == Effect::syncs) return false;
+  switch (level) {
+    case ApprovalLevel::always: return true;
+    case ApprovalLevel::important: return effect == Effect::changes || effect == Effect::destroys;
+    case ApprovalLevel::trusted: return false;
+  }
+  return true;
+}
 
 Json Tool::json() const {
   Json::Object properties;
@@ -37,6 +49,10 @@ Json Tool::json() const {
 namespace parameters {
 
 Parameter note() { return {"note", "string", "The note's path, or its exact title.", true}; }
+
+Parameter folder(bool required) { return {"folder", "string", "A path from list_folders.", required}; }
+
+Parameter task() { return {"task", "string", "A task id from list_tasks.", true}; }
 
 Parameter limit() { return {"limit", "integer", "Most results to return. Default 50, maximum 200.", false, 1, 200}; }
 

@@ -1,17 +1,19 @@
 #pragma once
 
-#include <span>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "core/toolserver/AIAccess.h"
+#include "core/toolserver/PlannedChange.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolContext.h"
 
 namespace vesk {
 
-// What a tool does to the vault; gives the hints that clients read.
+// What a tool does to the vault; gives the hints that clients read, and says what waits for the user.
 enum class Effect {
   reads,
   adds,      // makes something new, or files and marks what is there
@@ -22,12 +24,17 @@ enum class Effect {
 
 struct Parameter {
   std::string_view name;
-  std::string_view type;  // as JSON Schema names it
-  std::string_view description;
+  std::string_view type;  // as JSON Schema names it; the items of an "array" are strings
+  std::string_view description = {};
   bool required = false;
   std::optional<int> minimum = {};
   std::optional<int> maximum = {};
+  std::vector<std::string_view> values = {};  // those it can have; empty for any
 };
+
+// Both throw ToolError for what they refuse. A change is only planned: nothing is touched before it is carried out.
+using Reading = std::string (*)(ToolContext& context, const ToolArguments& arguments);  // the result's text
+using Change = PlannedChange (*)(ToolContext& context, const ToolArguments& arguments);
 
 // Everything about one tool.
 struct Tool {
@@ -36,7 +43,10 @@ struct Tool {
   std::vector<Parameter> parameters;
   Effect effect;
   bool AIAccess::*needs;  // the switch that must be on; nullptr for a tool that is always open
-  std::string (*run)(ToolContext& context, const ToolArguments& arguments);  // the result's text; throws ToolError
+  std::variant<Reading, Change> handler;
+
+  // Whether a call of the assistant waits for the user.
+  bool waits(ApprovalLevel level) const;
 
   // The entry of tools/list.
   Json json() const;
@@ -45,6 +55,8 @@ struct Tool {
 // Parameters that several tools have.
 namespace parameters {
 Parameter note();  // required
+Parameter folder(bool required);
+Parameter task();  // required
 Parameter limit();
 Parameter offset();
 }  // namespace parameters

@@ -36,6 +36,34 @@ std::optional<std::string> ToolArguments::optionalText(std::string_view key) con
   return value->string()->empty() ? std::nullopt : std::optional(*value->string());
 }
 
+std::optional<std::string> ToolArguments::given(std::string_view key, const char* message) const {
+  const Json* value = find(key);
+  if (!value) return std::nullopt;
+  if (!value->string()) throw ToolError(message);
+  return *value->string();
+}
+
+std::optional<std::vector<std::string>> ToolArguments::texts(std::string_view key) const {
+  const Json* value = find(key);
+  if (!value) return std::nullopt;
+  const auto refuse = [&] { return ToolError(fmt::format("The argument {} must be a list of strings.", key)); };
+  if (!value->array()) throw refuse();
+  std::vector<std::string> texts;
+  for (const Json& entry : *value->array()) {
+    if (!entry.string()) throw refuse();
+    texts.push_back(*entry.string());
+  }
+  return texts;
+}
+
+std::optional<int> ToolArguments::number(std::string_view key, int least, int most, const char* message) const {
+  const Json* value = find(key);
+  if (!value) return std::nullopt;
+  const auto number = wholeNumber(*value);
+  if (!number || *number < least || *number > most) throw ToolError(message);
+  return static_cast<int>(*number);
+}
+
 bool ToolArguments::flag(std::string_view key) const {
   const Json* value = find(key);
   if (!value) return false;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/base/Json.h"
 
@@ -19,6 +20,18 @@ class ToolArguments {
 
   // Nullopt when `key` is missing, null or empty. ToolError when it is no string.
   std::optional<std::string> optionalText(std::string_view key) const;
+
+  // Nullopt when `key` is missing or null; "" stays. ToolError(message) when it is no string.
+  std::optional<std::string> given(std::string_view key, const char* message) const;
+
+  // Nullopt when `key` is missing or null. ToolError when it is no list of strings.
+  std::optional<std::vector<std::string>> texts(std::string_view key) const;
+
+  // Nullopt when `key` is missing or null. ToolError(message) unless it is a whole number in that range.
+  std::optional<int> number(std::string_view key, int least, int most, const char* message) const;
+
+  // As JSON.
+  std::string json() const { return Json(values_).compact(); }
 
   // False when `key` is missing or null. ToolError when it is neither true nor false.
   bool flag(std::string_view key) const;

@@ -5,14 +5,22 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/toolserver/tools/FolderTools.h"
+#include "core/toolserver/tools/NoteChangeTools.h"
 #include "core/toolserver/tools/NoteTools.h"
+#include "core/toolserver/tools/ProposalTools.h"
 #include "core/toolserver/tools/StructureTools.h"
+#include "core/toolserver/tools/TaskTools.h"
 
 namespace vesk::toolCatalog {
 
 const std::vector<Tool>& tools() {
   static const std::vector<Tool> all = {
-      searchNotesTool(), listNotesTool(), readNoteTool(), listFoldersTool(), listTagsTool(), getOrganizationTool(),
+      searchNotesTool(), listNotesTool(),       readNoteTool(),         listFoldersTool(),   listTagsTool(),
+      moveNoteTool(),    createNoteTool(),      createCollectionTool(), appendToNoteTool(),  updateNoteTool(),
+      renameNoteTool(),  trashNoteTool(),       createFolderTool(),     renameFolderTool(),  moveFolderTool(),
+      trashFolderTool(), listTasksTool(),       addTaskTool(),          updateTaskTool(),    addTaskNoteTool(),
+      removeTaskTool(),  getOrganizationTool(), renameTagTool(),        openDailyNoteTool(), listProposalsTool(),
   };
   return all;
 }

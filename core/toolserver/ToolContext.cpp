@@ -5,8 +5,10 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/base/Uuid.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolError.h"
+#include "core/toolserver/ToolResult.h"
 #include "core/vault/MarkdownScanner.h"
 
 namespace vesk {
@@ -26,8 +28,8 @@ void addMissingPlaces(const Organization& organization, std::vector<FolderSummar
 
 bool linksTo(std::string_view text, std::string_view name) {
   markdown::LinkScanner scanner(text);
-  while (const auto target = scanner.next())
-    if (text::equalIgnoringCase(lastComponent(*target), name)) return true;
+  while (const auto link = scanner.next())
+    if (text::equalIgnoringCase(lastComponent(link->target), name)) return true;
   return false;
 }
 
@@ -45,6 +47,37 @@ std::string severalMatch(const std::vector<NoteRef>& notes) {
 }
 
 }  // namespace
+
+ToolContext::ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault,
+                         const Proposal* approved)
+    : surroundings_(std::move(surroundings)),
+      access_(std::move(access)),
+      vault_(std::move(vault)),
+      log_(directory),
+      proposals_(std::move(directory)),
+      changes_(vault_, log_, surroundings_.now(), approved) {}
+
+void ToolContext::recordQuietly(AIAction action) const {
+  action.id = newUuid();
+  action.date = surroundings_.now();
+  action.vaultPath = vault_.root();
+  try {
+    log_.append(action);
+  } catch (const Error&) {
+    return;
+  }
+}
+
+void ToolContext::recordRead(const Note& note) const {
+  recordQuietly({.kind = AIAction::Kind::read, .title = note.title, .noteID = note.id});
+}
+
+void ToolContext::recordSearch(std::string_view query, std::size_t results) const {
+  constexpr std::size_t longestTitle = 200;  // characters
+  recordQuietly({.kind = AIAction::Kind::search,
+                 .title = toolResult::shortened(query, longestTitle),
+                 .resultCount = static_cast<std::int64_t>(results)});
+}
 
 const Organization& ToolContext::organization() {
   if (snapshot_) return snapshot_->organization;
@@ -86,6 +119,34 @@ NoteRef ToolContext::note(const ToolArguments& arguments) {
   if (titled.size() > 1) throw ToolError(severalMatch(titled));
   if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstUnits(wanted, 1000)));
   return titled.front();
+}
+
+TaskItem ToolContext::task(const ToolArguments& arguments) const {
+  const std::string id = arguments.text("task", "A task id from list_tasks is required.");
+  if (const NoteRef note = vault_.note(id.substr(0, id.rfind('#'))))
+    for (TaskItem& task : note->tasks())
+      if (task.id() == id) return std::move(task);
+  throw ToolError("No task has that id. Use list_tasks to get a fresh one.");
+}
+
+std::string ToolContext::folder(const ToolArguments& arguments, std::string_view key, const char* message) {
+  std::string folder = arguments.text(key, message);
+  while (folder.ends_with('/')) folder.pop_back();
+  requireFolder(folder);
+  return folder;
+}
+
+std::string ToolContext::folderOrInbox(const ToolArguments& arguments) {
+  if (arguments.optionalText("folder")) return folder(arguments, "folder", "A folder path is required.");
+  return place(Bucket::inbox).value_or(std::string(bucket::name(Bucket::inbox)));
+}
+
+std::optional<std::string> ToolContext::place(Bucket role) {
+  const auto* place = organization().place(role);
+  if (!place) return std::nullopt;
+  for (const FolderEntry& entry : Folder::open(vault_.root()).entries())
+    if (entry.kind == FileKind::folder && text::equalIgnoringCase(entry.name, place->folder)) return entry.name;
+  return place->folder;
 }
 
 std::vector<NoteRef> ToolContext::backlinks(const Note& note) { return notesAbout(note.fileName()).backlinks(note); }

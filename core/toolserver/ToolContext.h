@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/tasks/TaskItem.h"
 #include "core/toolserver/AIAccess.h"
+#include "core/toolserver/AIActionLog.h"
+#include "core/toolserver/Proposal.h"
+#include "core/toolserver/RecordedChanges.h"
+#include "core/toolserver/Surroundings.h"
 #include "core/vault/Vault.h"
 
 namespace vesk {
@@ -15,10 +21,25 @@ class ToolArguments;
 // What the handler of one call works with. Nothing of the vault is read before a handler asks for it, and then once.
 class ToolContext {
  public:
-  ToolContext(AIAccess access, Vault vault) : access_(std::move(access)), vault_(std::move(vault)) {}
+  // `directory` is the support directory, `approved` the proposal that is being carried out; nullptr when there is
+  // none.
+  ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault,
+              const Proposal* approved = nullptr);
+  ToolContext(const ToolContext&) = delete;
+  ToolContext& operator=(const ToolContext&) = delete;
 
   const AIAccess& access() const { return access_; }
   const Vault& vault() const { return vault_; }
+  const AIActionLog& log() const { return log_; }
+  const ProposalStore& proposals() const { return proposals_; }
+  const Surroundings& surroundings() const { return surroundings_; }
+
+  // The only way to change the vault.
+  const RecordedChanges& changes() const { return changes_; }
+
+  // Notes in the log what was read or looked for; where the log can't be written, reading goes on.
+  void recordRead(const Note& note) const;
+  void recordSearch(std::string_view query, std::size_t results) const;
 
   const Organization& organization();
 
@@ -32,6 +53,18 @@ class ToolContext {
   // several match.
   NoteRef note(const ToolArguments& arguments);
 
+  // The task that the argument "task" names by its id. ToolError when it is missing, or there is no such task.
+  TaskItem task(const ToolArguments& arguments) const;
+
+  // The folder that the argument `key` names. ToolError(message) when it is missing, and when it is none of folders().
+  std::string folder(const ToolArguments& arguments, std::string_view key, const char* message);
+
+  // The folder that the argument "folder" names; the inbox's place without it.
+  std::string folderOrInbox(const ToolArguments& arguments);
+
+  // The top-level folder of that role, as it is named on disk; nullopt when the vault has no place for it.
+  std::optional<std::string> place(Bucket role);
+
   // The notes that link to this one.
   std::vector<NoteRef> backlinks(const Note& note);
 
@@ -39,8 +72,14 @@ class ToolContext {
   void requireFolder(std::string_view folder);
 
  private:
+  void recordQuietly(AIAction action) const;
+
+  Surroundings surroundings_;
   AIAccess access_;
   Vault vault_;
+  AIActionLog log_;
+  ProposalStore proposals_;
+  RecordedChanges changes_;
   std::optional<Organization> organization_;
   std::optional<std::vector<FolderSummary>> folders_;
   std::optional<VaultSnapshot> snapshot_;

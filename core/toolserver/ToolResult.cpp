@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "core/base/Text.h"
 
 namespace vesk::toolResult {
@@ -98,6 +100,17 @@ std::string shortened(std::string_view text, std::size_t characters) {
   const std::size_t units = characters * unitsPerCharacter;
   if (text::firstUnits(text::firstCharacters(text, characters), units).size() == text.size()) return std::string(text);
   return std::string(text::firstUnits(text::firstCharacters(text, characters - 1), units)) + "…";
+}
+
+std::string quoted(std::string_view title) {
+  constexpr std::size_t longestTitle = 120;  // characters
+  return fmt::format("\"{}\"", shortened(text::collapseWhitespace(title), longestTitle));
+}
+
+std::string pathResult(std::string_view path) {
+  Json result;
+  result["path"] = path;
+  return result.pretty();
 }
 
 }  // namespace vesk::toolResult

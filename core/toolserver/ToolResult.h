@@ -49,4 +49,10 @@ Json firstOf(const std::vector<std::string>& values, std::size_t units);
 // A text shortened to at most `characters` (and 10 units for each), with "…" where something was left out.
 std::string shortened(std::string_view text, std::size_t characters);
 
+// A title as a part of a sentence: shortened, on one line, between quote marks.
+std::string quoted(std::string_view title);
+
+// The result of a change to one item: its path.
+std::string pathResult(std::string_view path);
+
 }  // namespace vesk::toolResult

@@ -15,19 +15,13 @@ constexpr std::size_t none = std::string_view::npos;
 // The first line break at or after `at`, or the text's end.
 std::size_t endOfLine(std::string_view text, std::size_t at) { return std::min(text.find('\n', at), text.size()); }
 
-// True when the backticks at `tick` begin a line that opens or closes a fenced block.
-bool beginsFence(std::string_view text, std::size_t lineBegin, std::size_t tick) {
-  return text.substr(tick).starts_with("```") &&
-         text.substr(lineBegin, tick - lineBegin).find_first_not_of(" \t") == none;
-}
-
 // The beginning of the next line, from the line that begins at `lineBegin` on, that opens or closes a block; none
 // without one.
 std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
   for (std::size_t tick = text.find('`', lineBegin); tick != none; tick = text.find('`', endOfLine(text, tick))) {
     const std::size_t lineBreak = text.rfind('\n', tick);
     const std::size_t begin = lineBreak == none ? 0 : lineBreak + 1;
-    if (beginsFence(text, begin, tick)) return begin;
+    if (isFence(text.substr(begin, tick + 3 - begin))) return begin;
   }
   return none;
 }
@@ -116,7 +110,12 @@ std::optional<std::string> firstHeading(std::string_view text) {
   return std::nullopt;
 }
 
-std::optional<std::string_view> LinkScanner::next() {
+bool isFence(std::string_view line) {
+  const std::size_t begin = line.find_first_not_of(" \t");
+  return begin != none && line.substr(begin).starts_with("```");
+}
+
+std::optional<Link> LinkScanner::next() {
   for (std::size_t open = text_.find("[[", position_); open != none; open = text_.find("[[", position_)) {
     const std::size_t begin = open + 2;
     if (close_ < begin) close_ = text_.find(']', begin);
@@ -128,7 +127,8 @@ std::optional<std::string_view> LinkScanner::next() {
     const std::string_view inside = text_.substr(begin, close_ - begin);
     const std::string_view target = inside.substr(0, inside.find_first_of("|#"));
     position_ = target.empty() ? open + 1 : close_ + 2;
-    if (const auto trimmed = text::trimSpaces(target); !trimmed.empty()) return trimmed;
+    if (const auto trimmed = text::trimSpaces(target); !trimmed.empty())
+      return Link{text_.substr(open, close_ + 2 - open), trimmed};
   }
   position_ = text_.size();
   return std::nullopt;
@@ -137,9 +137,9 @@ std::optional<std::string_view> LinkScanner::next() {
 std::vector<std::string> links(std::string_view text) {
   std::vector<std::string> found;
   LinkScanner scanner(text);
-  while (const auto target = scanner.next()) {
+  while (const auto link = scanner.next()) {
     if (found.empty()) found.reserve(8);
-    found.emplace_back(*target);
+    found.emplace_back(link->target);
   }
   return found;
 }

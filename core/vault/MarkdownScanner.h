@@ -12,13 +12,18 @@ namespace vesk::markdown {
 // The text after the first line that begins with "# ", trimmed.
 std::optional<std::string> firstHeading(std::string_view text);
 
+struct Link {
+  std::string_view whole = {};   // "[[Plan#Goal|the plan]]"
+  std::string_view target = {};  // "Plan", trimmed of spaces
+};
+
 // Goes through the wiki links of a text: every match of \[\[([^\]|#]+)(?:[#|][^\]]*)?\]\].
 class LinkScanner {
  public:
   explicit LinkScanner(std::string_view text) : text_(text) {}
 
-  // The target of the next link, trimmed of spaces; links to nothing but spaces are passed over. Nullopt at the end.
-  std::optional<std::string_view> next();
+  // The next link; links to nothing but spaces are passed over. Nullopt at the end.
+  std::optional<Link> next();
 
  private:
   std::string_view text_;
@@ -28,6 +33,9 @@ class LinkScanner {
 
 // The targets of all wiki links, in order.
 std::vector<std::string> links(std::string_view text);
+
+// True for a line that opens or closes a fenced block.
+bool isFence(std::string_view line);
 
 // The pieces of `text` that are prose, in order; together they are prose(text). A line break that joins two lines with
 // code between them belongs to the piece before it.

@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "core/platform/Folder.h"
+#include "core/tasks/TaskLine.h"
 #include "core/vault/MarkdownScanner.h"
 #include "core/vault/MarkdownView.h"
 
@@ -51,6 +52,21 @@ std::string_view Note::folderPath() const { return parentPath(id); }
 
 std::string_view Note::preview() const { return markdown::preview(body); }
 
+std::vector<TaskItem> Note::tasks() const { return TaskLine::tasksOfBody(body, bodyLine, {id, title, bucket}); }
+
+std::vector<std::string> Note::openTasks() const {
+  std::vector<std::string> titles;
+  for (TaskItem& task : tasks())
+    if (task.status != TaskStatus::done) titles.push_back(std::move(task.title));
+  return titles;
+}
+
+std::size_t Note::doneTaskCount() const {
+  const auto all = tasks();
+  return static_cast<std::size_t>(
+      std::count_if(all.begin(), all.end(), [](const TaskItem& task) { return task.status == TaskStatus::done; }));
+}
+
 std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
   if (const auto title = markdown::value(file.frontmatter, "title"); title && !title->empty())
     return std::string(*title);
@@ -77,6 +93,8 @@ void readNoteText(Note& note, std::string_view text) {
   note.tags = noteTags(file);
   note.links = markdown::links(file.body);
   note.isVeskPage = markdown::value(file.frontmatter, "vesk") == "true";
+  const std::string_view above = text.substr(0, text.size() - file.body.size());
+  note.bodyLine = static_cast<std::size_t>(std::count(above.begin(), above.end(), '\n'));
   note.body = file.body;
 }
 

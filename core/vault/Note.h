@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/base/Time.h"
+#include "core/tasks/TaskItem.h"
 #include "core/vault/Bucket.h"
 #include "core/vault/MarkdownView.h"
 
@@ -13,10 +15,11 @@ namespace vesk {
 
 // One Markdown file of the vault, as it was when it was scanned.
 struct Note {
-  std::string id = {};     // the path in the vault, with its extension: "Projects/Website/Plan.md"
-  std::string url = {};    // the absolute path
-  std::string title = {};  // the front matter's title, else the first level-one heading, else the file's name
-  std::string body = {};   // the text after the front matter
+  std::string id = {};       // the path in the vault, with its extension: "Projects/Website/Plan.md"
+  std::string url = {};      // the absolute path
+  std::string title = {};    // the front matter's title, else the first level-one heading, else the file's name
+  std::string body = {};     // the text after the front matter
+  std::size_t bodyLine = 0;  // the file's line, counted from 0, that the body begins with
   std::vector<std::string> tags = {};   // without "#", the front matter's first, each once
   std::vector<std::string> links = {};  // the targets of the wiki links, in order
   Timestamp modified = distantPast;
@@ -27,6 +30,11 @@ struct Note {
   std::string_view fileName() const;    // the last component of the id, without its extension
   std::string_view folderPath() const;  // the id without its last component; "" in the root
   std::string_view preview() const;     // the first line of text
+
+  // The task lines. Most notes hold none, so they are read from the body by those who ask.
+  std::vector<TaskItem> tasks() const;
+  std::vector<std::string> openTasks() const;  // the titles of those that aren't done
+  std::size_t doneTaskCount() const;
 
   bool operator==(const Note&) const = default;
 };

@@ -146,7 +146,7 @@ NoteRef Vault::note(std::string_view noteID) const {
 }
 
 std::vector<FolderSummary> Vault::folders() const {
-  return listFolders(root_, organization().value_or(Organization::para()));
+  return scanFolders(root_, organization().value_or(Organization::para()));
 }
 
 }  // namespace vesk

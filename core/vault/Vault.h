@@ -22,6 +22,13 @@
 
 namespace vesk {
 
+// A file's whole text on both sides of a change.
+struct TextChange {
+  std::string before = {};
+  std::string after = {};
+  bool operator==(const TextChange&) const = default;
+};
+
 // A folder of Markdown notes, and every change that is made to it.
 //
 // A value: it holds the folder's path and a parse cache that its copies share. Paths are vault-relative, with "/"
@@ -84,6 +91,9 @@ class Vault {
   // The folders, without reading any note.
   std::vector<FolderSummary> folders() const;
 
+  // Whether a file or a folder is there.
+  bool exists(std::string_view path) const;
+
   // A note's whole text as it is now.
   std::string read(std::string_view noteID) const;
 
@@ -100,8 +110,27 @@ class Vault {
   std::string save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags,
                    std::optional<std::string_view> expecting = {}) const;
 
-  // Adds text at the end, on a line of its own; returns the text now on disk.
-  std::string append(std::string_view text, std::string_view noteID) const;
+  // Replaces a file's text by what `change` makes of it. One that stays as it was is not written; when `change` throws,
+  // nothing is.
+  TextChange rewrite(std::string_view path, const std::function<std::string(const std::string& text)>& change) const;
+
+  // Makes a file of that text; false, and nothing done, when something has that path. Its folder is made, too.
+  bool createFile(std::string_view path, std::string_view text) const;
+
+  // The text that createNote gives a note. A body may bring front matter of its own; the tags join those in it.
+  static std::string noteText(std::string_view body, const std::vector<std::string>& tags);
+
+  // The noteID that a title has in a folder; with a number from 2 where the name is taken.
+  static std::string noteID(std::string_view title, std::string_view folder, int number = 1);
+
+  // The noteID that createNote would give a note now.
+  std::string nextNoteID(std::string_view title, std::string_view folder) const;
+
+  // Adds text at the end, on a line of its own.
+  TextChange append(std::string_view text, std::string_view noteID) const;
+
+  // The text with more at its end, on a line of its own.
+  static std::string appended(std::string_view text, std::string_view more);
 
   // Takes exactly that text off the end again; VaultError::changedSince when the note no longer ends in it.
   void removeAppended(std::string_view text, std::string_view noteID) const;
@@ -116,8 +145,14 @@ class Vault {
   void movePath(std::string_view from, std::string_view to) const;
 
   // Replaces a tag, and the tags nested below it, in every note of the snapshot that carries it, code left alone.
-  // Returns the number of notes changed. VaultError::invalidName when `newTag` can't be a tag.
-  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot) const;
+  // Returns the number of notes changed, and tells of each as soon as it is. VaultError::invalidName when `newTag`
+  // can't be a tag.
+  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot,
+                        const std::function<void(const NoteRef&, const TextChange&)>& onChange = {}) const;
+
+  // A template's text: "{{date}}" becomes the day, "{{title}}" the note's name.
+  static std::string filledTemplate(std::string_view noteTemplate, std::string_view name,
+                                    std::chrono::year_month_day day);
 
   // The daily note of that name, made from the template when there is none: "{{date}}" becomes the day, "{{title}}" the
   // name. Returns its noteID.
@@ -128,7 +163,8 @@ class Vault {
 
   // Makes a folder; returns its path. VaultError::nameTaken when there is one.
   std::string createFolder(std::string_view name, std::string_view parent) const;
-  void ensureFolder(std::string_view path) const;
+  // Makes a folder and its missing parents; returns the paths of those it made, a parent before what lies in it.
+  std::vector<std::string> ensureFolder(std::string_view path) const;
   std::string renameFolder(std::string_view path, std::string_view name) const;
   std::string moveFolder(std::string_view path, std::string_view parent) const;
 
@@ -172,9 +208,6 @@ class Vault {
     }
   }
 
-  // Replaces a file's text by what `change` makes of it, all under the lock; returns the new text. One that stays as it
-  // was is not written.
-  std::string rewrite(std::string_view path, const std::function<std::string(const std::string& text)>& change) const;
   VaultSnapshot scanWith(const ScanOptions& options) const;
   std::optional<Json> readSettings(std::string_view name) const;
   void writeSettings(std::string_view name, const std::function<void(Json& json)>& change) const;

@@ -17,8 +17,14 @@ std::string Vault::createFolder(std::string_view name, std::string_view parent) 
   return path;
 }
 
-void Vault::ensureFolder(std::string_view path) const {
-  at(path, [](const Folder& root, const std::string& inside) { root.createFolders(inside); });
+std::vector<std::string> Vault::ensureFolder(std::string_view path) const {
+  return at(path, [](const Folder& root, const std::string& inside) {
+    std::vector<std::string> made;
+    for (std::string_view missing = inside; !missing.empty() && !root.exists(missing); missing = parentPath(missing))
+      made.emplace(made.begin(), missing);
+    root.createFolders(inside);
+    return made;
+  });
 }
 
 std::string Vault::renameFolder(std::string_view path, std::string_view name) const {
@@ -59,8 +65,7 @@ std::string Vault::moveEmptyFolderToTrash(std::string_view path) const {
 }
 
 void Vault::restore(const std::string& fromTrash, std::string_view to) const {
-  const Folder trashed = Folder::open(std::string(parentPath(fromTrash)));
-  if (!trashed.exists(lastComponent(fromTrash))) throw FileError("restore", fromTrash, ENOENT);
+  if (!trash::holds(fromTrash)) throw FileError("restore", fromTrash, ENOENT);
   ensureFolder(parentPath(normalized(to)));
   const FileLock held = lock();
   at(to, [&](const Folder& root, const std::string& inside) {

@@ -16,17 +16,6 @@ namespace {
 
 constexpr std::string_view noteEnding = ".md";
 
-// A body may bring front matter of its own; the tags join those in it.
-std::string textOf(std::string_view body, const std::vector<std::string>& tags) {
-  MarkdownFile file(body);
-  std::vector<std::string> all = file.frontmatterTags();
-  all.insert(all.end(), tags.begin(), tags.end());
-  file.setTags(all);
-  return file.serialized();
-}
-
-std::string lineBreakOf(std::string_view text) { return text.find("\r\n") < text.find('\n') ? "\r\n" : "\n"; }
-
 std::string replaceAll(std::string text, std::string_view from, std::string_view to) {
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
     text.replace(at, from.size(), to);
@@ -39,53 +28,83 @@ std::string Vault::named(std::string_view name, std::string_view ending) {
   return cutName(name, longestName - ending.size()).append(ending);
 }
 
+bool Vault::exists(std::string_view path) const {
+  return at(path, [](const Folder& root, const std::string& inside) { return root.exists(inside); });
+}
+
 std::string Vault::read(std::string_view noteID) const {
   return at(noteID, [](const Folder& root, const std::string& path) { return root.read(path); });
 }
 
-std::string Vault::rewrite(std::string_view path, const std::function<std::string(const std::string&)>& change) const {
+TextChange Vault::rewrite(std::string_view path, const std::function<std::string(const std::string&)>& change) const {
   const FileLock held = lock();
   return at(path, [&](const Folder& root, const std::string& inside) {
-    const std::string before = root.read(inside);
-    std::string after = change(before);
-    if (after != before) root.replaceFile(inside, after);
-    return after;
+    TextChange made;
+    made.before = root.read(inside);
+    made.after = change(made.before);
+    if (made.after != made.before) root.replaceFile(inside, made.after);
+    return made;
+  });
+}
+
+bool Vault::createFile(std::string_view path, std::string_view text) const {
+  ensureFolder(parentPath(normalized(path)));
+  const FileLock held = lock();
+  return at(path, [&](const Folder& root, const std::string& inside) { return root.createFile(inside, text); });
+}
+
+std::string Vault::noteText(std::string_view body, const std::vector<std::string>& tags) {
+  MarkdownFile file(body);
+  std::vector<std::string> all = file.frontmatterTags();
+  all.insert(all.end(), tags.begin(), tags.end());
+  file.setTags(all);
+  return file.serialized();
+}
+
+std::string Vault::noteID(std::string_view title, std::string_view folder, int number) {
+  const std::string_view trimmed = text::trimWhitespace(title);
+  const std::string ending = number == 1 ? std::string(noteEnding) : fmt::format(" {}{}", number, noteEnding);
+  return joinPath(normalized(folder), named(fileName(trimmed.empty() ? "Untitled" : trimmed), ending));
+}
+
+std::string Vault::nextNoteID(std::string_view title, std::string_view folder) const {
+  return at(folder, [&](const Folder& root, const std::string&) {
+    for (int number = 1;; ++number) {
+      std::string id = noteID(title, folder, number);
+      if (lastComponent(id) != assistantRulesFile && !root.exists(id)) return id;  // the rules are no note
+    }
   });
 }
 
 std::string Vault::createNote(std::string_view title, std::string_view body, const std::vector<std::string>& tags,
                               std::string_view folder) const {
-  const std::string_view trimmed = text::trimWhitespace(title);
-  const std::string name = fileName(trimmed.empty() ? "Untitled" : trimmed);
-  const std::string content = textOf(body, tags);
-  ensureFolder(folder);
-  const FileLock held = lock();
-  return at(folder, [&](const Folder& root, const std::string& inside) {
-    for (int number = 1;; ++number) {
-      const std::string ending = number == 1 ? std::string(noteEnding) : fmt::format(" {}{}", number, noteEnding);
-      std::string id = joinPath(inside, named(name, ending));
-      const bool isFree = lastComponent(id) != assistantRulesFile;  // which is no note
-      if (isFree && root.createFile(id, content)) return id;
-    }
-  });
+  const std::string content = noteText(body, tags);
+  while (true) {
+    std::string id = nextNoteID(title, folder);
+    if (createFile(id, content)) return id;  // else another was faster
+  }
 }
 
 std::string Vault::save(std::string_view noteID, std::string_view body, const std::vector<std::string>& tags,
                         std::optional<std::string_view> expecting) const {
-  return rewrite(noteID, [&](const std::string& text) {
-    if (expecting && text != *expecting) throw VaultError::conflict();
-    MarkdownFile file(text);
-    file.body = body;
-    file.setTags(tags);
-    return file.serialized();
-  });
+  return rewrite(noteID,
+                 [&](const std::string& text) {
+                   if (expecting && text != *expecting) throw VaultError::conflict();
+                   MarkdownFile file(text);
+                   file.body = body;
+                   file.setTags(tags);
+                   return file.serialized();
+                 })
+      .after;
 }
 
-std::string Vault::append(std::string_view text, std::string_view noteID) const {
-  return rewrite(noteID, [&](const std::string& before) {
-    const bool onNewLine = before.empty() || before.ends_with('\n');
-    return before + (onNewLine ? "" : lineBreakOf(before)) + std::string(text);
-  });
+std::string Vault::appended(std::string_view text, std::string_view more) {
+  const bool onNewLine = text.empty() || text.ends_with('\n');
+  return fmt::format("{}{}{}", text, onNewLine ? "" : text::lineBreak(text), more);
+}
+
+TextChange Vault::append(std::string_view text, std::string_view noteID) const {
+  return rewrite(noteID, [&](const std::string& before) { return appended(before, text); });
 }
 
 void Vault::removeAppended(std::string_view text, std::string_view noteID) const {
@@ -136,17 +155,17 @@ void Vault::movePath(std::string_view from, std::string_view to) const {
   });
 }
 
-std::size_t Vault::renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot) const {
+std::size_t Vault::renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot,
+                             const std::function<void(const NoteRef&, const TextChange&)>& onChange) const {
   const TagRename renaming(oldTag, newTag);
   std::size_t changed = 0;
   for (const NoteRef& note : snapshot.notes) {
     if (!renaming.concerns(note->tags)) continue;
     try {
-      rewrite(note->id, [&](const std::string& text) {
-        std::string renamed = renaming.appliedTo(text);
-        if (renamed != text) ++changed;
-        return renamed;
-      });
+      const TextChange change = rewrite(note->id, [&](const std::string& text) { return renaming.appliedTo(text); });
+      if (change.before == change.after) continue;
+      ++changed;
+      if (onChange) onChange(note, change);
     } catch (const FileError& error) {
       if (!error.isMissing()) throw;  // a note that has gone meanwhile carries no tag
     }
@@ -154,19 +173,18 @@ std::size_t Vault::renameTag(std::string_view oldTag, std::string_view newTag, c
   return changed;
 }
 
+std::string Vault::filledTemplate(std::string_view noteTemplate, std::string_view name,
+                                  std::chrono::year_month_day day) {
+  const std::string dated = replaceAll(std::string(noteTemplate), "{{date}}", time::isoDay(day));
+  return replaceAll(dated, "{{title}}", name);
+}
+
 std::string Vault::journalNote(std::string_view name, std::string_view folder, std::string_view noteTemplate,
                                std::chrono::year_month_day day) const {
-  const std::string file = fileName(name);
-  if (file + std::string(noteEnding) == assistantRulesFile) throw VaultError::invalidName();
-  const std::string dated = replaceAll(std::string(noteTemplate), "{{date}}", time::isoDay(day));
-  const std::string content = replaceAll(dated, "{{title}}", file);
-  ensureFolder(folder);
-  const FileLock held = lock();
-  return at(folder, [&](const Folder& root, const std::string& inside) {
-    std::string id = joinPath(inside, named(file, noteEnding));
-    root.createFile(id, content);  // a note that is there already is the daily note
-    return id;
-  });
+  std::string id = noteID(name, folder);
+  if (lastComponent(id) == assistantRulesFile) throw VaultError::invalidName();
+  createFile(id, filledTemplate(noteTemplate, fileName(name), day));  // one that is there already is the daily note
+  return id;
 }
 
 }  // namespace vesk

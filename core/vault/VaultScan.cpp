@@ -341,6 +341,13 @@ bool isNoteName(std::string_view name) {
   return ending[0] == '.' && (ending[1] == 'm' || ending[1] == 'M') && (ending[2] == 'd' || ending[2] == 'D');
 }
 
+bool listedBefore(std::string_view a, std::string_view b) {
+  const auto first = text::split(a, '/');
+  const auto second = text::split(b, '/');
+  return std::lexicographical_compare(first.begin(), first.end(), second.begin(), second.end(),
+                                      [](auto x, auto y) { return text::compareNames(x, y) < 0; });
+}
+
 void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot) {
   ScannedFolder top = VaultScan(root, snapshot.organization, options).run();
   if (options.cache) {
@@ -361,7 +368,7 @@ NoteRef scanNote(const std::string& root, std::string_view id, const Organizatio
   }
 }
 
-std::vector<FolderSummary> listFolders(const std::string& root, const Organization& organization) {
+std::vector<FolderSummary> scanFolders(const std::string& root, const Organization& organization) {
   std::vector<FolderSummary> found(1);
   listBelow(Folder::open(root), FolderSummary(), organization, found);
   found.erase(found.begin());

@@ -40,6 +40,9 @@ struct ScanOptions {
 // can't be listed throws its FileError, but for one whose path is longer than the system takes: it is left out, too.
 void scanNotes(const std::string& root, const ScanOptions& options, VaultSnapshot& snapshot);
 
+// The order in which a scan lists two notes, by their paths: folder by folder, by name.
+bool listedBefore(std::string_view a, std::string_view b);
+
 // The note that a scan would list under this path; nullptr when it would list none.
 NoteRef scanNote(const std::string& root, std::string_view id, const Organization& organization);
 
@@ -51,7 +54,7 @@ struct FolderSummary {
 };
 
 // The folders below the root, each before those in it, in scan order.
-std::vector<FolderSummary> listFolders(const std::string& root, const Organization& organization);
+std::vector<FolderSummary> scanFolders(const std::string& root, const Organization& organization);
 
 // The instruction file for assistants, which is no note.
 inline constexpr std::string_view assistantRulesFile = "AGENTS.md";

@@ -7,6 +7,7 @@
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
 #include "core/vault/MarkdownView.h"
+#include "core/vault/VaultScan.h"
 
 namespace vesk {
 
@@ -23,14 +24,6 @@ std::optional<bool> matchIn(const NoteFile& file, const text::TextSearch& words)
   const auto tags = noteTags(view);
   const bool inTag = std::any_of(tags.begin(), tags.end(), [&](const std::string& tag) { return words.occursIn(tag); });
   return inTag ? std::optional(false) : std::nullopt;
-}
-
-// The order in which a scan lists two notes: folder by folder, by name.
-bool listedBefore(std::string_view a, std::string_view b) {
-  const auto first = text::split(a, '/');
-  const auto second = text::split(b, '/');
-  return std::lexicographical_compare(first.begin(), first.end(), second.begin(), second.end(),
-                                      [](auto x, auto y) { return text::compareNames(x, y) < 0; });
 }
 
 bool comesBefore(const SearchHit& a, const SearchHit& b) {

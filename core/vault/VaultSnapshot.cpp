@@ -1,6 +1,7 @@
 #include "core/vault/VaultSnapshot.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 
 #include "core/base/Text.h"
@@ -95,10 +96,32 @@ std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
   return found;
 }
 
+std::vector<TaskItem> VaultSnapshot::tasks() const {
+  std::vector<std::vector<TaskItem>> byNote(notes.size());
+  inParallel(notes.size(), [&](std::size_t i) {
+    const Note& note = *notes[i];
+    const bool isChat = std::find(note.tags.begin(), note.tags.end(), chatTag) != note.tags.end();
+    if (note.bucket != Bucket::archive && !isChat) byNote[i] = note.tasks();
+  });
+  std::vector<TaskItem> all;
+  for (auto& tasks : byNote) std::move(tasks.begin(), tasks.end(), std::back_inserter(all));
+  return all;
+}
+
+std::set<std::string> VaultSnapshot::taskNoteNames() const {
+  std::set<std::string> names;
+  for (const TaskItem& task : tasks())
+    if (task.linkedNote) names.insert(text::key(lastComponent(*task.linkedNote)));
+  return names;
+}
+
 std::vector<NoteRef> VaultSnapshot::unsorted() const {
+  const auto taskNotes = taskNoteNames();
   std::vector<NoteRef> found;
-  for (const NoteRef& note : notes)
-    if ((note->bucket == Bucket::inbox || note->bucket == Bucket::other) && !note->isVeskPage) found.push_back(note);
+  for (const NoteRef& note : notes) {
+    const bool isFiled = note->bucket != Bucket::inbox && note->bucket != Bucket::other;
+    if (!isFiled && !note->isVeskPage && !taskNotes.contains(text::key(note->fileName()))) found.push_back(note);
+  }
   sortNewestFirst(found);
   return found;
 }

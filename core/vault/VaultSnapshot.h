@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,12 +53,22 @@ struct VaultSnapshot {
   // The other notes that link to this one, by its file name, regardless of case.
   std::vector<NoteRef> backlinks(const Note& note) const;
 
-  // Notes that still wait to be filed, newest first: those in the inbox or in no place, Vesk's own pages left out.
+  // Every task, note by note. Archived notes, and assistants' saved chats (they quote other people's lists), have none.
+  std::vector<TaskItem> tasks() const;
+
+  // The names of the notes that describe a task, as keys (text::key).
+  std::set<std::string> taskNoteNames() const;
+
+  // Notes that still wait to be filed, newest first: those in the inbox or in no place. Vesk's own pages and the notes
+  // that describe a task are left out.
   std::vector<NoteRef> unsorted() const;
 
   // The path of the top-level folder with that role: the one a place names, else the first that has it.
   std::optional<std::string> folder(Bucket bucket) const;
 };
+
+// The tag of the notes that hold a saved chat with an assistant.
+inline constexpr std::string_view chatTag = "ai-conversation";
 
 // Orders notes by when they were edited, the latest first; notes of equal date keep their order.
 void sortNewestFirst(std::vector<NoteRef>& notes);

@@ -57,5 +57,17 @@ TEST(Time, RefusesEverythingElse) {
   for (const std::string_view text : text::split(texts, '|')) EXPECT_EQ(time::parseIso8601(text), std::nullopt) << text;
 }
 
+TEST(Time, ReadsDaysAndTimesOfDayAsItWritesThem) {
+  for (const char* day : {"0001-01-01", "2024-02-29", "9999-12-31"}) EXPECT_EQ(time::isoDay(*time::parseDay(day)), day);
+  const std::string_view noDays =
+      "|2026-11-2|2026-11-211| 2026-11-21|2026/11/21|0000-01-01|2026-00-01|2026-13-01|2026-01-00|2026-02-29|"
+      "-026-11-21|2026-+1-21|\u0662\u0660\u0662\u0666-11-21";
+  for (const std::string_view text : text::split(noDays, '|')) EXPECT_EQ(time::parseDay(text), std::nullopt) << text;
+
+  for (const char* time : {"00:00", "09:05", "23:59"}) EXPECT_EQ(time::text(*time::parseTimeOfDay(time)), time);
+  for (const char* text : {"", "9:05", "09:055", "24:00", "23:60", "09.05", "09:05 ", "-9:05", "\u0660\u0669:05"})
+    EXPECT_EQ(time::parseTimeOfDay(text), std::nullopt) << text;
+}
+
 }  // namespace
 }  // namespace vesk

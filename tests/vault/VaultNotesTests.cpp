@@ -132,7 +132,7 @@ TEST_F(VaultNotes, AppendsOnALineOfItsOwnAndTakesThatBack) {
   for (const auto& [before, whole] : cases) {
     SCOPED_TRACE(testing::PrintToString(before));
     folder.write("Note.md", before);
-    EXPECT_EQ(vault.append("added", "Note.md"), whole + "added");
+    EXPECT_EQ(vault.append("added", "Note.md").after, whole + "added");
     EXPECT_EQ(folder.read("Note.md"), whole + "added");
     vault.removeAppended("added", "Note.md");
     EXPECT_EQ(folder.read("Note.md"), whole);

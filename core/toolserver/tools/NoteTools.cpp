@@ -50,6 +50,7 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   const bool wantsPreview = arguments.flag("preview");
   const auto hits = searchVault(context.vault(), query);
   const text::TextSearch search(text::trimWhitespace(query));
+  context.recordSearch(query, hits.size());
   toolResult::Page page("notes", hits.size(), arguments.offset(), arguments.limit());
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     const NoteRef note = context.vault().note(hits[i].id);
@@ -138,6 +139,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   addList(result, "links", note->links);
   addList(result, "backlinks", pathsOf(context.backlinks(*note)));
   addPart(result, note->body, arguments.part());
+  context.recordRead(*note);
   return result.pretty();
 }
 

@@ -72,6 +72,7 @@ std::string getOrganization(ToolContext& context, const ToolArguments& arguments
   result["approval"]["level"] = name(level);
   result["approval"]["label"] = label(level);
   result["approval"]["means"] = whatWaits(level);
+  result["approval"]["waiting"] = context.proposals().all().size();
   return page.text(std::move(result));
 }
 

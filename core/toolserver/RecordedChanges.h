@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/toolserver/AIAction.h"
+#include "core/toolserver/AIActionLog.h"
+#include "core/toolserver/Proposal.h"
+#include "core/vault/Vault.h"
+
+namespace vesk {
+
+// Every way in which a tool changes the vault: each makes the change and records it in the log, so that the user can
+// undo it. A change that can't be recorded is taken back, and the failure is thrown.
+class RecordedChanges {
+ public:
+  using Edit = std::function<std::string(const std::string& text)>;
+
+  // `approved` is the proposal that is being carried out; nullptr when there is none. A note's text is then only
+  // changed from and to what the user saw; else VaultError::conflict is thrown. All must outlive this object.
+  RecordedChanges(const Vault& vault, const AIActionLog& log, Timestamp now, const Proposal* approved)
+      : vault_(vault), log_(log), now_(now), approved_(approved) {}
+
+  // A note's text as `edit` makes it. `title` is the item's here and below, as the user knows it.
+  TextChange edit(const std::string& path, std::string_view title, const Edit& edit) const;
+
+  // Likewise, by an edit that only adds at the end.
+  TextChange append(const std::string& path, std::string_view title, const Edit& edit) const;
+
+  // Both make what is missing of the folder. createFile gives false when something has that path.
+  std::string createNote(std::string_view title, std::string_view body, const std::vector<std::string>& tags,
+                         std::string_view folder) const;
+  bool createFile(const std::string& path, std::string_view title, std::string_view text) const;
+
+  std::string createFolder(std::string_view name, std::string_view parent) const;
+
+  // Each returns the new path.
+  std::string moveNote(const Note& note, std::string_view folder) const;
+  std::string renameNote(const Note& note, std::string_view title) const;
+  std::string renameFolder(std::string_view path, std::string_view name) const;
+  std::string moveFolder(std::string_view path, std::string_view parent) const;
+
+  void trash(const std::string& path, std::string_view title) const;
+
+  // One action for each note. Returns the number of notes changed.
+  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot) const;
+
+ private:
+  void recordEdit(const std::string& path, std::string_view title, const TextChange& change) const;
+  TextChange rewrite(const std::string& path, const Edit& edit) const;
+  void ensureFolder(std::string_view path) const;
+  void logTrash(std::string_view title, std::string_view path, std::string landed) const;
+  void record(AIAction action) const;
+
+  const Vault& vault_;
+  const AIActionLog& log_;
+  Timestamp now_;
+  const Proposal* approved_;
+};
+
+}  // namespace vesk
