@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <cstddef>
-#include <libical/ical.h>
 #include <memory>
 #include <string_view>
 
 #include <fmt/format.h>
+#include <libical/ical.h>
 
 #include "core/base/Error.h"
 #include "core/base/Time.h"

@@ -8,7 +8,6 @@
 
 #include "core/base/Text.h"
 #include "core/base/Uuid.h"
-#include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
 #include "core/toolserver/AIAccess.h"
 #include "core/toolserver/SupportFile.h"
@@ -91,8 +90,8 @@ void requireUnchanged(const Proposal& proposal, const Vault& vault) {
   if (!proposal.before || !proposal.notePath) return;
   try {
     if (vault.read(*proposal.notePath) == *proposal.before) return;
-  } catch (const FileError&) {
-    throw VaultError::conflict();
+  } catch (const Error&) {
+    throw VaultError::conflict();  // it has gone, or something else has its path
   }
   throw VaultError::conflict();
 }

@@ -18,11 +18,13 @@ namespace {
 
 constexpr std::uint64_t maximumSize = std::uint64_t{64} << 20;
 
-std::string nameAside(std::string_view name) {
+// The number-th name, from 1, that a file has aside.
+std::string nameAside(std::string_view name, int number) {
   const std::string_view stem = name.substr(0, name.rfind('.'));
   std::string moment = time::iso8601(std::chrono::system_clock::now());
   std::erase_if(moment, [](char c) { return c == '-' || c == ':'; });
-  return fmt::format("{}.unreadable-{}{}", stem, moment, name.substr(stem.size()));
+  const std::string counted = number == 1 ? std::string() : fmt::format("-{}", number);
+  return fmt::format("{}.unreadable-{}{}{}", stem, moment, counted, name.substr(stem.size()));
 }
 
 }  // namespace
@@ -62,7 +64,9 @@ Json readToRewrite(const std::string& directory, std::string_view name) {
 void keepAside(const std::string& directory, std::string_view name) {
   try {
     const Folder folder = Folder::open(directory);
-    if (folder.exists(name)) folder.move(name, nameAside(name));
+    int number = 1;
+    while (folder.exists(nameAside(name, number))) ++number;
+    if (folder.exists(name)) folder.move(name, nameAside(name, number));
   } catch (const FileError& error) {
     if (!error.isMissing()) throw;
   }

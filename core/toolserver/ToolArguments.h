@@ -30,6 +30,9 @@ class ToolArguments {
   // Nullopt when `key` is missing or null. ToolError(message) unless it is a whole number in that range.
   std::optional<int> number(std::string_view key, int least, int most, const char* message) const;
 
+  // False when `key` is missing or null.
+  bool has(std::string_view key) const { return find(key) != nullptr; }
+
   // As JSON.
   std::string json() const { return Json(values_).compact(); }
 

@@ -51,6 +51,22 @@ void TemporaryFolder::setModified(std::string_view relative, long secondsSince19
   if (utimensat(AT_FDCWD, at(relative).c_str(), times, 0) != 0) throw std::runtime_error("cannot set times");
 }
 
+std::map<std::string, std::string> TemporaryFolder::contents() const { return contentsOf(base_); }
+
+std::map<std::string, std::string> contentsOf(const std::string& folder) {
+  std::map<std::string, std::string> contents;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    const std::string path = entry.path().string().substr(folder.size() + 1);
+    if (entry.is_regular_file()) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      contents[path] = std::string(std::istreambuf_iterator<char>(file), {});
+    } else {
+      contents[path + "/"] = "";
+    }
+  }
+  return contents;
+}
+
 std::vector<std::string> TemporaryFolder::everything() const {
   std::vector<std::string> found;
   for (const auto& entry : fs::recursive_directory_iterator(path_)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,8 @@ class TemporaryFolder {
   std::string read(std::string_view relative) const;
   bool has(std::string_view relative) const;
   void setModified(std::string_view relative, long secondsSince1970) const;
+  // All there is, the support directory and the Trash as well: the text of each file by its path, "" for a folder.
+  std::map<std::string, std::string> contents() const;
   // Every file and folder below (folders end in "/"), hidden ones too, sorted.
   std::vector<std::string> everything() const;
 
@@ -33,5 +36,8 @@ class TemporaryFolder {
   std::string base_;
   std::string path_;
 };
+
+// Likewise of one folder.
+std::map<std::string, std::string> contentsOf(const std::string& folder);
 
 }  // namespace vesk::test

@@ -131,11 +131,13 @@ TEST(MCPServer, RefusesWhatIsSwitchedOff) {
     AIAccess access;
     for (const AccessSwitch& each : accessSwitches()) access.*each.value = each.value != tool.needs;
     vault.allow(access);
-    EXPECT_EQ(vault.failure(tool.name),
-              tool.name == "search_notes" ? "Search is turned off in Vesk." : "Reading notes is turned off in Vesk.");
+    const std::string refusal = vault.failure(tool.name);
+    EXPECT_TRUE(refusal.ends_with(" turned off in Vesk.")) << refusal;
     access.*tool.needs = true;
-    vault.allow(access);
-    vault.text(tool.name, R"({"query":"ana","note":"Ana"})");  // at once, with no restart
+    vault.allow(access);  // at once, with no restart
+    EXPECT_EQ(vault.handle(fmt::format(R"({{"id":1,"method":"tools/call","params":{{"name":"{}"}}}})", tool.name))
+                  ->find(refusal),
+              std::string::npos);
   }
 }
 
@@ -147,13 +149,16 @@ TEST(MCPServer, RefusesInOneSentence) {
     return sentences;
   };
   EXPECT_EQ(vault.failure("rm -rf"), "Unknown tool rm -rf");
+  vault.allowAll(ApprovalLevel::trusted);
 
   std::filesystem::remove_all(vault.folder.path());
   EXPECT_EQ(failures(), std::set{fmt::format("Can't open {}: No such file or directory.", vault.folder.path())});
   std::ofstream(vault.folder.path()) << "a file now";
   EXPECT_EQ(failures(), std::set{fmt::format("Can't open {}: Not a directory.", vault.folder.path())});
 
-  AIAccess().save(vault.folder.supportDirectory());
+  AIAccess access = AIAccess::load(vault.folder.supportDirectory());
+  access.vaultPath.reset();
+  access.save(vault.folder.supportDirectory());
   EXPECT_EQ(failures(), std::set<std::string>{"No vault is open in Vesk."});
 }
 

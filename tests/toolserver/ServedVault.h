@@ -31,6 +31,13 @@ class ServedVault {
     access.save(folder.supportDirectory());
   }
 
+  // Switches everything on.
+  void allowAll(ApprovalLevel level) const {
+    AIAccess access{.approval = level};
+    for (const AccessSwitch& each : accessSwitches()) access.*each.value = true;
+    allow(access);
+  }
+
   std::optional<std::string> handle(std::string_view line) const { return server.handle(line); }
 
   // A note with its date (seconds since 1970).

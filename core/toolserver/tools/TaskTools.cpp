@@ -146,7 +146,14 @@ PlannedChange planTaskEdit(ToolContext& context, const TaskItem& task, std::stri
                   std::move(edit));
 }
 
+void requireAnyChange(const ToolArguments& arguments) {
+  for (const char* key : {"status", "due", "priority", "reminder", "duration_minutes", "start", "text"})
+    if (arguments.has(key)) return;
+  throw ToolError("Nothing to change: give status, due, priority, reminder, duration_minutes, start or text.");
+}
+
 TaskEdit editOf(const TaskItem& task, const ToolArguments& arguments) {
+  requireAnyChange(arguments);
   TaskEdit edit(task);
   if (const auto status = statusOf(arguments)) edit.status = *status;
   setText(edit.due, arguments, "due", isDay, badDay);
