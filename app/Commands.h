@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 namespace CLI {
 class App;
 }
@@ -10,14 +12,39 @@ namespace vesk::app {
 
 void addOpenCommand(CLI::App& program);
 void addStatusCommand(CLI::App& program);
-void addAccessCommand(CLI::App& program);
 void addNotesCommand(CLI::App& program);
 void addSearchCommand(CLI::App& program);
 void addWatchCommand(CLI::App& program);
+void addTasksCommand(CLI::App& program);
+void addAddCommand(CLI::App& program);
+void addDoingCommand(CLI::App& program);
+void addDoneCommand(CLI::App& program);
+void addTodoCommand(CLI::App& program);
+void addTodayCommand(CLI::App& program);
+void addWeekCommand(CLI::App& program);
+void addBacklogCommand(CLI::App& program);
+void addPlanCommand(CLI::App& program);
+void addHoursCommand(CLI::App& program);
+void addAccessCommand(CLI::App& program);
+void addProposalsCommand(CLI::App& program);
+void addReviewCommand(CLI::App& program);
+void addActionsCommand(CLI::App& program);
+void addUndoCommand(CLI::App& program);
+void addCallCommand(CLI::App& program);
+
+struct CommandGroup {
+  const char* title = nullptr;
+  std::vector<void (*)(CLI::App& program)> commands = {};
+};
 
 // In the order of the help.
-inline constexpr void (*commands[])(CLI::App& program) = {
-    addOpenCommand, addStatusCommand, addAccessCommand, addNotesCommand, addSearchCommand, addWatchCommand,
+inline const CommandGroup commandGroups[] = {
+    {"The vault", {addOpenCommand, addStatusCommand, addNotesCommand, addSearchCommand, addWatchCommand}},
+    {"Tasks",
+     {addTasksCommand, addAddCommand, addDoingCommand, addDoneCommand, addTodoCommand, addTodayCommand, addWeekCommand,
+      addBacklogCommand, addPlanCommand, addHoursCommand}},
+    {"Assistants",
+     {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand}},
 };
 
 }  // namespace vesk::app

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -19,24 +20,20 @@ namespace vesk::app {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-// A broken file is put aside when it is written anew: what the user had switched must not change behind their back.
-void warnOfUnreadableAccess(const std::string& directory) {
-  if (supportFile::read(directory, AIAccess::fileName) || !Folder::open(directory).exists(AIAccess::fileName)) return;
-  fmt::print(stderr, "vesk: {}/{} can't be read. It is kept beside a new one, in which all is as at first.\n",
-             safe(directory), AIAccess::fileName);
-}
-
-}  // namespace
-
 AIAccess currentAccess() { return AIAccess::load(environment::supportDirectory()); }
+
+// The broken file is put aside when it is written anew, but what the user had set must not change behind their back.
+void warnOfUnreadable(const std::string& directory, std::string_view fileName) {
+  if (supportFile::read(directory, fileName) || !Folder::open(directory).exists(fileName)) return;
+  fmt::print(stderr, "vesk: {}/{} can't be read. It is kept beside a new one, in which all is as at first.\n",
+             safe(directory), fileName);
+}
 
 AIAccess changeAccess(const std::function<void(AIAccess&)>& change) {
   const std::string directory = environment::supportDirectory();
   supportFile::makeDirectory(directory);
   const FileLock lock(directory);
-  warnOfUnreadableAccess(directory);
+  warnOfUnreadable(directory, AIAccess::fileName);
   AIAccess access = AIAccess::load(directory);
   change(access);
   access.save(directory);
@@ -51,6 +48,14 @@ Vault currentVault() {
   if (status.type() == fs::file_type::not_found)
     throw Error(fmt::format("The vault {} is gone. Open another with vesk open FOLDER.", *path));
   return Vault(*path);
+}
+
+std::string folderNamed(const Vault& vault, std::string_view typed) {
+  std::string_view path = typed;
+  while (path.ends_with('/')) path.remove_suffix(1);
+  for (FolderSummary& folder : vault.folders())
+    if (folder.path == path) return std::move(folder.path);
+  throw Error(fmt::format("There is no folder {} in the vault.", typed));
 }
 
 std::string describe(const std::optional<Organization>& organization) {

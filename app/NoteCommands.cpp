@@ -1,9 +1,7 @@
 // vesk notes and vesk search: the vault's notes, listed.
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,9 +12,11 @@
 
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
+#include "app/Days.h"
 #include "app/Highlight.h"
+#include "app/Options.h"
 #include "app/Table.h"
-#include "core/base/Error.h"
+#include "core/base/Calendar.h"
 #include "core/base/Json.h"
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
@@ -27,8 +27,6 @@ namespace vesk::app {
 namespace {
 
 using Notes = std::vector<NoteRef>;
-
-constexpr std::size_t unlimited = 1'000'000'000;  // notes
 
 struct NotesOptions {
   std::string folder = {};
@@ -44,17 +42,6 @@ struct SearchOptions {
   bool asJson = false;
 };
 
-// In the user's time zone.
-std::string shownTime(Timestamp moment) {
-  if (moment == distantPast) return "";
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch();
-  const std::time_t count = seconds.count();
-  std::tm local{};
-  ::localtime_r(&count, &local);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-                     local.tm_hour, local.tm_min);
-}
-
 Json entryOf(const Note& note) {
   Json entry;
   entry["path"] = note.id;
@@ -64,8 +51,6 @@ Json entryOf(const Note& note) {
   entry["tags"] = Json::Array(note.tags.begin(), note.tags.end());
   return entry;
 }
-
-CLI::Range positive() { return CLI::Range(std::size_t{1}, unlimited, "NUMBER"); }
 
 // The first `limit` notes, and how many there are.
 void printJson(Json::Array entries, std::size_t total) {
@@ -82,22 +67,8 @@ void sayWhenNone(const Notes& notes) {
 
 // ---- notes
 
-std::string withoutSlashes(std::string folder) {
-  while (folder.ends_with('/')) folder.pop_back();
-  return folder;
-}
-
-void requireFolder(const FolderNode& root, const std::string& path) {
-  const FolderNode* folder = &root;
-  for (const std::string_view name : text::split(path, '/')) {
-    const auto isIt = [&](const FolderNode& child) { return child.name == name; };
-    const auto found = std::find_if(folder->folders.begin(), folder->folders.end(), isIt);
-    if (found == folder->folders.end()) throw Error(fmt::format("There is no folder {} in the vault.", path));
-    folder = &*found;
-  }
-}
-
-Notes chosenNotes(const VaultSnapshot& snapshot, const NotesOptions& options) {
+Notes chosenNotes(const Vault& vault, const NotesOptions& options) {
+  const VaultSnapshot snapshot = vault.scan();
   Notes notes = options.unsorted ? snapshot.unsorted() : snapshot.notes;
   if (!options.tag.empty()) {
     const std::string tag = options.tag.starts_with('#') ? options.tag.substr(1) : options.tag;
@@ -105,8 +76,8 @@ Notes chosenNotes(const VaultSnapshot& snapshot, const NotesOptions& options) {
       return std::find(note->tags.begin(), note->tags.end(), tag) == note->tags.end();
     });
   }
-  if (const std::string folder = withoutSlashes(options.folder); !folder.empty()) {
-    requireFolder(snapshot.root, folder);
+  if (!options.folder.empty()) {
+    const std::string folder = folderNamed(vault, options.folder);
     std::erase_if(notes, [&](const NoteRef& note) { return !note->id.starts_with(folder + "/"); });
   }
   sortNewestFirst(notes);
@@ -122,13 +93,15 @@ Json::Array entriesOf(const Notes& notes) {
 std::string toText(const Notes& notes, const Terminal& terminal) {
   constexpr std::size_t title = 1;
   Table table(title);
+  const Calendar calendar = Calendar::ofSystem();
   for (const NoteRef& note : notes)
-    table.add({{shownTime(note->modified), Style::faint}, {note->title, Style::strong}, {note->id, Style::plain}});
+    table.add(
+        {{shownTime(note->modified, calendar), Style::faint}, {note->title, Style::strong}, {note->id, Style::plain}});
   return table.text(terminal);
 }
 
 void listNotes(const NotesOptions& options) {
-  Notes notes = chosenNotes(currentVault().scan(), options);
+  Notes notes = chosenNotes(currentVault(), options);
   const std::size_t total = notes.size();
   notes.resize(std::min(total, options.limit));
   if (options.asJson) return printJson(entriesOf(notes), total);

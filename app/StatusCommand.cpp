@@ -16,6 +16,7 @@
 #include "core/base/Json.h"
 #include "core/base/Text.h"
 #include "core/platform/Environment.h"
+#include "core/toolserver/Proposal.h"
 
 namespace vesk::app {
 
@@ -28,6 +29,7 @@ struct Status {
   std::size_t unsorted = 0;
   std::size_t folders = 0;
   std::size_t tags = 0;
+  std::size_t waiting = 0;  // changes that the user is to approve
   AIAccess access = {};
 };
 
@@ -40,6 +42,7 @@ Status currentStatus() {
           .unsorted = snapshot.unsorted().size(),
           .folders = vault.folders().size(),
           .tags = snapshot.tags().size(),
+          .waiting = ProposalStore(environment::supportDirectory()).all().size(),
           .access = currentAccess()};
 }
 
@@ -64,6 +67,7 @@ Json toJson(const Status& status) {
   json["unsorted"] = status.unsorted;
   json["folders"] = status.folders;
   json["tags"] = status.tags;
+  json["waiting"] = status.waiting;
   json["level"] = name(status.access.approval);
   json["on"] = Json::Array(on.begin(), on.end());
   json["support_directory"] = environment::supportDirectory();
@@ -83,6 +87,8 @@ std::string toText(const Status& status, const Terminal& terminal) {
   add("Notes", fmt::format("{}, {} of them unsorted", status.notes, status.unsorted));
   add("Folders", fmt::format("{}", status.folders));
   add("Tags", fmt::format("{}", status.tags));
+  if (status.waiting > 0)
+    add("Waiting", fmt::format("{} for your approval: vesk review", counted(status.waiting, "change")));
   add("Level", fmt::format("{} ({})", name(level), label(level)));
   add("Switched on", text::join(switchesOn(status.access), ", "));
   add("Settings", environment::supportDirectory());

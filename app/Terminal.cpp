@@ -30,6 +30,7 @@ std::string_view escapeSequence(Style style) {
     case Style::strong: return "\x1b[1m";
     case Style::faint: return "\x1b[2m";
     case Style::good: return "\x1b[32m";
+    case Style::bad: return "\x1b[31m";
     case Style::found: return "\x1b[1;33m";
     default: return "";
   }
@@ -76,6 +77,16 @@ std::string safe(std::string_view text) {
   return shown;
 }
 
+std::string safeLines(std::string_view text) {
+  std::string shown;
+  for (std::string_view line : text::split(text, '\n')) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    shown.append(safe(line)).append("\n");
+  }
+  shown.pop_back();  // what follows the last line break is a line, too
+  return shown;
+}
+
 std::string counted(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
@@ -102,7 +113,24 @@ std::string shortened(std::string_view text, std::size_t maximum) {
   return std::string(text::firstBytes(text, end)) + "…";
 }
 
+std::string wrapped(std::string_view text, std::size_t indent, const Terminal& terminal) {
+  std::string lines;
+  std::size_t taken = 0;  // columns of the last line
+  for (const std::string_view word : text::split(text, ' ')) {
+    const std::size_t width = columns(word);
+    const bool fits = taken > 0 && (!terminal.width || taken + 1 + width <= *terminal.width);
+    if (!fits) lines.append(lines.empty() ? "" : "\n").append(indent, ' ');
+    lines.append(fits ? " " : "").append(word);
+    taken = (fits ? taken + 1 : indent) + width;
+  }
+  return lines;
+}
+
 void write(std::string_view text) { requireWritten(std::fwrite(text.data(), 1, text.size(), stdout) == text.size()); }
+
+void writeData(std::string_view text, const Terminal& terminal) {
+  write(terminal.width ? safeLines(text) : std::string(text));
+}
 
 void flush() { requireWritten(std::fflush(stdout) == 0); }
 

@@ -30,14 +30,25 @@ std::string understoodCommand(const CLI::App& program) {
   return words;
 }
 
-void complain(std::string_view sentence) { fmt::print(stderr, "vesk: {}\n", safe(sentence)); }
+void complain(std::string_view sentence) {
+  std::fflush(stdout);  // what was said before comes first
+  fmt::print(stderr, "vesk: {}\n", safe(sentence));
+}
+
+void addCommands(CLI::App& program) {
+  for (const auto& [title, commands] : vesk::app::commandGroups)
+    for (const auto addCommand : commands) {
+      addCommand(program);
+      program.get_subcommands({}).back()->group(title);
+    }
+}
 
 int run(int argumentCount, char** arguments) {
   CLI::App program("Vesk: an ordinary folder of Markdown notes, and what assistants may do in it.", "vesk");
   program.set_version_flag("--version", "vesk " VESK_VERSION, "Show the version.");
   program.set_help_flag("-h,--help", "Show this help.");
   program.require_subcommand(0, 1);
-  for (const auto addCommand : vesk::app::commands) addCommand(program);
+  addCommands(program);
   try {
     program.parse(argumentCount, arguments);
     if (program.get_subcommands().empty()) throw CLI::RequiredError("A command");

@@ -53,7 +53,7 @@ Fd openNothing() {
 }  // namespace
 
 Process::Process(const Command& command, int input, int output)
-    : name_(command.arguments.at(0)), id_(spawn(command, input, output)) {}
+    : name_(command.arguments.at(0)), status_(command.status), id_(spawn(command, input, output)) {}
 
 Process::~Process() {
   if (id_ < 0) return;
@@ -68,7 +68,7 @@ void Process::wait() {
   }
   id_ = -1;
   if (WIFSIGNALED(status)) throw Error(fmt::format("{} was ended by signal {}.", name_, WTERMSIG(status)));
-  if (WEXITSTATUS(status) != 0) throw Error(fmt::format("{} ended with status {}.", name_, WEXITSTATUS(status)));
+  if (WEXITSTATUS(status) != status_) throw Error(fmt::format("{} ended with status {}.", name_, WEXITSTATUS(status)));
 }
 
 Pipe makePipe() {

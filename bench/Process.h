@@ -13,6 +13,7 @@ namespace vesk::bench {
 struct Command {
   std::vector<std::string> arguments = {};    // [0] is the program, looked for in $PATH
   std::vector<std::string> environment = {};  // "NAME=value", besides what this process has
+  int status = 0;                             // that it ends with when all is well
 };
 
 // A running program, ended with the object.
@@ -26,11 +27,12 @@ class Process {
 
   pid_t id() const { return id_; }
 
-  // Waits for its end. Throws Error unless it ended with status 0.
+  // Waits for its end. Throws Error unless it ended with the command's status.
   void wait();
 
  private:
   std::string name_;
+  int status_ = 0;
   pid_t id_ = -1;
 };
 

@@ -1,20 +1,19 @@
 #include "bench/Subject.h"
 
-#include <chrono>
-#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <utility>
 
 #include <fmt/format.h>
-#include <sys/wait.h>
 
 #include "bench/Process.h"
 #include "bench/generator/Random.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
-#include "core/platform/Fd.h"
 
 namespace vesk::bench {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -53,18 +52,6 @@ std::string randomText(Random& random, std::size_t lines) {
   return text;
 }
 
-// `diff` ends with status 1 where the texts differ, which Process takes for a failure.
-double millisecondsOfDiff(const Command& command) {
-  const Fd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
-  const auto start = std::chrono::steady_clock::now();
-  const Process process(command, nothing.get(), nothing.get());
-  siginfo_t end = {};
-  ::waitid(P_PID, static_cast<id_t>(process.id()), &end, WEXITED | WNOWAIT);
-  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-  if (end.si_code != CLD_EXITED || end.si_status != 1) throw Error("diff found no differences, or failed.");
-  return took.count();
-}
-
 }  // namespace
 
 Subject::Subject(std::string programs, std::string vault, std::string smaller, std::string support)
@@ -97,7 +84,41 @@ ServerSession& Subject::server() {
   return *server_;
 }
 
+ServerSession& Subject::changingServer() {
+  if (changingServer_) return *changingServer_;
+  const std::string support = support_ + "/changing";
+  const std::string vault = support + "/vault";
+  fs::create_directory(support);
+  fs::copy(vault_, vault, fs::copy_options::recursive | fs::copy_options::create_hard_links);
+  Json access;
+  access["vaultPath"] = vault;
+  access["approval"] = "trusted";
+  for (const char* allowed : {"canEditNotes", "canManageTasks", "canFile"}) access[allowed] = true;
+  std::ofstream(support + "/ai-access.json") << access.pretty();
+  Command command = program("vesk-mcp");
+  command.environment = {"VESK_SUPPORT_DIR=" + support};
+  return changingServer_.emplace(command);
+}
+
+std::string Subject::longNoteFolder() const {
+  const std::string folder = support_ + "/long";
+  if (!fs::create_directory(folder)) return folder;
+  std::ofstream note(folder + "/Long.md");
+  Random random(100'000);
+  for (int line = 0; line < 100'000; ++line) note << (line % 10 == 0 ? "- [ ] " : "") << randomLine(random) << '\n';
+  return folder;
+}
+
 namespace probe {
+
+Probe change(std::string_view name, std::string_view there, std::string_view back) {
+  return [=, isThere = false](Subject& subject) mutable {
+    isThere = !isThere;
+    return subject.changingServer().call(name, isThere ? there : back);
+  };
+}
+
+double readOneNote(Subject& subject) { return subject.changingServer().call("read_note", R"({"note":"Home"})"); }
 
 Probe tool(std::string_view name, std::string_view arguments) {
   return [=](Subject& subject) { return subject.server().call(name, arguments); };
@@ -136,7 +157,7 @@ double diff(Subject& subject) {
 
 double plainDiff(Subject& subject) {
   const auto texts = subject.unlikeTexts();
-  return millisecondsOfDiff({.arguments = {"diff", texts[0], texts[1]}});
+  return millisecondsOf({.arguments = {"diff", texts[0], texts[1]}, .status = 1});  // they differ
 }
 
 double scanPerByte(Subject& subject) { return scanOf(subject, subject.vault()); }
@@ -149,6 +170,14 @@ double secondScan(Subject& subject) {
 
 double statFloor(Subject& subject) {
   return figure(outputOf(subject.program("floor", {"stat", subject.vault()})), "ms");
+}
+
+double taskUpdate(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"task", subject.longNoteFolder(), "Long.md", "50000"})), "ms");
+}
+
+double plainRewrite(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"rewrite", subject.longNoteFolder() + "/Long.md"})), "ms");
 }
 
 double noteMegabytes(Subject& subject) {

@@ -24,6 +24,13 @@ class Subject {
   Command program(std::string_view name, std::vector<std::string> arguments = {}) const;
   Command serverCommand() const;
   ServerSession& server();
+
+  // A server that may change everything at once, over a copy of the vault whose files are links to the vault's own:
+  // Vesk writes a file anew when it changes it.
+  ServerSession& changingServer();
+
+  // A folder with a note "Long.md" of 100,000 lines, every tenth a task, made when it is first wanted.
+  std::string longNoteFolder() const;
   // Two texts of 2,000 lines that have little in common: their files.
   std::vector<std::string> unlikeTexts() const;
 
@@ -33,6 +40,7 @@ class Subject {
   std::string smaller_;
   std::string support_;
   std::optional<ServerSession> server_;
+  std::optional<ServerSession> changingServer_;
 };
 
 // One way to measure: gives milliseconds, or what its row says.
@@ -42,6 +50,10 @@ namespace probe {
 
 // A call to a running server.
 Probe tool(std::string_view name, std::string_view arguments = "{}");
+// A change that `there` makes and `back` unmakes, by turns.
+Probe change(std::string_view name, std::string_view there, std::string_view back);
+// On the server that changes notes.
+double readOneNote(Subject& subject);
 // A server from its start to its end, initialized once.
 double serverStart(Subject& subject);
 // The most memory (MB) of a server that is asked for everything once.
@@ -59,6 +71,10 @@ double scanPerByte(Subject& subject);         // nanoseconds
 double smallerScanPerByte(Subject& subject);  // of the smaller vault
 double secondScan(Subject& subject);          // nothing changed since the first
 double statFloor(Subject& subject);
+
+// Of a task in a long note, by the programs' own clocks.
+double taskUpdate(Subject& subject);
+double plainRewrite(Subject& subject);
 
 double noteMegabytes(Subject& subject);
 

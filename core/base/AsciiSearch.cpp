@@ -73,7 +73,7 @@ bool AsciiSearch::occursAt(const char* place) const {
   return std::equal(words_.begin(), words_.end(), place, [](char a, char b) { return a == ascii::lower(b); });
 }
 
-bool AsciiSearch::mayBeginIn(const char* places) const {
+__attribute__((target_clones("avx2", "default"))) bool AsciiSearch::mayBeginIn(const char* places) const {
   // Copies, for the compiler to see that nothing changes them.
   const Anchor rarest = rarest_;
   const Anchor second = second_;

@@ -29,7 +29,7 @@ class AsciiSearch {
 
   static Anchor anchorAt(std::string_view words, std::size_t offset);
   bool occursAt(const char* place) const;
-  bool mayBeginIn(const char* block) const;
+  __attribute__((target_clones("avx2", "default"))) bool mayBeginIn(const char* block) const;
 
   std::string words_;
   Anchor rarest_;

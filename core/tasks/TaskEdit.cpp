@@ -38,7 +38,9 @@ void take(std::optional<Value>& typed, const std::optional<Value>& edited, const
 
 TaskLine::Parts partsOf(TaskEdit edit, const TaskItem& item) {
   TaskLine::Parts parts = TaskLine::parseText(edit.text);
-  if (parts.status == TaskStatus::todo || edit.status != item.status) parts.status = edit.status;
+  // A typed "doing" starts what is to be done, and nothing else.
+  if (parts.status == TaskStatus::todo || edit.status != item.status || edit.status == TaskStatus::done)
+    parts.status = edit.status;
   take(parts.due, edit.due, item.due);
   take(parts.priority, edit.priority, item.priority);
   take(parts.reminder, edit.reminder, item.reminder);
@@ -46,6 +48,13 @@ TaskLine::Parts partsOf(TaskEdit edit, const TaskItem& item) {
   take(parts.start, edit.start, item.start);
   take(parts.block, edit.block, item.block);
   return parts;
+}
+
+// The line. Throws for a value that would be read as something else.
+std::string written(const TaskLine::Parts& parts) {
+  std::string line = TaskLine::render(parts);
+  if (TaskLine::parse(line) != parts) throw Error("That can't be written in a task's line.");
+  return line;
 }
 
 // Everything but the line: the text before it, and that behind.
@@ -74,10 +83,8 @@ std::string withTask(std::string_view noteText, const TaskItem& item, const Task
   change(edit);
   TaskLine::Parts parts = partsOf(std::move(edit), item);
   parts.indent = present->indent;
-  const std::string written = TaskLine::render(parts);
-  if (TaskLine::parse(written) != parts) throw Error("That can't be written in a task's line.");
   const auto [before, after] = around(noteText, line);
-  return fmt::format("{}{}{}{}", before, written, TaskLine::ending(line), after);
+  return fmt::format("{}{}{}{}", before, written(parts), TaskLine::ending(line), after);
 }
 
 std::string withoutTask(std::string_view noteText, const TaskItem& item) {
@@ -104,7 +111,7 @@ TaskLine::Parts newTask(std::string_view typed, std::optional<std::string> due) 
 }
 
 std::string withNewTask(std::string_view noteText, const TaskLine::Parts& task) {
-  return Vault::appended(noteText, TaskLine::render(task).append(text::lineBreak(noteText)));
+  return Vault::appended(noteText, written(task).append(text::lineBreak(noteText)));
 }
 
 AddedTask addTask(const Vault& vault, const TaskLine::Parts& task, std::string_view listName, std::string_view folder) {

@@ -43,7 +43,7 @@ inline constexpr std::string_view taskListName = "Tasks";
 // The line of a new task from what was typed, control tags included; a given day replaces a typed one.
 TaskLine::Parts newTask(std::string_view typed, std::optional<std::string> due = {});
 
-// A list's text with one more task at its end.
+// A list's text with one more task at its end. Error when a value can't be written in a task's line.
 std::string withNewTask(std::string_view noteText, const TaskLine::Parts& task);
 
 struct AddedTask {

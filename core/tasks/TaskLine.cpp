@@ -59,6 +59,15 @@ std::size_t terminatorAt(std::string_view text, std::size_t at) {
   return isSeparator ? 3 : 0;
 }
 
+bool mayTerminate(char c) { return (c >= '\n' && c <= '\r') || c == '\xC2' || c == '\xE2'; }
+
+// Where the first line terminator begins, or the text ends.
+std::size_t endOfText(std::string_view text) {
+  for (std::size_t at = 0; at < text.size(); ++at)
+    if (mayTerminate(text[at]) && terminatorAt(text, at) > 0) return at;
+  return text.size();
+}
+
 std::size_t endOfIndent(std::string_view line) {
   std::size_t at = 0;
   while (at < line.size()) {
@@ -78,11 +87,22 @@ std::optional<Box> boxOf(std::string_view line) {
   if (line.substr(mark + 1, close.size()) != close) return std::nullopt;
   if (line[mark] != ' ' && line[mark] != 'x' && line[mark] != 'X') return std::nullopt;
   const std::string_view rest = line.substr(mark + 1 + close.size());
-  std::size_t end = 0;
-  while (end < rest.size() && terminatorAt(rest, end) == 0) ++end;
+  const std::size_t end = endOfText(rest);
   // A terminator ends the line, and nothing may follow it.
   if (end < rest.size() && terminatorAt(rest, end) != rest.size() - end) return std::nullopt;
   return Box{line.substr(0, hyphen), line[mark] != ' ', rest.substr(0, end), rest.substr(end)};
+}
+
+// Where the line begins whose first box this "[" may open; none when other things stand before it.
+std::size_t beginOfLine(std::string_view text, std::size_t bracket) {
+  if (bracket < 2 || text.substr(bracket - 2, 2) != "- ") return none;
+  std::size_t at = bracket - 2;
+  while (at > 0 && text[at - 1] != '\n') {
+    const auto before = unicode::decodeBefore(text, at);
+    if (!unicode::isWhitespace(before.value)) return none;
+    at -= before.length;
+  }
+  return at;
 }
 
 // ---- Control tags
@@ -146,7 +166,7 @@ bool mayEndTag(std::string_view text, std::size_t end) {
   return next != '/' && next != '-' && !unicode::isWord(next);
 }
 
-bool mayFollow(std::string_view before) {
+bool mayBeginTag(std::string_view before) {
   if (before.empty()) return true;
   const char32_t last = unicode::decodeBefore(before, before.size()).value;
   return last != '/' && last != '#' && !unicode::isWord(last);
@@ -156,7 +176,7 @@ bool mayFollow(std::string_view before) {
 std::size_t readTag(std::string_view text, std::size_t hash, Parts& parts) {
   const std::string_view rest = text.substr(hash + 1);
   for (const TagKind& kind : tagKinds) {
-    if (!rest.starts_with(kind.prefix)) continue;
+    if (rest.empty() || rest.front() != kind.prefix.front() || !rest.starts_with(kind.prefix)) continue;
     const std::size_t value = hash + 1 + kind.prefix.size();
     for (const std::string_view shape : kind.shapes) {
       const std::size_t end = shape.empty() ? none : endOfShape(text, value, shape);
@@ -166,6 +186,22 @@ std::size_t readTag(std::string_view text, std::size_t hash, Parts& parts) {
     }
   }
   return none;
+}
+
+// Takes the control tags out of a text: sets what they say, and hands on the pieces that are left.
+template <typename Keep>
+void takeTags(std::string_view text, Parts& parts, Keep keep) {
+  std::size_t begin = 0;  // of what was not handed on yet
+  std::size_t run = 0;    // where the tags began that end at `begin`, one touching the other
+  for (std::size_t hash = text.find('#'); hash != none; hash = text.find('#', hash + 1)) {
+    if (hash != begin) run = hash;
+    // What stands before it is looked at without the tags that were taken out.
+    const std::size_t end = mayBeginTag(text.substr(0, run)) ? readTag(text, hash, parts) : none;
+    if (end == none) continue;
+    keep(text.substr(begin, hash - begin));
+    begin = end;
+  }
+  keep(text.substr(begin));
 }
 
 // ---- Links
@@ -187,20 +223,17 @@ std::vector<std::string> tagsOf(std::string_view text) {
   return tags;
 }
 
+std::size_t lineBreaksIn(const char* begin, const char* end) {
+  return static_cast<std::size_t>(std::count(begin, end, '\n'));
+}
+
 }  // namespace
 
 Parts parseText(std::string_view text) {
   Parts parts;
   std::string words;
-  std::size_t begin = 0;
-  for (std::size_t hash = text.find('#'); hash != none; hash = text.find('#', hash + 1)) {
-    words += text.substr(begin, hash - begin);
-    begin = hash;
-    // What stands before it is looked at without the tags taken out so far.
-    const std::size_t end = mayFollow(words) ? readTag(text, hash, parts) : none;
-    if (end != none) begin = end;
-  }
-  parts.text = text::collapseWhitespace(words.append(text.substr(begin)));
+  takeTags(text, parts, [&](std::string_view piece) { words += piece; });
+  parts.text = text::collapseWhitespace(words);
   return parts;
 }
 
@@ -211,6 +244,16 @@ std::optional<Parts> parse(std::string_view line) {
   parts.indent = box->indent;
   if (box->isChecked) parts.status = TaskStatus::done;
   return parts;
+}
+
+std::optional<Glance> glance(std::string_view line) {
+  const auto box = boxOf(line);
+  if (!box) return std::nullopt;
+  Parts parts;
+  bool hasText = false;
+  takeTags(box->text, parts,
+           [&](std::string_view piece) { hasText = hasText || !text::trimWhitespace(piece).empty(); });
+  return Glance{box->isChecked ? TaskStatus::done : parts.status, std::move(parts.due), hasText};
 }
 
 std::string render(const Parts& parts) {
@@ -262,33 +305,50 @@ std::optional<TaskItem> task(std::string_view line) {
   return item;
 }
 
-bool mayHoldTasks(std::string_view text) { return text.find("- [") != none; }
-
-std::vector<TaskItem> tasks(std::string_view text, const Place& place) {
-  if (!mayHoldTasks(text)) return {};
-  const std::string_view body = MarkdownView(text).body;
-  const std::string_view above = text.substr(0, text.size() - body.size());
-  return tasksOfBody(body, static_cast<std::size_t>(std::count(above.begin(), above.end(), '\n')), place);
+std::optional<std::string_view> Scanner::next() {
+  for (std::size_t box = body_.find('[', position_); box != none; box = body_.find('[', position_)) {
+    position_ = box + 1;
+    const std::size_t begin = beginOfLine(body_, box);
+    if (begin == none || isCode(begin)) continue;
+    const std::size_t end = std::min(body_.find('\n', box), body_.size());
+    position_ = end;
+    return body_.substr(begin, end - begin);
+  }
+  return std::nullopt;
 }
 
-std::vector<TaskItem> tasksOfBody(std::string_view body, std::size_t firstLine, const Place& place) {
+bool Scanner::isCode(std::size_t line) {
+  while (fence_ != none && fence_ < line) {
+    isFenced_ = !isFenced_;
+    fence_ = markdown::nextFence(body_, std::min(body_.find('\n', fence_), body_.size()));
+  }
+  return isFenced_;
+}
+
+std::vector<TaskItem> tasks(std::string_view text, const Place& place, const Wanted& wanted) {
+  const std::string_view body = MarkdownView(text).body;
+  const std::size_t firstLine = lineBreaksIn(text.data(), text.data() + (text.size() - body.size()));
+  return tasksOfBody(body, firstLine, place, wanted);
+}
+
+std::vector<TaskItem> tasksOfBody(std::string_view body, std::size_t firstLine, const Place& place,
+                                  const Wanted& wanted) {
   std::vector<TaskItem> found;
-  if (!mayHoldTasks(body)) return found;
-  bool isCode = false;
-  for (std::size_t begin = 0, number = firstLine; begin < body.size(); ++number) {
-    const std::size_t end = std::min(body.find('\n', begin), body.size());
-    const std::string_view line = body.substr(begin, end - begin);
-    begin = end + 1;
-    if (markdown::isFence(line)) isCode = !isCode;
-    if (isCode) continue;
-    if (auto item = task(line)) {
-      item->noteID = place.noteID;
-      item->noteTitle = place.noteTitle;
-      item->folderPath = parentPath(place.noteID);
-      item->bucket = place.bucket;
-      item->line = number;
-      found.push_back(std::move(*item));
-    }
+  std::size_t index = 0;
+  std::size_t number = firstLine;
+  const char* counted = body.data();  // up to where the lines are
+  Scanner scanner(body);
+  while (const auto line = scanner.next()) {
+    if (!boxOf(*line) || (wanted && !wanted(index++))) continue;
+    number += lineBreaksIn(counted, line->data());
+    counted = line->data();
+    TaskItem item = *task(*line);
+    item.noteID = place.noteID;
+    item.noteTitle = place.noteTitle;
+    item.folderPath = parentPath(place.noteID);
+    item.bucket = place.bucket;
+    item.line = number;
+    found.push_back(std::move(item));
   }
   return found;
 }

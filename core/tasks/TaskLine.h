@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/tasks/TaskItem.h"
+#include "core/vault/MarkdownScanner.h"
 
 // The task line: `^(\s*)- \[([ xX])\] (.*)$`, with control tags anywhere in its text.
 namespace vesk {
@@ -42,6 +44,16 @@ std::optional<Parts> parse(std::string_view line);
 // As parse(), of what stands behind the box.
 Parts parseText(std::string_view text);
 
+// What decides on a task's place in a list.
+struct Glance {
+  TaskStatus status = TaskStatus::todo;
+  std::optional<std::string> due = {};
+  bool hasText = false;  // false for a box that still waits to be filled in
+};
+
+// What parse() would say of these, without making anything of the text.
+std::optional<Glance> glance(std::string_view line);
+
 // The line, with its tags in their fixed order: one that was rendered once renders the same ever after. Without what
 // may follow the text in the file, a carriage return.
 std::string render(const Parts& parts);
@@ -52,8 +64,22 @@ std::string_view ending(std::string_view line);
 // The text with each link shown by its alias, else its target.
 std::string plainLinks(std::string_view text);
 
-// True when one of the text's lines may be a task. What is false for it holds none.
-bool mayHoldTasks(std::string_view text);
+// Goes through the lines of a note's body that may be tasks: those that begin like one and are no code.
+class Scanner {
+ public:
+  explicit Scanner(std::string_view body) : body_(body), fence_(markdown::nextFence(body, 0)) {}
+
+  // The next line, without its "\n"; nullopt at the end.
+  std::optional<std::string_view> next();
+
+ private:
+  bool isCode(std::size_t line);
+
+  std::string_view body_;
+  std::size_t position_ = 0;
+  std::size_t fence_;      // the beginning of the next line that opens or closes a block
+  bool isFenced_ = false;  // the lines before it are code
+};
 
 // The note that a task stands in.
 struct Place {
@@ -62,11 +88,15 @@ struct Place {
   Bucket bucket = Bucket::other;
 };
 
+// Of the tasks of a note, by their place among them, which are wanted; empty for all.
+using Wanted = std::function<bool(std::size_t index)>;
+
 // The tasks of a note's whole text, in order; front matter and fenced code hold none.
-std::vector<TaskItem> tasks(std::string_view text, const Place& place);
+std::vector<TaskItem> tasks(std::string_view text, const Place& place, const Wanted& wanted = {});
 
 // The tasks of a note's body, whose first line is the file's line of that number.
-std::vector<TaskItem> tasksOfBody(std::string_view body, std::size_t firstLine, const Place& place);
+std::vector<TaskItem> tasksOfBody(std::string_view body, std::size_t firstLine, const Place& place,
+                                  const Wanted& wanted = {});
 
 // The task of one line; nullopt when it is none.
 std::optional<TaskItem> task(std::string_view line);

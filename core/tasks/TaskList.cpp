@@ -1,15 +1,16 @@
 #include "core/tasks/TaskList.h"
 
 #include <algorithm>
-#include <iterator>
+#include <map>
 #include <mutex>
-#include <string>
 #include <string_view>
+#include <utility>
 
+#include "core/base/AsciiSearch.h"
 #include "core/base/Text.h"
-#include "core/platform/Folder.h"
+#include "core/base/Unicode.h"
+#include "core/platform/Parallel.h"
 #include "core/tasks/TaskLine.h"
-#include "core/vault/MarkdownView.h"
 #include "core/vault/Note.h"
 #include "core/vault/VaultScan.h"
 
@@ -17,9 +18,9 @@ namespace vesk {
 
 namespace {
 
-bool isChat(const MarkdownView& view, std::string_view text) {
-  if (text.find(chatTag) == std::string_view::npos) return false;
-  const auto tags = noteTags(view);
+// A saved chat quotes other people's lists.
+bool isChat(const MarkdownView& note) {
+  const auto tags = noteTags(note);
   return std::find(tags.begin(), tags.end(), chatTag) != tags.end();
 }
 
@@ -29,41 +30,102 @@ Bucket bucketOf(std::string_view noteID, const Organization& organization) {
   return organization.role(noteID.substr(0, slash)).value_or(Bucket::other);
 }
 
-std::vector<TaskItem> tasksOf(const NoteFile& file, const Organization& organization) {
-  const Bucket bucket = bucketOf(file.id, organization);
-  if (bucket == Bucket::archive || !text::isValidUtf8(file.text)) return {};
-  const MarkdownView view(file.text);
-  if (isChat(view, file.text)) return {};
-  const std::string title = noteTitle(view, file.fileName());
-  return TaskLine::tasks(file.text, {file.id, title, bucket});
+// The digits of a due day as a number; those of other scripts count the same.
+std::uint64_t dayNumber(std::string_view due) {
+  std::uint64_t number = 0;
+  for (std::size_t at = 0; at < due.size();) {
+    const auto next = unicode::decode(due, at);
+    if (next.value != '-') number = 10 * number + static_cast<std::uint64_t>(unicode::digitValue(next.value));
+    at += next.length;
+  }
+  return number;
+}
+
+constexpr std::uint64_t noDay = 1'0000'00'00;  // after every day
+
+// What is done comes after all that is not.
+std::uint64_t rankOf(const TaskLine::Glance& task) {
+  return (task.status == TaskStatus::done ? 10 * noDay : 0) + (task.due ? dayNumber(*task.due) : noDay);
+}
+
+bool fits(const TaskLine::Glance& task, const TaskFilter& filter) {
+  if (!task.hasText || (filter.status && task.status != *filter.status)) return false;
+  if (filter.openOnly && task.status == TaskStatus::done) return false;
+  return !filter.dueBy || (task.due && dayNumber(*task.due) <= dayNumber(*filter.dueBy));
 }
 
 }  // namespace
 
-std::vector<TaskItem> scanTasks(const Vault& vault, const std::function<bool(const TaskItem&)>& wanted) {
-  const Organization organization = vault.organization().value_or(Organization::para());
+TaskList::TaskList(const Vault& vault, const TaskFilter& filter)
+    : vault_(vault), organization_(vault.organization().value_or(Organization::para())) {
+  const text::AsciiSearch chatMark(chatTag);  // tells fast that most notes are none
   std::mutex mutex;
-  std::vector<TaskItem> found;
   vault.scanOnce([&](const NoteFile& file) {
-    if (!TaskLine::mayHoldTasks(file.text)) return false;
-    auto tasks = tasksOf(file, organization);
-    std::erase_if(tasks, [&](const TaskItem& task) { return !wanted(task); });
-    if (tasks.empty()) return false;
+    const MarkdownView note(file.text);
+    std::vector<Entry> entries = entriesOf(file.id, note, filter);
+    if (entries.empty() || !text::isValidUtf8(file.text)) return false;
+    if (chatMark.find(file.text, 0) != std::string_view::npos && isChat(note)) return false;
     const std::lock_guard lock(mutex);
-    std::move(tasks.begin(), tasks.end(), std::back_inserter(found));
+    for (Entry& entry : entries) entry.note = static_cast<std::uint32_t>(noteIDs_.size());
+    noteIDs_.emplace_back(file.id);
+    entries_.insert(entries_.end(), entries.begin(), entries.end());
     return false;  // what is needed of it is known
   });
-  return found;
 }
 
-bool comesSooner(const TaskItem& a, const TaskItem& b) {
-  const bool aIsDone = a.status == TaskStatus::done;
-  const bool bIsDone = b.status == TaskStatus::done;
-  if (aIsDone != bIsDone) return bIsDone;
-  if (a.due.has_value() != b.due.has_value()) return a.due.has_value();
-  if (a.due != b.due) return *a.due < *b.due;
-  if (a.noteID != b.noteID) return listedBefore(a.noteID, b.noteID);
-  return a.line < b.line;
+std::vector<TaskList::Entry> TaskList::entriesOf(std::string_view noteID, const MarkdownView& note,
+                                                 const TaskFilter& filter) const {
+  std::vector<Entry> entries;
+  if (!filter.folder.empty() && !noteID.starts_with(filter.folder + "/")) return entries;
+  if (bucketOf(noteID, organization_) == Bucket::archive) return entries;
+  TaskLine::Scanner scanner(note.body);
+  for (std::uint32_t number = 0; const auto line = scanner.next();) {
+    const auto task = TaskLine::glance(*line);
+    if (!task) continue;
+    if (entries.empty()) entries.reserve(32);  // the threads share one heap
+    if (fits(*task, filter)) entries.push_back({.rank = rankOf(*task), .number = number});
+    ++number;
+  }
+  return entries;
+}
+
+bool TaskList::comesBefore(const Entry& a, const Entry& b) const {
+  if (a.rank != b.rank) return a.rank < b.rank;
+  if (a.note != b.note) return listedBefore(noteIDs_[a.note], noteIDs_[b.note]);
+  return a.number < b.number;
+}
+
+std::vector<TaskItem> TaskList::page(std::size_t begin, std::size_t end) {
+  end = std::min(end, entries_.size());
+  begin = std::min(begin, end);
+  std::partial_sort(entries_.begin(), entries_.begin() + static_cast<std::ptrdiff_t>(end), entries_.end(),
+                    [&](const Entry& a, const Entry& b) { return comesBefore(a, b); });
+  std::map<std::size_t, std::map<std::size_t, std::size_t>> byNote;  // by a task's number, its place on the page
+  for (std::size_t i = begin; i < end; ++i) byNote[entries_[i].note][entries_[i].number] = i - begin;
+  const std::vector<std::pair<std::size_t, std::map<std::size_t, std::size_t>>> notes(byNote.begin(), byNote.end());
+
+  std::vector<std::optional<TaskItem>> found(end - begin);
+  inParallel(notes.size(), [&](std::size_t i) {
+    const auto& places = notes[i].second;
+    auto place = places.begin();
+    for (TaskItem& task :
+         tasksOf(noteIDs_[notes[i].first], [&](std::size_t number) { return places.contains(number); }))
+      found[(place++)->second] = std::move(task);
+  });
+  std::vector<TaskItem> page;
+  for (auto& task : found)
+    if (task) page.push_back(std::move(*task));
+  return page;
+}
+
+std::vector<TaskItem> TaskList::tasksOf(const std::string& noteID, const TaskLine::Wanted& wanted) const {
+  try {
+    const std::string text = vault_.read(noteID);
+    const std::string title = noteTitle(MarkdownView(text), NoteFile{.id = noteID}.fileName());
+    return TaskLine::tasks(text, {noteID, title, bucketOf(noteID, organization_)}, wanted);
+  } catch (const Error&) {
+    return {};  // it has gone since
+  }
 }
 
 }  // namespace vesk

@@ -10,16 +10,18 @@ namespace vesk {
 
 // Taking back what an assistant did, as its log has it.
 //
-// | kind         | what the log holds              | is undone by            | as long as |
-// |--------------|---------------------------------|-------------------------|------------------------------------------|
-// | file         | noteID (now), fromFolder        | moving it back there    | it is at noteID, its old place is free |
-// | createNote   | noteID, after                   | the Trash               | its text is `after` | | createFolder |
-// noteID                          | the Trash               | it is an empty folder                    | | append |
-// noteID, appended                | taking the text off     | the note ends with it                    | | edit |
-// noteID, before, after           | writing `before`        | its text is `after`                      | | rename |
-// noteID and toFolder, fromFolder | moving it back          | it is at toFolder, its old place is free | | moveFolder
-// | toFolder, fromFolder            | moving it back          | it is at toFolder, its old place is free | | trash |
-// noteID (before), trashedTo      | restoring it            | it is in the Trash, its place is free    |
+// clang-format off
+// | kind         | what the log holds              | is undone by        | as long as                               |
+// |--------------|---------------------------------|---------------------|------------------------------------------|
+// | file         | noteID (now), fromFolder        | moving it back      | it is at noteID, its old place is free   |
+// | createNote   | noteID, after                   | the Trash           | its text is `after`                      |
+// | createFolder | noteID                          | the Trash           | it is an empty folder                    |
+// | append       | noteID, appended                | taking the text off | the note ends with it                    |
+// | edit         | noteID, before, after           | writing `before`    | its text is `after`                      |
+// | rename       | noteID and toFolder, fromFolder | moving it back      | it is at toFolder, its old place is free |
+// | moveFolder   | toFolder, fromFolder            | moving it back      | it is at toFolder, its old place is free |
+// | trash        | noteID (before), trashedTo      | restoring it        | it is in the Trash, its place is free    |
+// clang-format on
 //
 // For `file`, fromFolder is the folder the note was in; for `rename` and `moveFolder` the paths are the item's own.
 // Reads, searches and syncs change nothing. `edit` and `append` undo what they did to any text file of the vault.

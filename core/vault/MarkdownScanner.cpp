@@ -15,17 +15,6 @@ constexpr std::size_t none = std::string_view::npos;
 // The first line break at or after `at`, or the text's end.
 std::size_t endOfLine(std::string_view text, std::size_t at) { return std::min(text.find('\n', at), text.size()); }
 
-// The beginning of the next line, from the line that begins at `lineBegin` on, that opens or closes a block; none
-// without one.
-std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
-  for (std::size_t tick = text.find('`', lineBegin); tick != none; tick = text.find('`', endOfLine(text, tick))) {
-    const std::size_t lineBreak = text.rfind('\n', tick);
-    const std::size_t begin = lineBreak == none ? 0 : lineBreak + 1;
-    if (isFence(text.substr(begin, tick + 3 - begin))) return begin;
-  }
-  return none;
-}
-
 // Collects the kept pieces of one text, joining those that touch.
 class Pieces {
  public:
@@ -110,9 +99,14 @@ std::optional<std::string> firstHeading(std::string_view text) {
   return std::nullopt;
 }
 
-bool isFence(std::string_view line) {
-  const std::size_t begin = line.find_first_not_of(" \t");
-  return begin != none && line.substr(begin).starts_with("```");
+std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
+  for (std::size_t tick = text.find('`', lineBegin); tick != none; tick = text.find('`', endOfLine(text, tick))) {
+    const std::size_t lineBreak = text.rfind('\n', tick);
+    const std::size_t begin = lineBreak == none ? 0 : lineBreak + 1;
+    const bool isFirst = text.substr(begin, tick - begin).find_first_not_of(" \t") == none;
+    if (isFirst && text.substr(tick).starts_with("```")) return begin;
+  }
+  return none;
 }
 
 std::optional<Link> LinkScanner::next() {

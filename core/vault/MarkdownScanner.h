@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,8 +35,9 @@ class LinkScanner {
 // The targets of all wiki links, in order.
 std::vector<std::string> links(std::string_view text);
 
-// True for a line that opens or closes a fenced block.
-bool isFence(std::string_view line);
+// The beginning of the next line that opens or closes a fenced block, from the line that begins at `lineBegin` on; npos
+// without one.
+std::size_t nextFence(std::string_view text, std::size_t lineBegin);
 
 // The pieces of `text` that are prose, in order; together they are prose(text). A line break that joins two lines with
 // code between them belongs to the piece before it.

@@ -25,14 +25,21 @@ bool isNote(const FolderEntry& entry) {
          entry.name != assistantRulesFile && !entry.name.starts_with('.');
 }
 
-// The folder's notes and folders, in the order a file browser shows them.
+bool comesBefore(const FolderEntry& a, const FolderEntry& b) { return text::compareNames(a.name, b.name) < 0; }
+
+// The folder's notes and folders, in no order.
 std::vector<FolderEntry> itemsOf(const Folder& folder) {
   std::vector<FolderEntry> items = folder.entries();
   std::erase_if(items, [](const FolderEntry& entry) {
     return entry.name.starts_with('.') || (entry.kind != FileKind::folder && !isNote(entry));
   });
-  std::sort(items.begin(), items.end(),
-            [](const FolderEntry& a, const FolderEntry& b) { return text::compareNames(a.name, b.name) < 0; });
+  return items;
+}
+
+// In the order a file browser shows them.
+std::vector<FolderEntry> sortedItemsOf(const Folder& folder) {
+  std::vector<FolderEntry> items = itemsOf(folder);
+  std::sort(items.begin(), items.end(), comesBefore);
   return items;
 }
 
@@ -165,7 +172,8 @@ class VaultScan {
     auto opened = openIfThere(root_, scanned.path);
     if (!opened) return;
     const auto folder = std::make_shared<const Folder>(std::move(*opened));
-    scanned.items = itemsOf(*folder);
+    // What a filter leaves is put in order when it is known: as a rule it is little.
+    scanned.items = options_.filter ? itemsOf(*folder) : sortedItemsOf(*folder);
     if (options_.cache) scanned.known = options_.cache->find(absolutePath(scanned.path), scanned.bucket);
     scanned.notes.resize(scanned.items.size());
     scanned.stamps.resize(scanned.items.size());
@@ -260,16 +268,26 @@ class VaultScan {
   JobQueue queue_;
 };
 
+// The indices of the items that were kept, in order.
+std::vector<std::size_t> keptItems(const ScannedFolder& scanned) {
+  std::vector<std::size_t> kept;
+  for (std::size_t i = 0; i < scanned.items.size(); ++i)
+    if (scanned.folders[i] || scanned.notes[i]) kept.push_back(i);
+  const auto isBefore = [&](std::size_t a, std::size_t b) { return comesBefore(scanned.items[a], scanned.items[b]); };
+  if (!std::is_sorted(kept.begin(), kept.end(), isBefore)) std::sort(kept.begin(), kept.end(), isBefore);
+  return kept;
+}
+
 // Puts what was found together in scan order. As deep as the folders are: a path's length bounds that.
 FolderNode assemble(ScannedFolder& scanned, std::vector<NoteRef>& notes) {
   FolderNode node;
   node.id = scanned.path;
   node.name = lastComponent(scanned.path);
   node.bucket = scanned.bucket;
-  for (std::size_t i = 0; i < scanned.items.size(); ++i) {
+  for (const std::size_t i : keptItems(scanned)) {
     if (scanned.folders[i]) {
       node.folders.push_back(assemble(*scanned.folders[i], notes));
-    } else if (scanned.notes[i]) {
+    } else {
       notes.push_back(scanned.notes[i]);
       node.notes.push_back(std::move(scanned.notes[i]));
     }
@@ -303,7 +321,7 @@ void remember(const ScannedFolder& scanned, const std::string& root, ParsedNotes
 // None when the folder has gone. It is closed again before the folders in it are opened.
 std::vector<FolderEntry> itemsBelow(const Folder& root, std::string_view path) {
   const auto folder = openIfThere(root, path);
-  return folder ? itemsOf(*folder) : std::vector<FolderEntry>();
+  return folder ? sortedItemsOf(*folder) : std::vector<FolderEntry>();
 }
 
 void listBelow(const Folder& root, const FolderSummary& parent, const Organization& organization,

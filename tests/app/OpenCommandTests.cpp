@@ -109,8 +109,16 @@ TEST(StatusCommand, TellsOfTheVaultAsJson) {
 TEST(Commands, NeedAVaultThatIsThere) {
   const TemporaryFolder vault;
   const auto check = [](const std::string& sentence) {
-    for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"status"}, {"notes"}, {"search", "x"}, {"watch"}}) {
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"status"},
+                                                    {"notes"},
+                                                    {"search", "x"},
+                                                    {"watch"},
+                                                    {"tasks"},
+                                                    {"add", "x"},
+                                                    {"done", "x"},
+                                                    {"today"},
+                                                    {"plan"},
+                                                    {"undo", "--last"}}) {
       const ProgramResult result = vesk(command);
       EXPECT_EQ(result.exitStatus, 1) << command[0];
       EXPECT_THAT(result.errors, HasSubstr(sentence));

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <libical/ical.h>
 #include <map>
 #include <memory>
 #include <random>
@@ -10,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <libical/ical.h>
 #include <unicode/regex.h>
 
 #include "core/base/Text.h"

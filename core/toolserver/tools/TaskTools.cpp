@@ -88,22 +88,14 @@ Json entryOf(const TaskItem& task) {
 }
 
 std::string listTasks(ToolContext& context, const ToolArguments& arguments) {
-  const auto status = statusOf(arguments);
-  const auto folder = arguments.optionalText("folder")
-                          ? std::optional(context.folder(arguments, "folder", "A folder path is required."))
-                          : std::nullopt;
-  const auto dueBy = arguments.given("due_by", badDay);
-  if (dueBy && !dueBy->empty() && !isDay(*dueBy)) throw ToolError(badDay);
-  auto tasks = scanTasks(context.vault(), [&](const TaskItem& task) {
-    if (task.text.empty()) return false;  // a box that still waits to be filled in
-    if (status && task.status != *status) return false;
-    if (folder && !task.noteID.starts_with(*folder + "/")) return false;
-    return !dueBy || dueBy->empty() || (task.due && *task.due <= *dueBy);
-  });
+  TaskFilter filter{.status = statusOf(arguments)};
+  if (arguments.optionalText("folder"))
+    filter.folder = context.folder(arguments, "folder", "A folder path is required.");
+  setText(filter.dueBy, arguments, "due_by", isDay, badDay);
+  TaskList tasks(context.vault(), filter);
   toolResult::Page page("tasks", tasks.size(), arguments.offset(), arguments.limit());
-  std::partial_sort(tasks.begin(), tasks.begin() + static_cast<std::ptrdiff_t>(page.end()), tasks.end(), comesSooner);
-  for (std::size_t i = page.begin(); i < page.end(); ++i)
-    if (!page.add(entryOf(tasks[i]))) break;
+  for (const TaskItem& task : tasks.page(page.begin(), page.end()))
+    if (!page.add(entryOf(task))) break;
   return page.text();
 }
 
