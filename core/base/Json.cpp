@@ -298,4 +298,39 @@ std::string Json::compact() const { return written(*this, Layout::compact); }
 
 std::string Json::pretty() const { return written(*this, Layout::pretty); }
 
+namespace {
+
+constexpr std::string_view blanks = " \t\r\n";
+
+// The quote that ends the string which begins at `at`; npos without one.
+std::size_t endOfString(std::string_view text, std::size_t at) {
+  for (++at; (at = text.find_first_of("\"\\", at)) != std::string_view::npos; at += 2)
+    if (text[at] == '"') return at;
+  return at;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::string_view>> Json::elements(std::string_view text) {
+  std::vector<std::string_view> found;
+  std::size_t begin = text.find_first_not_of(blanks);
+  if (begin == std::string_view::npos || text[begin] != '[') return std::nullopt;
+  std::size_t depth = 1;
+  for (std::size_t at = ++begin; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '"' && (at = endOfString(text, at)) == std::string_view::npos) return std::nullopt;
+    if (c == '[' || c == '{') ++depth;
+    if (c == ']' || c == '}') --depth;
+    if (depth > 1 || (c != ',' && depth == 1)) continue;
+    found.push_back(text::trim(text.substr(begin, at - begin), blanks));
+    begin = at + 1;
+    if (depth == 0) break;
+  }
+  const bool isWhole = depth == 0 && text.find_first_not_of(blanks, begin) == std::string_view::npos;
+  if (!isWhole) return std::nullopt;
+  if (found.size() == 1 && found.front().empty()) found.clear();
+  const auto isMissing = [](std::string_view element) { return element.empty(); };
+  return std::none_of(found.begin(), found.end(), isMissing) ? std::optional(std::move(found)) : std::nullopt;
+}
+
 }  // namespace vesk

@@ -51,6 +51,10 @@ class Json {
   // mark in front is skipped.
   static Json parse(std::string_view text);
 
+  // The texts of an array's elements as they stand, told apart by their brackets, commas and strings alone: each is
+  // JSON or not by itself. Nullopt when the text is no array.
+  static std::optional<std::vector<std::string_view>> elements(std::string_view text);
+
   bool isNull() const;
   // The value when it is of that kind, else nullptr (or nullopt).
   const std::string* string() const;

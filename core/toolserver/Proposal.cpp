@@ -28,9 +28,12 @@ const std::string* textOf(const Json& json, std::string_view key) {
   return value ? value->string() : nullptr;
 }
 
-bool hasID(const Json& entry, std::string_view id) {
-  const std::string* own = textOf(entry, "id");
-  return own && *own == id;
+std::optional<Proposal> decoded(std::string_view entry) {
+  try {
+    return proposalFrom(Json::parse(entry));
+  } catch (const JsonError&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace
@@ -64,11 +67,10 @@ std::optional<Proposal> proposalFrom(const Json& json) {
 }
 
 std::vector<Proposal> ProposalStore::all() const {
-  const Json json = supportFile::read(directory_, fileName).value_or(Json());
+  const std::string text = supportFile::readText(directory_, fileName).value_or("");
   std::vector<Proposal> proposals;
-  if (!json.array()) return proposals;
-  for (const Json& entry : *json.array())
-    if (auto proposal = proposalFrom(entry)) proposals.push_back(std::move(*proposal));
+  for (const std::string_view entry : Json::elements(text).value_or(Entries()))
+    if (auto proposal = decoded(entry)) proposals.push_back(std::move(*proposal));
   return proposals;
 }
 
@@ -79,25 +81,35 @@ std::optional<Proposal> ProposalStore::find(std::string_view id) const {
 }
 
 void ProposalStore::add(const Proposal& proposal) const {
-  rewrite([&](Json::Array& entries) { entries.push_back(toJson(proposal)); });
+  const std::string list = Json(Json::Array{toJson(proposal)}).pretty();
+  const std::string_view entry = Json::elements(list)->front();
+  rewrite([&](Entries& entries) { entries.push_back(entry); });
 }
 
 void ProposalStore::remove(std::string_view id) const {
-  rewrite([&](Json::Array& entries) { std::erase_if(entries, [&](const Json& entry) { return hasID(entry, id); }); });
+  rewrite([&](Entries& entries) {
+    std::erase_if(entries, [&](std::string_view entry) {
+      if (entry.find(id) == std::string_view::npos) return false;
+      const auto proposal = decoded(entry);
+      return proposal && proposal->id == id;
+    });
+  });
 }
 
-// Entries that are no proposals stay as they are.
-void ProposalStore::rewrite(const std::function<void(Json::Array&)>& change) const {
+// The entries keep their text: what is no proposal stays as it is, and what is one need not be read to add another.
+void ProposalStore::rewrite(const std::function<void(Entries& entries)>& change) const {
   supportFile::makeDirectory(directory_);
   const FileLock held(directory_);
-  Json json = supportFile::readToRewrite(directory_, fileName);
-  if (!json.array()) {
-    supportFile::keepAside(directory_, fileName);
-    json = Json(Json::Array());
-  }
-  const std::size_t present = json.array()->size();
-  change(*json.array());
-  if (json.array()->size() != present) supportFile::write(directory_, fileName, json);
+  const auto text = supportFile::readText(directory_, fileName);
+  auto entries = text ? Json::elements(*text) : std::nullopt;
+  if (!entries) supportFile::keepAside(directory_, fileName);
+  if (!entries) entries.emplace();
+  const std::size_t present = entries->size();
+  change(*entries);
+  if (entries->size() == present) return;
+  std::string list = "[";
+  for (const std::string_view entry : *entries) list.append(list.size() > 1 ? ",\n  " : "\n  ").append(entry);
+  supportFile::writeText(directory_, fileName, list.append(entries->empty() ? "]" : "\n]"));
 }
 
 }  // namespace vesk

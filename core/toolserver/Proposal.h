@@ -50,7 +50,7 @@ class ProposalStore {
 
   explicit ProposalStore(std::string directory) : directory_(std::move(directory)) {}
 
-  // The oldest first. None when the file is missing or can't be read; what is no proposal in it is passed over.
+  // The oldest first. None when the file is missing or is no array; what is no proposal in it is passed over.
   std::vector<Proposal> all() const;
   std::optional<Proposal> find(std::string_view id) const;
 
@@ -62,7 +62,8 @@ class ProposalStore {
   void remove(std::string_view id) const;
 
  private:
-  void rewrite(const std::function<void(Json::Array& entries)>& change) const;
+  using Entries = std::vector<std::string_view>;  // as they stand in the file
+  void rewrite(const std::function<void(Entries& entries)>& change) const;
 
   std::string directory_;
 };

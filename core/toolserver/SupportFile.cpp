@@ -44,13 +44,22 @@ FileLock lockReviews(const std::string& directory) {
   return FileLock::onFile(joinPath(directory, "reviews.lock"));
 }
 
-std::optional<Json> read(const std::string& directory, std::string_view name) {
+std::optional<std::string> readText(const std::string& directory, std::string_view name) {
   try {
     const Folder folder = Folder::open(directory);
     const auto info = folder.info(name);
     if (!info || info->size > maximumSize) return std::nullopt;
-    return Json::parse(folder.read(name));
+    return folder.read(name);
   } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<Json> read(const std::string& directory, std::string_view name) {
+  const auto text = readText(directory, name);
+  try {
+    return text ? std::optional(Json::parse(*text)) : std::nullopt;
+  } catch (const JsonError&) {
     return std::nullopt;
   }
 }
@@ -73,10 +82,13 @@ void keepAside(const std::string& directory, std::string_view name) {
 }
 
 void write(const std::string& directory, std::string_view name, const Json& json) {
+  writeText(directory, name, json.pretty());
+}
+
+void writeText(const std::string& directory, std::string_view name, std::string_view text) {
+  if (text.size() > maximumSize) throw Error(fmt::format("{} in Vesk's settings is full.", name));
   makeDirectory(directory);
   const Folder folder = Folder::open(directory);
-  const std::string text = json.pretty();
-  if (text.size() > maximumSize) throw Error(fmt::format("{} in Vesk's settings is full.", name));
   if (!folder.createFile(name, text, 0600)) folder.replaceFile(name, text);
 }
 

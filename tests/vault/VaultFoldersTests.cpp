@@ -92,9 +92,10 @@ TEST_F(VaultGuard, ResolvesPathsInsideTheVaultOnly) {
 
 TEST_F(VaultGuard, HoldsInEveryOperation) {
   const std::string outside = folder.supportDirectory() + "/outside";
-  const std::string trashed = folder.supportDirectory() + "/Trashed.md";
   fs::create_directories(outside + "/Sub");
-  for (const std::string& path : {outside + "/Secret.md", trashed}) std::ofstream(path) << "secret #tag";
+  std::ofstream(outside + "/Secret.md") << "secret #tag";
+  folder.write("Trashed.md", "secret #tag");
+  const std::string trashed = vault.trash("Trashed.md");
   fs::create_directory_symlink(outside, folder.at("Out"));
   fs::create_directory_symlink("../support/outside", folder.at("Up"));
   fs::create_symlink(outside + "/Secret.md", folder.at("Out.md"));
