@@ -162,8 +162,10 @@ void decide(const ReviewOptions& options) {
   decisions.add(approval, options.approved);
   if (decisions.all().empty()) return print("{}\n", nothingWaits);
   std::size_t failures = 0;
-  for (const auto& [decision, proposal] : decisions.all())
-    if (!carryOut(decision, proposal)) ++failures;
+  for (const auto& [decision, proposal] : decisions.all()) {
+    const auto now = store().find(proposal.id);  // an earlier one may have brought it along
+    if (!carryOut(decision, now.value_or(proposal))) ++failures;
+  }
   if (failures > 0) throw Error(fmt::format("{} failed.", counted(failures, "change")));
 }
 

@@ -96,6 +96,11 @@ void requireUnchanged(const Proposal& proposal, const Vault& vault) {
   throw VaultError::conflict();
 }
 
+std::vector<DiffLine> changedLines(std::vector<DiffLine> diff) {
+  std::erase_if(diff, [](const DiffLine& line) { return line.kind == DiffLine::Kind::same; });
+  return diff;
+}
+
 Json::Object argumentsOf(const Proposal& proposal) {
   try {
     Json arguments = Json::parse(proposal.arguments);
@@ -220,6 +225,16 @@ void MCPServer::apply(const Proposal& proposal) const {
     throw ProposalError(refusal.what());
   }
   store.remove(proposal.id);
+  bringAlong(proposal);
+}
+
+PlannedChange MCPServer::planned(const Proposal& proposal, ToolContext& context) const {
+  const Tool& tool = *toolCatalog::find(proposal.tool);
+  const Change* plan = std::get_if<Change>(&tool.handler);
+  if (!plan) throw ProposalError(fmt::format("The tool {} changes nothing.", proposal.tool));
+  PlannedChange change = (*plan)(context, ToolArguments(argumentsOf(proposal)));
+  if (change.notePath != proposal.notePath) throw VaultError::conflict();
+  return change;
 }
 
 void MCPServer::carryOut(const Proposal& proposal) const {
@@ -227,13 +242,30 @@ void MCPServer::carryOut(const Proposal& proposal) const {
   if (proposal.vaultPath && *proposal.vaultPath != context.vault().root())
     throw ProposalError(fmt::format("This change is for another vault, {}. Open that one first.", *proposal.vaultPath));
   requireUnchanged(proposal, context.vault());
-  const Tool& tool = *toolCatalog::find(proposal.tool);
-  const Change* plan = std::get_if<Change>(&tool.handler);
-  if (!plan) throw ProposalError(fmt::format("The tool {} changes nothing.", proposal.tool));
-  const PlannedChange change = (*plan)(context, ToolArguments(argumentsOf(proposal)));
-  if (change.notePath != proposal.notePath) throw VaultError::conflict();
+  const PlannedChange change = planned(proposal, context);
   context.log().requireWritable();
   change.carryOut();
+}
+
+// An assistant that proposes five changes to one note proposes them for the text that it read. Without this the first
+// one approved would be in the way of the others.
+void MCPServer::bringAlong(const Proposal& applied) const {
+  const ProposalStore store(directory_);
+  for (Proposal& other : store.all()) {
+    const bool isForThatText = other.notePath == applied.notePath && other.before == applied.before && other.before &&
+                               other.after && other.vaultPath == applied.vaultPath;
+    if (!isForThatText) continue;
+    try {
+      ToolContext context = contextFor(other.tool, nullptr);
+      const PlannedChange change = planned(other, context);
+      const auto shown = changedLines(other.diff());
+      other.before = change.before;
+      other.after = change.after;
+      if (changedLines(other.diff()) == shown) store.replace(other);
+    } catch (const Error&) {
+      continue;  // it stays as it was proposed, and will say why it can't be approved
+    }
+  }
 }
 
 }  // namespace vesk

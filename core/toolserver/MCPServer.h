@@ -50,6 +50,8 @@ class MCPServer {
   std::string propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
                       const PlannedChange& change) const;
   void carryOut(const Proposal& proposal) const;
+  PlannedChange planned(const Proposal& proposal, ToolContext& context) const;
+  void bringAlong(const Proposal& applied) const;
 
   std::string directory_;
   Surroundings surroundings_;

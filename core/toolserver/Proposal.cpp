@@ -36,6 +36,21 @@ std::optional<Proposal> decoded(std::string_view entry) {
   }
 }
 
+struct HasID {
+  std::string_view id;
+  bool operator()(std::string_view entry) const {
+    if (entry.find(id) == std::string_view::npos) return false;  // most need not be read
+    const auto proposal = decoded(entry);
+    return proposal && proposal->id == id;
+  }
+};
+
+// As it stands in the file, indented as an element of the list.
+std::string entryOf(const Proposal& proposal) {
+  const std::string list = Json(Json::Array{toJson(proposal)}).pretty();
+  return std::string(Json::elements(list)->front());
+}
+
 }  // namespace
 
 std::vector<DiffLine> Proposal::diff() const { return DiffLine::compare(before.value_or(""), after.value_or("")); }
@@ -81,32 +96,35 @@ std::optional<Proposal> ProposalStore::find(std::string_view id) const {
 }
 
 void ProposalStore::add(const Proposal& proposal) const {
-  const std::string list = Json(Json::Array{toJson(proposal)}).pretty();
-  const std::string_view entry = Json::elements(list)->front();
-  rewrite([&](Entries& entries) { entries.push_back(entry); });
-}
-
-void ProposalStore::remove(std::string_view id) const {
+  const std::string entry = entryOf(proposal);
   rewrite([&](Entries& entries) {
-    std::erase_if(entries, [&](std::string_view entry) {
-      if (entry.find(id) == std::string_view::npos) return false;
-      const auto proposal = decoded(entry);
-      return proposal && proposal->id == id;
-    });
+    entries.push_back(entry);
+    return true;
   });
 }
 
+void ProposalStore::replace(const Proposal& proposal) const {
+  const std::string entry = entryOf(proposal);
+  rewrite([&](Entries& entries) {
+    const auto present = std::find_if(entries.begin(), entries.end(), HasID{proposal.id});
+    if (present != entries.end()) *present = entry;
+    return present != entries.end();
+  });
+}
+
+void ProposalStore::remove(std::string_view id) const {
+  rewrite([&](Entries& entries) { return std::erase_if(entries, HasID{id}) > 0; });
+}
+
 // The entries keep their text: what is no proposal stays as it is, and what is one need not be read to add another.
-void ProposalStore::rewrite(const std::function<void(Entries& entries)>& change) const {
+void ProposalStore::rewrite(const std::function<bool(Entries& entries)>& change) const {
   supportFile::makeDirectory(directory_);
   const FileLock held(directory_);
   const auto text = supportFile::readText(directory_, fileName);
   auto entries = text ? Json::elements(*text) : std::nullopt;
   if (!entries) supportFile::keepAside(directory_, fileName);
   if (!entries) entries.emplace();
-  const std::size_t present = entries->size();
-  change(*entries);
-  if (entries->size() == present) return;
+  if (!change(*entries)) return;
   std::string list = "[";
   for (const std::string_view entry : *entries) list.append(list.size() > 1 ? ",\n  " : "\n  ").append(entry);
   supportFile::writeText(directory_, fileName, list.append(entries->empty() ? "]" : "\n]"));

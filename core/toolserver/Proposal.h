@@ -58,12 +58,16 @@ class ProposalStore {
   // that the file could not be read any more.
   void add(const Proposal& proposal) const;
 
+  // Puts a proposal in the place of the one with its id, if that is there.
+  void replace(const Proposal& proposal) const;
+
   // Drops the proposal of that id, if it is there.
   void remove(std::string_view id) const;
 
  private:
   using Entries = std::vector<std::string_view>;  // as they stand in the file
-  void rewrite(const std::function<void(Entries& entries)>& change) const;
+  // `change` says whether it changed anything.
+  void rewrite(const std::function<bool(Entries& entries)>& change) const;
 
   std::string directory_;
 };

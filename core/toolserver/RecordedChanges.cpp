@@ -130,6 +130,14 @@ void RecordedChanges::logTrash(std::string_view title, std::string_view path, st
       {.kind = Kind::trash, .title = std::string(title), .noteID = std::string(path), .trashedTo = std::move(landed)});
 }
 
+void RecordedChanges::takeBack(const AIAction& action) const {
+  try {
+    undo::run(action, vault_);
+  } catch (const Error&) {
+    return;  // what is told is why it could not be recorded
+  }
+}
+
 void RecordedChanges::record(AIAction action) const {
   action.id = newUuid();
   action.date = now_;
@@ -137,7 +145,7 @@ void RecordedChanges::record(AIAction action) const {
   try {
     log_.append(action);
   } catch (const Error&) {
-    undo::run(action, vault_);
+    takeBack(action);
     throw;
   }
 }

@@ -54,6 +54,7 @@ class RecordedChanges {
   void ensureFolder(std::string_view path) const;
   void logTrash(std::string_view title, std::string_view path, std::string landed) const;
   void record(AIAction action) const;
+  void takeBack(const AIAction& action) const;
 
   const Vault& vault_;
   const AIActionLog& log_;

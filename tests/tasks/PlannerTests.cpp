@@ -15,6 +15,7 @@
 #include "core/base/Text.h"
 #include "core/tasks/PlanCalendar.h"
 #include "core/tasks/Planner.h"
+#include "core/tasks/Reminders.h"
 #include "core/tasks/TaskLine.h"
 #include "tests/vault/VaultTesting.h"
 
@@ -283,6 +284,24 @@ TEST(PlanCalendar, CarriesEveryTitle) {
   const TaskBlock hostile{"i\r\nd", "a\r\nb\rc\x01\t\x7F\x1F\0d"s, Timestamp::max(), 2'000'000'000, {}};
   EXPECT_THAT(titlesIn(iCalendar({hostile, blocks.back()})), ElementsAre("a\nb\nc     d", titles.back()));
   EXPECT_THAT(titlesIn(iCalendar({})), ElementsAre());
+}
+
+TEST(Reminders, RingWhenTheyAreStillToCome) {
+  std::vector<TaskItem> tasks;
+  for (const char* line : {"- [ ] b #due/2026-03-29 #remind/02:30", "- [ ] a #due/2026-03-28 #remind/09:00",
+                           "- [x] done #due/2026-03-29 #remind/09:00", "- [ ] no day #remind/09:00",
+                           "- [ ] none such #due/2026-02-30 #remind/09:00", "- [ ] late #due/2026-03-29 #remind/24:00"})
+    tasks.push_back(*TaskLine::task(line));
+  const Calendar berlin("Europe/Berlin");  // where clocks went from 2 to 3 on that night
+  const Timestamp nine = *time::parseIso8601("2026-03-28T08:00:00Z");
+  const auto titles = [&](Timestamp after) {
+    std::string found;
+    for (const Reminder& reminder : upcomingReminders(tasks, after, berlin))
+      found += reminder.task.title + " " + time::iso8601(reminder.date) + " ";
+    return found;
+  };
+  EXPECT_EQ(titles(nine - std::chrono::seconds(1)), "a 2026-03-28T08:00:00Z b 2026-03-29T01:30:00Z ");
+  EXPECT_EQ(titles(nine), "b 2026-03-29T01:30:00Z ");
 }
 
 }  // namespace

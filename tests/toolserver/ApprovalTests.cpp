@@ -169,6 +169,29 @@ TEST_F(Approval, NeverChangesAnotherTask) {
   EXPECT_EQ(failure(proposal), "This note changed outside Vesk.");
 }
 
+// Several changes to one text can be approved one after another; those that would not change the same lines any more,
+// or for a text that was changed elsewhere, can't.
+TEST_F(Approval, BringsAlongWhatWasMadeForTheSameText) {
+  vault.folder.write("Inbox/Tasks.md", "- [ ] a\n- [ ] b\n- [ ] c\n");
+  const auto task = [&](int line, const char* members) {
+    return proposed("update_task", fmt::format(R"({{"task":"Inbox/Tasks.md#{}",{}}})", line, members));
+  };
+  const Proposal a = task(0, R"("status":"done")");
+  const Proposal b = task(1, R"("due":"2026-12-01")");
+  const Proposal c = proposed("remove_task", R"({"task":"Inbox/Tasks.md#2"})");
+  const Proposal againA = task(0, R"("status":"doing")");
+  const Proposal added = proposed("append_to_note", R"({"note":"Inbox/Tasks.md","text":"end\n"})");
+  const auto now = [&](const Proposal& proposal) { return *store.find(proposal.id); };
+  EXPECT_EQ(failure(a), "");
+  EXPECT_EQ(failure(b), "This change isn't the one that was shown any more.");
+  EXPECT_EQ(failure(now(b)), "");
+  EXPECT_EQ(failure(now(againA)), "This note changed outside Vesk.");
+  EXPECT_EQ(failure(now(c)), "");
+  EXPECT_EQ(failure(now(added)), "");
+  EXPECT_EQ(vault.folder.read("Inbox/Tasks.md"), "- [x] a\n- [ ] b #due/2026-12-01\nend\n");
+  EXPECT_EQ(store.all().size(), 1u);
+}
+
 TEST_F(Approval, IsGivenOnce) {
   for (int round = 0; round < 20; ++round) {
     const Proposal proposal = proposed("create_note", fmt::format(R"({{"title":"Round {}"}})", round));
