@@ -145,6 +145,7 @@ void undoAction(const UndoOptions& options) {
   if (const auto obstacle = undo::obstacle(action, vault)) throw Error(*obstacle);
   print("{}\n", safe(undo::description(action)));
   if (action.before && action.after) print("{}", diffText(DiffLine::compare(*action.after, *action.before), terminal));
+  if (action.appended) print("{}", diffText(DiffLine::compare(*action.appended, ""), terminal));
   if (!options.yes && canAsk() && !isConfirmed("Undo it? (y/n)")) return print("Nothing was undone.\n");
   currentLog().undo(action, vault);
   print("Undone.\n");
@@ -165,7 +166,7 @@ void addUndoCommand(CLI::App& program) {
   const auto options = std::make_shared<UndoOptions>();
   CLI::App* command = program.add_subcommand("undo", "Take back what an assistant did.");
   CLI::Option* id = command->add_option("ID", options->id, "The beginning of the action's id, from vesk actions.");
-  CLI::Option* last = command->add_flag("--last", options->last, "The latest that can be undone.")->excludes(id);
+  CLI::Option* last = command->add_flag("--last", options->last, "The latest that was not undone yet.")->excludes(id);
   command->add_flag("--yes", options->yes, "Don't ask.");
   command->callback([options, id, last] {
     if (id->empty() && last->empty()) throw CLI::RequiredError("ID or --last");

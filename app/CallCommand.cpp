@@ -158,13 +158,22 @@ Json::Object argumentsFrom(const std::string& typed) {
   throw wrong("--json has to be an object, such as '{{\"note\":\"Plan\"}}'.");
 }
 
+// What stands behind --json; nullopt without it.
+std::optional<std::string> jsonOf(const Words& words) {
+  constexpr std::string_view option = "--json";
+  if (words.empty() || !words.front().starts_with(option)) return std::nullopt;
+  if (words.size() == 1 && words.front().starts_with("--json=")) return words.front().substr(option.size() + 1);
+  if (words.size() == 2 && words.front() == option) return words.back();
+  throw wrong("--json takes all arguments at once, as one object.");
+}
+
 // ---- call
 
 void call(const std::string& name, const Words& words) {
   const Tool& tool = toolNamed(name);
   if (std::ranges::count(words, "--help") + std::ranges::count(words, "-h") > 0) return describe(tool);
-  const bool isJson = words.size() == 2 && words.front() == "--json";
-  const Json::Object arguments = isJson ? argumentsFrom(words.back()) : argumentsOf(tool, words);
+  const auto json = jsonOf(words);
+  const Json::Object arguments = json ? argumentsFrom(*json) : argumentsOf(tool, words);
   const std::string result = MCPServer(environment::supportDirectory()).run(name, arguments);
   writeData(result + "\n", Terminal::ofStandardOutput());
 }

@@ -33,7 +33,7 @@ using Blocks = std::vector<TaskBlock>;
 struct Options {
   std::string from = {};
   std::string to = {};
-  std::string file = {};
+  std::optional<std::string> file = {};
   bool asJson = false;
 };
 
@@ -64,6 +64,8 @@ std::string toText(const Blocks& blocks, const Calendar& calendar, const Termina
 void writeFile(const std::string& path, std::string_view text) {
   namespace fs = std::filesystem;
   if (fs::is_directory(path)) throw FileError("write", path, EISDIR);
+  if (fs::exists(path) && !fs::is_regular_file(path))
+    throw Error(fmt::format("{} is no file. Use --ics - to write to the output.", path));
   const fs::path absolute = fs::absolute(path);
   const Folder folder = Folder::open(absolute.parent_path());
   const std::string name = absolute.filename();
@@ -83,7 +85,7 @@ void show(const Options& options) {
   if (to < from) throw CLI::ValidationError("--to: The last day is before the first.");
   const Calendar calendar = Calendar::ofSystem();
   const Blocks blocks = Planner::blocks(tasksOf(currentVault()), from, to, calendar);
-  if (!options.file.empty()) return writeCalendar(blocks, options.file);
+  if (options.file) return writeCalendar(blocks, *options.file);
   if (options.asJson) return print("{}\n", toJson(blocks).pretty());
   if (blocks.empty())
     fmt::print(stderr, "No task from {} to {} has a time of its own.\n", time::isoDay(from), time::isoDay(to));

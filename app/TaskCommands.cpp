@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -140,15 +141,20 @@ std::optional<TaskItem> taskWithID(const Vault& vault, std::string_view id) {
 }
 
 // How well a task is what was typed, the best first.
-enum class Match { id, title, beginning, words, none };
+enum class Match { id, title, words, none };
+
+// The words of a text as they are compared, without the punctuation around them.
+std::set<std::string> wordsOf(std::string_view text) {
+  const std::string key = text::key(text::collapseWhitespace(text));
+  std::set<std::string> words;
+  for (const std::string_view word : text::split(key, ' ')) words.emplace(text::trim(word, ".,;:!?()\"'"));
+  return words;
+}
 
 Match match(const TaskItem& task, std::string_view typed) {
   if (task.id().ends_with(fmt::format("/{}", typed))) return Match::id;
-  const std::string title = text::key(task.title);
-  const std::string words = text::key(typed);
-  if (title == words) return Match::title;
-  if (title.starts_with(words)) return Match::beginning;
-  return title.find(words) != std::string::npos ? Match::words : Match::none;
+  if (text::equalIgnoringCase(task.title, typed)) return Match::title;
+  return std::ranges::includes(wordsOf(task.title), wordsOf(typed)) ? Match::words : Match::none;
 }
 
 // Those that match best.

@@ -23,9 +23,11 @@ namespace {
 
 constexpr std::size_t utf8Block = 256;
 
-// Non-zero when one of the block of bytes at `bytes` can't stand where it does, going by the three before it (the rules of
-// The Unicode Standard, table 3-7). One formula for every byte, so that the compiler makes vector instructions of it.
-__attribute__((target_clones("arch=skylake-avx512", "avx2", "default"))) unsigned char faultsIn(const unsigned char* bytes) {
+// Non-zero when one of the block of bytes at `bytes` can't stand where it does, going by the three before it (the rules
+// of The Unicode Standard, table 3-7). One formula for every byte, so that the compiler makes vector instructions of
+// it.
+__attribute__((target_clones("arch=skylake-avx512", "avx2", "default"))) unsigned char faultsIn(
+    const unsigned char* bytes) {
   unsigned char all = 0;
   for (std::ptrdiff_t i = -3; i < static_cast<std::ptrdiff_t>(utf8Block); ++i) all |= bytes[i];
   if (all < 0x80) return 0;

@@ -153,7 +153,7 @@ Folder Folder::openFolder(std::string_view path) const {
   return {openBeneath("open", path, folderFlags), path.empty() ? name_ : std::string(path)};
 }
 
-std::vector<FolderEntry> Folder::entries() const {
+void Folder::forEachEntry(const std::function<void(const dirent&, int)>& visit) const {
   // A descriptor of its own: reading a folder moves the descriptor's place in it.
   const int own = ::openat(fd_.get(), ".", folderFlags);
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(own < 0 ? nullptr : ::fdopendir(own), ::closedir);
@@ -162,16 +162,28 @@ std::vector<FolderEntry> Folder::entries() const {
     if (own >= 0) ::close(own);
     throw FileError("list", name_, code);
   }
-  std::vector<FolderEntry> found;
   for (;;) {
     errno = 0;
     const dirent* entry = ::readdir(stream.get());
     if (!entry && errno != 0) throw FileError("list", name_, errno);
-    if (!entry) return found;
+    if (!entry) return;
     const std::string_view name(entry->d_name);
-    if (name == "." || name == ".." || !text::isValidUtf8(name)) continue;
-    found.push_back({std::string(name), kindOfEntry(own, *entry)});
+    if (name != "." && name != "..") visit(*entry, own);
   }
+}
+
+std::vector<FolderEntry> Folder::entries() const {
+  std::vector<FolderEntry> found;
+  forEachEntry([&](const dirent& entry, int folder) {
+    if (text::isValidUtf8(entry.d_name)) found.push_back({entry.d_name, kindOfEntry(folder, entry)});
+  });
+  return found;
+}
+
+bool Folder::isEmptyBut(std::string_view name) const {
+  bool isEmpty = true;
+  forEachEntry([&](const dirent& entry, int) { isEmpty = isEmpty && entry.d_name == name; });
+  return isEmpty;
 }
 
 std::optional<FileInfo> Folder::info(std::string_view path) const {

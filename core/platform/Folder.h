@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <dirent.h>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +43,9 @@ class Folder {
   // Every entry but "." and "..", in no order. Entries whose names are not UTF-8 are left out.
   std::vector<FolderEntry> entries() const;
 
+  // False when anything but a file of that name is in the folder, whatever its own name is made of.
+  bool isEmptyBut(std::string_view name) const;
+
   // Nullopt when nothing is there.
   std::optional<FileInfo> info(std::string_view path) const;
   bool exists(std::string_view path) const { return info(path).has_value(); }
@@ -79,6 +84,7 @@ class Folder {
  private:
   Folder(Fd fd, std::string name) : fd_(std::move(fd)), name_(std::move(name)) {}
 
+  void forEachEntry(const std::function<void(const dirent& entry, int folder)>& visit) const;
   Fd openBeneath(std::string_view action, std::string_view path, int flags) const;
   Fd openParent(std::string_view action, std::string_view path) const;
 

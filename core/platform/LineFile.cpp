@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <sys/file.h>
+
 #include "core/platform/Fd.h"
 #include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
@@ -29,18 +31,33 @@ bool endsInLineBreak(int file) {
   return size == 0 || ::pread(file, &last, 1, static_cast<off_t>(size - 1)) != 1 || last == '\n';
 }
 
+// With the folder's entry of a file that is new.
+void sync(const std::string& path, int file, bool isNew) {
+  if (::fdatasync(file) != 0) throw FileError("write to", path, errno);
+  if (!isNew) return;
+  const Fd folder(::open(std::string(parentPath(path)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || ::fsync(folder.get()) != 0) throw FileError("write to", path, errno);
+}
+
 }  // namespace
 
 void append(const std::string& path, std::string_view line, Durability durability) {
   const Fd file = openToAppend(path);
+  while (::flock(file.get(), LOCK_EX) != 0)
+    if (errno != EINTR) throw FileError("lock", path, errno);
+  const std::uint64_t size = fileInfo(file.get()).size;
   std::string whole(endsInLineBreak(file.get()) ? "" : "\n");
   whole.append(line).append("\n");
   ssize_t written = 0;
   do written = ::write(file.get(), whole.data(), whole.size());
   while (written < 0 && errno == EINTR);
-  if (written < 0) throw FileError("write to", path, errno);
-  if (static_cast<std::size_t>(written) < whole.size()) throw FileError("write to", path, ENOSPC);
-  if (durability == Durability::disk && ::fdatasync(file.get()) != 0) throw FileError("write to", path, errno);
+  const int failure = written < 0 ? errno : static_cast<std::size_t>(written) < whole.size() ? ENOSPC : 0;
+  if (failure != 0) {
+    // The part that was written holds space that taking the change back may need.
+    [[maybe_unused]] const int ignored = ::ftruncate(file.get(), static_cast<off_t>(size));
+    throw FileError("write to", path, failure);
+  }
+  if (durability == Durability::disk) sync(path, file.get(), size == 0);
 }
 
 void requireWritable(const std::string& path) { openToAppend(path); }

@@ -12,7 +12,7 @@ enum class Durability {
 };
 
 // Adds a line, and its "\n", with a single write at the file's end. A last line that was never ended is ended first.
-// The file is made when it is missing, for its user alone. FileError; then at most an unfinished line was written.
+// The file is made when it is missing, for its user alone. FileError; then nothing was added.
 void append(const std::string& path, std::string_view line, Durability durability);
 
 // Throws the FileError that append() would when it can't open the file.

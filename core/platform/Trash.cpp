@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <limits.h>
 #include <optional>
 #include <string_view>
@@ -216,6 +217,18 @@ std::string put(const std::string& path, Timestamp deletedAt) {
   syncFolder(trashed.parent_path());
   syncFolder(item.parent_path());
   return trashed.string();
+}
+
+bool holds(const std::string& trashedPath, const std::string& original) {
+  if (!holds(trashedPath)) return false;
+  std::ifstream info(infoOf(trashedPath));
+  std::string line;
+  while (std::getline(info, line) && !line.starts_with("Path=")) continue;
+  if (!info) return false;
+  const std::string path = line.substr(5);
+  const std::string lay = percentEncoded(fs::weakly_canonical(original).string());
+  // A drive's own Trash gives the path below the drive's top folder.
+  return path.starts_with('/') ? path == lay : lay.ends_with("/" + path);
 }
 
 bool holds(const std::string& trashedPath) { return isTaken(trashedPath) && isTaken(infoOf(trashedPath)); }

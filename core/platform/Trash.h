@@ -17,6 +17,9 @@ std::string put(const std::string& path, Timestamp deletedAt);
 // True while a Trash holds an item at that path, and knows of it.
 bool holds(const std::string& trashedPath);
 
+// True when that item is the one that lay at `original`, and not another that took its place in the Trash.
+bool holds(const std::string& trashedPath, const std::string& original);
+
 // Moves an item from the path that put() returned to `destination`, whose folder must exist.
 //
 // FileError when no Trash holds such an item (ENOENT), when something is at the destination (EEXIST), or when it can't

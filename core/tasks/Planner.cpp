@@ -108,7 +108,7 @@ bool isOpen(const TaskItem& task) { return task.status != TaskStatus::done; }
 int plannedMinutes(const TaskItem& task) { return task.duration.value_or(Planner::defaultDuration); }
 
 // Nullopt for a moment that a Timestamp can't hold.
-std::optional<Timestamp> moment(Day day, TimeOfDay time, const Calendar& calendar) {
+std::optional<Timestamp> momentOf(Day day, TimeOfDay time, const Calendar& calendar) {
   const Timestamp found = calendar.moment(day, time);
   if (found == Timestamp::min() || found == Timestamp::max()) return std::nullopt;
   return found;
@@ -205,7 +205,7 @@ std::string text(Timestamp moment, const Calendar& calendar) { return time::isoD
 
 std::optional<Timestamp> date(std::string_view text, const Calendar& calendar) {
   const std::optional<Day> day = time::parseDay(text);
-  return day ? moment(*day, {}, calendar) : std::nullopt;
+  return day ? momentOf(*day, {}, calendar) : std::nullopt;
 }
 
 }  // namespace TaskDay
@@ -247,10 +247,15 @@ std::int64_t minutes(const std::vector<TaskItem>& tasks) {
   return sum;
 }
 
+std::optional<Timestamp> moment(const std::optional<std::string>& due, const std::optional<std::string>& at,
+                                const Calendar& calendar) {
+  const std::optional<Day> day = time::parseDay(textOr(due, ""));
+  const std::optional<TimeOfDay> time = time::parseTimeOfDay(textOr(at, ""));
+  return day && time ? momentOf(*day, *time, calendar) : std::nullopt;
+}
+
 std::optional<Timestamp> start(const TaskItem& task, const Calendar& calendar) {
-  const std::optional<Day> day = time::parseDay(textOr(task.due, ""));
-  const std::optional<TimeOfDay> time = time::parseTimeOfDay(textOr(task.start, ""));
-  return day && time ? moment(*day, *time, calendar) : std::nullopt;
+  return moment(task.due, task.start, calendar);
 }
 
 std::vector<TaskBlock> blocks(const std::vector<TaskItem>& tasks, Day from, Day to, const Calendar& calendar) {

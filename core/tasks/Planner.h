@@ -69,6 +69,10 @@ std::vector<TaskItem> backlog(const std::vector<TaskItem>& tasks, Day today);
 // How long the tasks that are not done take.
 std::int64_t minutes(const std::vector<TaskItem>& tasks);
 
+// When a day and a time, as a task's line has them, have come. Nullopt when either is missing or not in the calendar.
+std::optional<Timestamp> moment(const std::optional<std::string>& due, const std::optional<std::string>& at,
+                                const Calendar& calendar);
+
 // When a task starts. Nullopt without a due day and a start time, and for ones that are not in the calendar.
 std::optional<Timestamp> start(const TaskItem& task, const Calendar& calendar);
 

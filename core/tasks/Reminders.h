@@ -8,9 +8,11 @@
 
 namespace vesk {
 
+// A task, and when the user wants to be reminded of it.
 struct Reminder {
   TaskItem task = {};
   Timestamp date = {};
+
   bool operator==(const Reminder&) const = default;
 };
 

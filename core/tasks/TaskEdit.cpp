@@ -1,7 +1,6 @@
 #include "core/tasks/TaskEdit.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <utility>
 
@@ -9,7 +8,6 @@
 
 #include "core/base/Error.h"
 #include "core/base/Text.h"
-#include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
 #include "core/vault/VaultError.h"
 
@@ -53,6 +51,7 @@ TaskLine::Parts partsOf(TaskEdit edit, const TaskItem& item) {
 // The line. Throws for a value that would be read as something else.
 std::string written(const TaskLine::Parts& parts) {
   std::string line = TaskLine::render(parts);
+  if (!text::isValidUtf8(line)) throw Error("The task's text isn't UTF-8.");
   if (TaskLine::parse(line) != parts) throw Error("That can't be written in a task's line.");
   return line;
 }

@@ -24,6 +24,7 @@ struct Entry {
 };
 
 std::optional<AIAction> decoded(std::string_view line) {
+  if (!line.starts_with('{')) return std::nullopt;
   try {
     return actionFrom(Json::parse(line));
   } catch (const JsonError&) {
@@ -93,10 +94,13 @@ std::optional<AIAction> AIActionLog::find(std::string_view id) const {
 void AIActionLog::undo(const AIAction& action, const Vault& vault) const {
   const FileLock alone = supportFile::lockReviews(directory_);
   requireWritable();
-  AIAction latest = find(action.id).value_or(action);
-  undo::run(latest, vault);
-  latest.isUndone = true;
-  append(latest);
+  takeBack(find(action.id).value_or(action), vault);
+}
+
+void AIActionLog::takeBack(AIAction action, const Vault& vault) const {
+  undo::run(action, vault);
+  action.isUndone = true;
+  append(action);
 }
 
 }  // namespace vesk

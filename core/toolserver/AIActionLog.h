@@ -39,6 +39,9 @@ class AIActionLog {
   // it concerns changed since, or it was undone already; an Error when it was done in another vault.
   void undo(const AIAction& action, const Vault& vault) const;
 
+  // Likewise, of an action that was only just done by who calls this.
+  void takeBack(AIAction action, const Vault& vault) const;
+
  private:
   std::string directory_;
 };

@@ -10,6 +10,7 @@
 #include "core/base/Uuid.h"
 #include "core/platform/Folder.h"
 #include "core/toolserver/AIAccess.h"
+#include "core/toolserver/SameChange.h"
 #include "core/toolserver/SupportFile.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolCatalog.h"
@@ -94,11 +95,6 @@ void requireUnchanged(const Proposal& proposal, const Vault& vault) {
     throw VaultError::conflict();  // it has gone, or something else has its path
   }
   throw VaultError::conflict();
-}
-
-std::vector<DiffLine> changedLines(std::vector<DiffLine> diff) {
-  std::erase_if(diff, [](const DiffLine& line) { return line.kind == DiffLine::Kind::same; });
-  return diff;
 }
 
 Json::Object argumentsOf(const Proposal& proposal) {
@@ -189,7 +185,7 @@ std::string MCPServer::run(std::string_view name, const Json::Object& arguments,
   const PlannedChange change = std::get<Change>(tool.handler)(context, given);
   const bool waits = !approved && !change.changesNothing && tool.waits(context.access().approval);
   if (waits) return propose(tool, context, given, change);
-  context.log().requireWritable();
+  if (!change.changesNothing) context.log().requireWritable();
   return change.carryOut();
 }
 
@@ -206,11 +202,11 @@ std::string MCPServer::propose(const Tool& tool, const ToolContext& context, con
                           .after = change.after,
                           .vaultPath = context.vault().root()};
   context.proposals().add(proposal);
-  Json answer;
-  answer["status"] = "waiting_for_approval";
-  answer["proposal"] = proposal.id;
-  answer["message"] = "Nothing has changed yet. The user reviews this in Vesk, and only they can approve it.";
-  return answer.pretty();
+  Json result;
+  result["status"] = "waiting_for_approval";
+  result["proposal"] = proposal.id;
+  result["message"] = "Nothing has changed yet. The user reviews this in Vesk, and only they can approve it.";
+  return result.pretty();
 }
 
 void MCPServer::apply(const Proposal& proposal) const {
@@ -220,51 +216,62 @@ void MCPServer::apply(const Proposal& proposal) const {
   if (!stored) throw ProposalError("This change doesn't wait any more.");
   if (*stored != proposal) throw ProposalError("This change isn't the one that was shown any more.");
   try {
-    carryOut(proposal);
+    const auto texts = carryOut(proposal);
+    store.remove(proposal.id);
+    bringAlong(texts);
   } catch (const ToolError& refusal) {
     throw ProposalError(refusal.what());
   }
-  store.remove(proposal.id);
-  bringAlong(proposal);
 }
 
 PlannedChange MCPServer::planned(const Proposal& proposal, ToolContext& context) const {
   const Tool& tool = *toolCatalog::find(proposal.tool);
   const Change* plan = std::get_if<Change>(&tool.handler);
   if (!plan) throw ProposalError(fmt::format("The tool {} changes nothing.", proposal.tool));
-  PlannedChange change = (*plan)(context, ToolArguments(argumentsOf(proposal)));
+  Json::Object arguments = argumentsOf(proposal);
+  if (proposal.notePath && arguments.contains("note")) arguments["note"] = *proposal.notePath;  // whatever its title is
+  PlannedChange change = (*plan)(context, ToolArguments(std::move(arguments)));
   if (change.notePath != proposal.notePath) throw VaultError::conflict();
   return change;
 }
 
-void MCPServer::carryOut(const Proposal& proposal) const {
+std::map<std::string, TextChange> MCPServer::carryOut(const Proposal& proposal) const {
   ToolContext context = contextFor(proposal.tool, &proposal);
   if (proposal.vaultPath && *proposal.vaultPath != context.vault().root())
     throw ProposalError(fmt::format("This change is for another vault, {}. Open that one first.", *proposal.vaultPath));
   requireUnchanged(proposal, context.vault());
   const PlannedChange change = planned(proposal, context);
+  if (change.before != proposal.before) throw VaultError::conflict();
+  if (change.title != proposal.title || change.destination != proposal.destination || change.after != proposal.after)
+    throw ProposalError("This would not do any more what was shown. Decline it, or ask the assistant anew.");
   context.log().requireWritable();
+  context.proposals().replace(proposal);  // it can be taken out afterwards, too
   change.carryOut();
+  return context.changes().texts();
 }
 
 // An assistant that proposes five changes to one note proposes them for the text that it read. Without this the first
 // one approved would be in the way of the others.
-void MCPServer::bringAlong(const Proposal& applied) const {
-  const ProposalStore store(directory_);
-  for (Proposal& other : store.all()) {
-    const bool isForThatText = other.notePath == applied.notePath && other.before == applied.before && other.before &&
-                               other.after && other.vaultPath == applied.vaultPath;
-    if (!isForThatText) continue;
-    try {
-      ToolContext context = contextFor(other.tool, nullptr);
-      const PlannedChange change = planned(other, context);
-      const auto shown = changedLines(other.diff());
-      other.before = change.before;
-      other.after = change.after;
-      if (changedLines(other.diff()) == shown) store.replace(other);
-    } catch (const Error&) {
-      continue;  // it stays as it was proposed, and will say why it can't be approved
-    }
+void MCPServer::bringAlong(const std::map<std::string, TextChange>& texts) const {
+  for (const Proposal& proposal : ProposalStore(directory_).all()) {
+    const auto changed = texts.find(proposal.notePath.value_or(""));
+    if (changed != texts.end() && proposal.before == changed->second.before) bringAlong(proposal, changed->second);
+  }
+}
+
+void MCPServer::bringAlong(Proposal proposal, const TextChange& text) const {
+  try {
+    ToolContext context = contextFor(proposal.tool, nullptr);
+    if (proposal.vaultPath != context.vault().root()) return;
+    const PlannedChange now = planned(proposal, context);
+    if (!now.after || !proposal.after || now.before != text.after) return;
+    if (!isSameChange({text.before, *proposal.after}, {text.after, *now.after}, text)) return;
+    proposal.title = now.title;
+    proposal.before = now.before;
+    proposal.after = now.after;
+    ProposalStore(directory_).replace(proposal);
+  } catch (const Error&) {
+    return;  // it stays as it was proposed, and will say why it can't be approved
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,9 +50,10 @@ class MCPServer {
   ToolContext contextFor(std::string_view name, const Proposal* approved) const;
   std::string propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
                       const PlannedChange& change) const;
-  void carryOut(const Proposal& proposal) const;
+  std::map<std::string, TextChange> carryOut(const Proposal& proposal) const;  // the texts that it changed
   PlannedChange planned(const Proposal& proposal, ToolContext& context) const;
-  void bringAlong(const Proposal& applied) const;
+  void bringAlong(const std::map<std::string, TextChange>& texts) const;
+  void bringAlong(Proposal proposal, const TextChange& text) const;
 
   std::string directory_;
   Surroundings surroundings_;

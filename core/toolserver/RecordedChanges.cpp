@@ -1,5 +1,7 @@
 #include "core/toolserver/RecordedChanges.h"
 
+#include <fmt/format.h>
+
 #include "core/base/Uuid.h"
 #include "core/platform/Folder.h"
 #include "core/toolserver/Undo.h"
@@ -9,9 +11,9 @@ namespace vesk {
 
 using Kind = AIAction::Kind;
 
-TextChange RecordedChanges::rewrite(const std::string& path, const Edit& edit) const {
+TextChange RecordedChanges::rewrite(const std::string& path, const Edit& edit) {
   const Proposal* seen = approved_ && approved_->notePath == path && approved_->before ? approved_ : nullptr;
-  return vault_.rewrite(path, [&](const std::string& text) {
+  return texts_[path] = vault_.rewrite(path, [&](const std::string& text) {
     if (seen && text != *seen->before) throw VaultError::conflict();
     std::string after = edit(text);
     if (seen && seen->after && after != *seen->after) throw VaultError::conflict();
@@ -19,14 +21,15 @@ TextChange RecordedChanges::rewrite(const std::string& path, const Edit& edit) c
   });
 }
 
-TextChange RecordedChanges::edit(const std::string& path, std::string_view title, const Edit& edit) const {
+TextChange RecordedChanges::edit(const std::string& path, std::string_view title, const Edit& edit) {
   TextChange change = rewrite(path, edit);
   recordEdit(path, title, change);
   return change;
 }
 
-void RecordedChanges::recordEdit(const std::string& path, std::string_view title, const TextChange& change) const {
+void RecordedChanges::recordEdit(const std::string& path, std::string_view title, const TextChange& change) {
   if (change.before == change.after) return;
+  texts_[path] = change;
   record({.kind = Kind::edit,
           .title = std::string(title),
           .noteID = path,
@@ -34,7 +37,7 @@ void RecordedChanges::recordEdit(const std::string& path, std::string_view title
           .after = change.after});
 }
 
-TextChange RecordedChanges::append(const std::string& path, std::string_view title, const Edit& edit) const {
+TextChange RecordedChanges::append(const std::string& path, std::string_view title, const Edit& edit) {
   TextChange change = rewrite(path, edit);
   record({.kind = Kind::append,
           .title = std::string(title),
@@ -44,7 +47,7 @@ TextChange RecordedChanges::append(const std::string& path, std::string_view tit
 }
 
 std::string RecordedChanges::createNote(std::string_view title, std::string_view body,
-                                        const std::vector<std::string>& tags, std::string_view folder) const {
+                                        const std::vector<std::string>& tags, std::string_view folder) {
   ensureFolder(folder);
   std::string noteID = vault_.createNote(title, body, tags, folder);
   record(
@@ -52,14 +55,14 @@ std::string RecordedChanges::createNote(std::string_view title, std::string_view
   return noteID;
 }
 
-bool RecordedChanges::createFile(const std::string& path, std::string_view title, std::string_view text) const {
+bool RecordedChanges::createFile(const std::string& path, std::string_view title, std::string_view text) {
   ensureFolder(parentPath(path));
   if (!vault_.createFile(path, text)) return false;
   record({.kind = Kind::createNote, .title = std::string(title), .noteID = path, .after = std::string(text)});
   return true;
 }
 
-std::string RecordedChanges::createFolder(std::string_view name, std::string_view parent) const {
+std::string RecordedChanges::createFolder(std::string_view name, std::string_view parent) {
   ensureFolder(parent);
   std::string path = vault_.createFolder(name, parent);
   record({.kind = Kind::createFolder, .title = std::string(lastComponent(path)), .noteID = path});
@@ -67,12 +70,12 @@ std::string RecordedChanges::createFolder(std::string_view name, std::string_vie
 }
 
 // One action for each folder made: each can be undone by itself.
-void RecordedChanges::ensureFolder(std::string_view path) const {
+void RecordedChanges::ensureFolder(std::string_view path) {
   for (const std::string& made : vault_.ensureFolder(path))
     record({.kind = Kind::createFolder, .title = std::string(lastComponent(made)), .noteID = made});
 }
 
-std::string RecordedChanges::moveNote(const Note& note, std::string_view folder) const {
+std::string RecordedChanges::moveNote(const Note& note, std::string_view folder) {
   ensureFolder(folder);
   std::string moved = vault_.move(note.id, folder);
   if (moved == note.id) return moved;
@@ -84,14 +87,14 @@ std::string RecordedChanges::moveNote(const Note& note, std::string_view folder)
   return moved;
 }
 
-std::string RecordedChanges::renameNote(const Note& note, std::string_view title) const {
+std::string RecordedChanges::renameNote(const Note& note, std::string_view title) {
   std::string renamed = vault_.rename(note.id, title);
   if (renamed == note.id) return renamed;
   record({.kind = Kind::rename, .title = note.title, .noteID = renamed, .fromFolder = note.id, .toFolder = renamed});
   return renamed;
 }
 
-std::string RecordedChanges::renameFolder(std::string_view path, std::string_view name) const {
+std::string RecordedChanges::renameFolder(std::string_view path, std::string_view name) {
   std::string renamed = vault_.renameFolder(path, name);
   if (renamed == path) return renamed;
   record({.kind = Kind::rename,
@@ -102,7 +105,7 @@ std::string RecordedChanges::renameFolder(std::string_view path, std::string_vie
   return renamed;
 }
 
-std::string RecordedChanges::moveFolder(std::string_view path, std::string_view parent) const {
+std::string RecordedChanges::moveFolder(std::string_view path, std::string_view parent) {
   ensureFolder(parent);
   std::string moved = vault_.moveFolder(path, parent);
   if (moved == path) return moved;
@@ -114,40 +117,46 @@ std::string RecordedChanges::moveFolder(std::string_view path, std::string_view 
   return moved;
 }
 
-void RecordedChanges::trash(const std::string& path, std::string_view title) const {
+void RecordedChanges::trash(const std::string& path, std::string_view title) {
   logTrash(title, path, vault_.trash(path));
 }
 
 std::size_t RecordedChanges::renameTag(std::string_view oldTag, std::string_view newTag,
-                                       const VaultSnapshot& snapshot) const {
+                                       const VaultSnapshot& snapshot) {
   return vault_.renameTag(oldTag, newTag, snapshot, [&](const NoteRef& note, const TextChange& change) {
     recordEdit(note->id, note->title, change);
   });
 }
 
-void RecordedChanges::logTrash(std::string_view title, std::string_view path, std::string landed) const {
+void RecordedChanges::logTrash(std::string_view title, std::string_view path, std::string landed) {
   record(
       {.kind = Kind::trash, .title = std::string(title), .noteID = std::string(path), .trashedTo = std::move(landed)});
 }
 
-void RecordedChanges::takeBack(const AIAction& action) const {
+void RecordedChanges::takeBack(const AIAction& action, const Error& failure) const {
   try {
     undo::run(action, vault_);
   } catch (const Error&) {
-    return;  // what is told is why it could not be recorded
+    throw Error(fmt::format("This was done, but can't be undone in Vesk: {}", failure.what()));
   }
 }
 
-void RecordedChanges::record(AIAction action) const {
+void RecordedChanges::takeBackLast() {
+  if (last_) log_.takeBack(*last_, vault_);
+  last_.reset();
+}
+
+void RecordedChanges::record(AIAction action) {
   action.id = newUuid();
   action.date = now_;
   action.vaultPath = vault_.root();
   try {
     log_.append(action);
-  } catch (const Error&) {
-    takeBack(action);
+  } catch (const Error& failure) {
+    takeBack(action, failure);
     throw;
   }
+  last_ = std::move(action);
 }
 
 }  // namespace vesk

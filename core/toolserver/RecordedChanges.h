@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,41 +27,49 @@ class RecordedChanges {
       : vault_(vault), log_(log), now_(now), approved_(approved) {}
 
   // A note's text as `edit` makes it. `title` is the item's here and below, as the user knows it.
-  TextChange edit(const std::string& path, std::string_view title, const Edit& edit) const;
+  TextChange edit(const std::string& path, std::string_view title, const Edit& edit);
 
   // Likewise, by an edit that only adds at the end.
-  TextChange append(const std::string& path, std::string_view title, const Edit& edit) const;
+  TextChange append(const std::string& path, std::string_view title, const Edit& edit);
 
   // Both make what is missing of the folder. createFile gives false when something has that path.
   std::string createNote(std::string_view title, std::string_view body, const std::vector<std::string>& tags,
-                         std::string_view folder) const;
-  bool createFile(const std::string& path, std::string_view title, std::string_view text) const;
+                         std::string_view folder);
+  bool createFile(const std::string& path, std::string_view title, std::string_view text);
 
-  std::string createFolder(std::string_view name, std::string_view parent) const;
+  std::string createFolder(std::string_view name, std::string_view parent);
 
   // Each returns the new path.
-  std::string moveNote(const Note& note, std::string_view folder) const;
-  std::string renameNote(const Note& note, std::string_view title) const;
-  std::string renameFolder(std::string_view path, std::string_view name) const;
-  std::string moveFolder(std::string_view path, std::string_view parent) const;
+  std::string moveNote(const Note& note, std::string_view folder);
+  std::string renameNote(const Note& note, std::string_view title);
+  std::string renameFolder(std::string_view path, std::string_view name);
+  std::string moveFolder(std::string_view path, std::string_view parent);
 
-  void trash(const std::string& path, std::string_view title) const;
+  void trash(const std::string& path, std::string_view title);
 
   // One action for each note. Returns the number of notes changed.
-  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot) const;
+  std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot);
+
+  // Undoes the last of these changes, for one that is of no use without the next.
+  void takeBackLast();
+
+  // What has become of the texts that were changed, by their paths.
+  const std::map<std::string, TextChange>& texts() const { return texts_; }
 
  private:
-  void recordEdit(const std::string& path, std::string_view title, const TextChange& change) const;
-  TextChange rewrite(const std::string& path, const Edit& edit) const;
-  void ensureFolder(std::string_view path) const;
-  void logTrash(std::string_view title, std::string_view path, std::string landed) const;
-  void record(AIAction action) const;
-  void takeBack(const AIAction& action) const;
+  void recordEdit(const std::string& path, std::string_view title, const TextChange& change);
+  TextChange rewrite(const std::string& path, const Edit& edit);
+  void ensureFolder(std::string_view path);
+  void logTrash(std::string_view title, std::string_view path, std::string landed);
+  void record(AIAction action);
+  void takeBack(const AIAction& action, const Error& failure) const;
 
   const Vault& vault_;
   const AIActionLog& log_;
   Timestamp now_;
   const Proposal* approved_;
+  std::optional<AIAction> last_;
+  std::map<std::string, TextChange> texts_;
 };
 
 }  // namespace vesk

@@ -27,7 +27,7 @@ Json readToRewrite(const std::string& directory, std::string_view name);
 // Renames a file that can't be used, to a name as above.
 void keepAside(const std::string& directory, std::string_view name);
 
-// Likewise, of the text as it stands.
+// What read() takes for JSON, as it stands.
 std::optional<std::string> readText(const std::string& directory, std::string_view name);
 
 // Writes the whole file atomically, pretty-printed; the directory is made when it is missing. Throws Error

@@ -33,6 +33,13 @@ bool linksTo(std::string_view text, std::string_view name) {
   return false;
 }
 
+// As much of it as an answer needs, and without what would end the sentence early.
+std::string shownWithin(std::string_view wanted) {
+  std::string shown(text::firstUnits(wanted, 1000));
+  std::replace(shown.begin(), shown.end(), '\0', ' ');
+  return shown;
+}
+
 std::string severalMatch(const std::vector<NoteRef>& notes) {
   constexpr std::size_t longestList = 10'000;  // bytes
   std::vector<std::string> paths;
@@ -105,7 +112,7 @@ const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {
   // What a note is titled and links to stands in its text or is its file's name. Most notes need not be taken apart to
   // see that they don't hold it.
   notesAbout_ = vault_.scanOnce([&](const NoteFile& file) {
-    return file.fileName() == name || file.text.find(name) != std::string_view::npos || linksTo(file.text, name);
+    return file.fileName() == name || text::occurrences(file.text, name) > 0 || linksTo(file.text, name);
   });
   return *notesAbout_;
 }
@@ -117,7 +124,7 @@ NoteRef ToolContext::note(const ToolArguments& arguments) {
   for (const NoteRef& note : notesAbout(wanted).notes)
     if (note->title == wanted) titled.push_back(note);
   if (titled.size() > 1) throw ToolError(severalMatch(titled));
-  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", text::firstUnits(wanted, 1000)));
+  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", shownWithin(wanted)));
   return titled.front();
 }
 

@@ -34,8 +34,8 @@ class ToolContext {
   const ProposalStore& proposals() const { return proposals_; }
   const Surroundings& surroundings() const { return surroundings_; }
 
-  // The only way to change the vault.
-  const RecordedChanges& changes() const { return changes_; }
+  // Every change to the vault goes through these.
+  RecordedChanges& changes() { return changes_; }
 
   // Notes in the log what was read or looked for; where the log can't be written, reading goes on.
   void recordRead(const Note& note) const;
@@ -72,8 +72,6 @@ class ToolContext {
   void requireFolder(std::string_view folder);
 
  private:
-  void recordQuietly(AIAction action) const;
-
   Surroundings surroundings_;
   AIAccess access_;
   Vault vault_;
@@ -83,6 +81,8 @@ class ToolContext {
   std::optional<Organization> organization_;
   std::optional<std::vector<FolderSummary>> folders_;
   std::optional<VaultSnapshot> snapshot_;
+
+  void recordQuietly(AIAction action) const;
 
   // The notes that may have a title, or link to a file of that name; kept for the next question about the same.
   const VaultSnapshot& notesAbout(std::string_view name);

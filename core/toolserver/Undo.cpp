@@ -31,6 +31,7 @@ std::optional<std::string> textAt(const Vault& vault, const std::optional<std::s
 
 Obstacle textObstacle(const Vault& vault, const AIAction& action, std::string_view what,
                       bool (*fits)(const std::string& text, const AIAction&)) {
+  if (action.kind == Kind::append && known(action.appended).empty()) return "The log doesn't say what was added.";
   const auto text = textAt(vault, action.noteID);
   if (!text) return fmt::format("{} can't be found any more.", known(action.noteID));
   if (!fits(*text, action)) return fmt::format("{} {}", known(action.noteID), what);
@@ -45,15 +46,16 @@ Obstacle moveObstacle(const Vault& vault, const std::string& from, const std::st
 }
 
 Obstacle trashObstacle(const Vault& vault, const AIAction& action) {
-  if (!trash::holds(known(action.trashedTo))) return "It isn't in the Trash any more.";
+  if (!trash::holds(known(action.trashedTo), vault.resolve(known(action.noteID))))
+    return "It isn't in the Trash any more.";
   if (vault.exists(known(action.noteID))) return fmt::format("Something else is at {} now.", known(action.noteID));
   return std::nullopt;
 }
 
 Obstacle folderObstacle(const Vault& vault, const std::string& path) {
   try {
-    for (const FolderEntry& entry : Folder::open(vault.root()).openFolder(path).entries())
-      if (entry.name != folderBrowserFile) return fmt::format("{} isn't empty any more.", path);
+    if (!Folder::open(vault.root()).openFolder(path).isEmptyBut(folderBrowserFile))
+      return fmt::format("{} isn't empty any more.", path);
   } catch (const FileError&) {
     return fmt::format("{} isn't there any more.", path);
   }

@@ -33,6 +33,8 @@ TagRename::TagRename(std::string_view oldTag, std::string_view newTag)
 
 std::optional<std::string> TagRename::renamed(std::string_view tag) const {
   if (!tag.starts_with(old_)) return std::nullopt;
+  // "work" becomes "work/new" but once, also where a renaming goes on that was interrupted.
+  if (new_.starts_with(old_ + "/") && (tag == new_ || tag.starts_with(new_ + "/"))) return std::nullopt;
   const std::string_view below = tag.substr(old_.size());
   if (!below.empty() && below.front() != '/') return std::nullopt;
   return new_ + std::string(below);

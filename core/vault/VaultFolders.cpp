@@ -58,8 +58,7 @@ std::string Vault::trashHeld(std::string_view path) const {
 std::string Vault::moveEmptyFolderToTrash(std::string_view path) const {
   const FileLock held = lock();
   at(path, [](const Folder& root, const std::string& inside) {
-    for (const FolderEntry& entry : root.openFolder(inside).entries())
-      if (entry.name != folderBrowserFile) throw VaultError::changedSince();
+    if (!root.openFolder(inside).isEmptyBut(folderBrowserFile)) throw VaultError::changedSince();
   });
   return trashHeld(path);
 }

@@ -101,7 +101,7 @@ TEST_F(ActionLog, TakesBackWhatItCouldNotRecord) {
   vault.folder.write("Inbox/Plan.md", "Text\n");
   const auto before = test::contentsOf(vault.folder.path());
   const AIActionLog nowhere("/dev/null/none");
-  const RecordedChanges changes(files, nowhere, Timestamp(), nullptr);
+  RecordedChanges changes(files, nowhere, Timestamp(), nullptr);
   EXPECT_THROW(changes.trash("Inbox/Plan.md", "Plan"), FileError);
   EXPECT_THROW(changes.createNote("New", "", {}, "Inbox"), FileError);
   EXPECT_THROW(changes.edit("Inbox/Plan.md", "Plan", [](const std::string&) { return "New\n"; }), FileError);
@@ -172,6 +172,12 @@ TEST_F(ActionLog, UndoesOnlyWhatIsStillAsItWasLeft) {
       EXPECT_EQ(vault.folder.contents(), now);
     }
   }
+  // Another item that took the place of the first in the Trash is none of the vault's.
+  reset();
+  vault.text("trash_note", R"({"note":"Plan"})");
+  vault.folder.write("../data/Trash/info/Plan.md.trashinfo", "[Trash Info]\nPath=/home/Plan.md\n");
+  EXPECT_EQ(undo::obstacle(last(), files), "It isn't in the Trash any more.");
+
   const AIAction elsewhere = [&] {
     AIAction action = last();
     action.vaultPath = "/elsewhere";

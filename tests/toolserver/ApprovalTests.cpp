@@ -162,6 +162,27 @@ TEST_F(Approval, FailsWhenThingsChangedMeanwhile) {
   EXPECT_EQ(failure(other), "This change isn't the one that was shown any more.");
 }
 
+// What is worked out anew when it is approved must be what was shown.
+TEST_F(Approval, CarriesOutNothingElse) {
+  const char* other = "This would not do any more what was shown. Decline it, or ask the assistant anew.";
+  const Proposal note = proposed("create_note", R"({"title":"New"})");
+  const Proposal task = proposed("add_task", R"({"text":"New"})");
+  vault.folder.write("Inbox/Tagged.md", "#work\n");
+  const Proposal tag = proposed("rename_tag", R"({"tag":"work","new_tag":"job"})");
+  vault.folder.write("Inbox/Tagged too.md", "#work\n");
+  vault.folder.write(".vesk/organization.json",
+                     R"({"method":"custom","places":[{"folder":"Projects","role":"Inbox"}]})");
+  for (const Proposal& proposal : {note, task, tag}) EXPECT_EQ(failure(proposal), other) << proposal.title;
+  const Proposal appended = proposed("append_to_note", R"({"note":"Plan","text":"x"})");
+  vault.folder.write("Inbox/Second.md", "# Plan\n");  // the title alone does not tell any more which note
+  EXPECT_EQ(failure(appended), "");
+  const Proposal linked = proposed("add_task_note", R"({"task":"Inbox/Tasks.md#0"})");
+  vault.folder.write("Inbox/Call Ana.md", "mine\n");
+  const auto before = test::contentsOf(vault.folder.path());
+  EXPECT_EQ(failure(linked), other);
+  EXPECT_EQ(test::contentsOf(vault.folder.path()), before);
+}
+
 // A task's id says on which line it stands: the line must be the one that was shown.
 TEST_F(Approval, NeverChangesAnotherTask) {
   const Proposal proposal = proposed("remove_task", R"({"task":"Inbox/Tasks.md#0"})");
@@ -190,6 +211,21 @@ TEST_F(Approval, BringsAlongWhatWasMadeForTheSameText) {
   EXPECT_EQ(failure(now(added)), "");
   EXPECT_EQ(vault.folder.read("Inbox/Tasks.md"), "- [x] a\n- [ ] b #due/2026-12-01\nend\n");
   EXPECT_EQ(store.all().size(), 1u);
+
+  // An equal line elsewhere is not the one that was shown.
+  vault.folder.write("Inbox/Tasks.md", "- [ ] Call\n\n## Bob\n\n- [ ] Call\n");
+  const Proposal moved =
+      proposed("update_note", R"({"note":"Inbox/Tasks.md","body":"\n\n\n\n- [ ] Call\n\n## Bob\n\n- [ ] Call\n"})");
+  const Proposal bobs = task(4, R"("status":"done")");
+  EXPECT_EQ(failure(moved), "");
+  EXPECT_EQ(failure(now(bobs)), "This note changed outside Vesk.");
+
+  vault.folder.write("Inbox/Tasks.md", "- [ ] a");
+  const Proposal ends[] = {proposed("append_to_note", R"({"note":"Inbox/Tasks.md","text":"one"})"),
+                           proposed("append_to_note", R"({"note":"Inbox/Tasks.md","text":"two"})"),
+                           proposed("add_task", R"({"text":"b"})"), task(0, R"("status":"done")")};
+  for (const Proposal& proposal : ends) EXPECT_EQ(failure(now(proposal)), "") << proposal.title;
+  EXPECT_EQ(vault.folder.read("Inbox/Tasks.md"), "- [x] a\none\ntwo\n- [ ] b\n");
 }
 
 TEST_F(Approval, IsGivenOnce) {

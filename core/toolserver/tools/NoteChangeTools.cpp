@@ -37,10 +37,13 @@ std::optional<std::vector<std::string>> tagsOf(const ToolArguments& arguments) {
 
 // A note that is moved as it is, to a path that must be free.
 PlannedChange planMove(ToolContext& context, const NoteRef& note, std::string title, std::string destination) {
+  if (lastComponent(destination) == assistantRulesFile)
+    throw VaultError::invalidName();  // it would be no note any more
   if (destination != note->id && context.vault().exists(destination)) throw VaultError::nameTaken();
   PlannedChange change{.title = std::move(title), .notePath = note->id};
   change.before = context.vault().read(note->id);
   change.after = change.before;
+  change.changesNothing = destination == note->id;
   change.destination = std::move(destination);
   return change;
 }
@@ -172,6 +175,7 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
   const std::string typed = arguments.text("tag", "The tag to rename is required.");
   const std::string typedNew = arguments.text("new_tag", "The new tag name is required.");
   const std::string tag(bareTag(typed));
+  if (tag.empty()) throw ToolError("The tag to rename is required.");
   const std::string newTag(bareTag(typedNew));
   const auto renaming = [&] {
     try {
@@ -181,7 +185,7 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
     }
   }();
   VaultSnapshot tagged =
-      context.vault().scanOnce([&](const NoteFile& file) { return file.text.find(tag) != std::string_view::npos; });
+      context.vault().scanOnce([&](const NoteFile& file) { return text::occurrences(file.text, tag) > 0; });
   std::erase_if(tagged.notes, [&](const NoteRef& note) { return !renaming.concerns(note->tags); });
   const std::size_t count = tagged.notes.size();
   PlannedChange change;
@@ -210,7 +214,7 @@ PlannedChange openDailyNote(ToolContext& context, const ToolArguments&) {
   const Day today = surroundings.calendar().day(surroundings.now());
   const std::string name = time::isoDay(today);
   const std::string path = Vault::noteID(name, journalFolder(context));
-  PlannedChange change{.title = fmt::format("Create the daily note {}", name)};
+  PlannedChange change{.title = fmt::format("Create the daily note {}", name), .destination = path};
   change.changesNothing = context.vault().exists(path);
   if (!change.changesNothing)
     change.after = Vault::filledTemplate(dailyNoteTemplate(surroundings.language()), name, today);

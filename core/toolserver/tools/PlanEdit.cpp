@@ -11,6 +11,7 @@ PlannedChange planEdit(ToolContext& context, const std::string& noteID, const st
   PlannedChange change{.title = std::move(title), .notePath = noteID};
   change.before = context.vault().read(noteID);
   change.after = edit(*change.before);
+  change.changesNothing = change.after == change.before;
   change.carryOut = [&context, noteID, noteTitle, edit = std::move(edit)] {
     context.changes().edit(noteID, noteTitle, edit);
     return toolResult::pathResult(noteID);

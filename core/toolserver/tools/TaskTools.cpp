@@ -72,11 +72,12 @@ std::optional<TaskStatus> statusOf(const ToolArguments& arguments) {
 
 // ---- list_tasks
 
+constexpr std::size_t longestText = 500;  // characters
+
 Json entryOf(const TaskItem& task) {
-  constexpr std::size_t longestTitle = 500;  // characters
   Json entry;
   entry["id"] = task.id();
-  entry["text"] = toolResult::shortened(task.text, longestTitle);
+  entry["text"] = toolResult::shortened(task.text, longestText);
   entry["status"] = name(task.status);
   entry["note"] = task.noteID;
   if (task.due) entry["due"] = *task.due;
@@ -117,6 +118,7 @@ PlannedChange addTaskToList(ToolContext& context, const ToolArguments& arguments
   if (const auto minutes = durationOf(arguments)) task.duration = minutes;
   const std::string folder = context.folderOrInbox(arguments);
   const std::string list = Vault::noteID(taskListName, folder);
+  withNewTask("", task);  // throws for what can't be written
   PlannedChange change{.title = fmt::format("Add the task {} to {}", quoted(TaskLine::plainLinks(task.text)), folder),
                        .destination = list};
   change.carryOut = [&context, task, list] {
@@ -153,7 +155,10 @@ TaskEdit editOf(const TaskItem& task, const ToolArguments& arguments) {
   setText(edit.reminder, arguments, "reminder", isTime, badReminder);
   if (const auto minutes = durationOf(arguments)) edit.duration = minutes;
   setText(edit.start, arguments, "start", isTime, badStart);
-  if (!edit.due && task.due) edit.start.reset();  // it is a time on that day
+  if (!edit.due && task.due) {
+    if (arguments.optionalText("start")) throw ToolError("A start time needs a due day.");
+    edit.start.reset();
+  }
   if (const auto text = arguments.given("text", textMissing)) {
     if (TaskLine::parseText(*text).text.empty()) throw ToolError(textMissing);
     edit.text = *text;
@@ -178,7 +183,17 @@ PlannedChange updateTask(ToolContext& context, const ToolArguments& arguments) {
 
 PlannedChange removeTask(ToolContext& context, const ToolArguments& arguments) {
   const TaskItem task = context.task(arguments);
-  return planTaskEdit(context, task, "Remove", [task](const std::string& text) { return withoutTask(text, task); });
+  PlannedChange change =
+      planTaskEdit(context, task, "Remove", [task](const std::string& text) { return withoutTask(text, task); });
+  change.carryOut = [carryOut = change.carryOut, task] {
+    carryOut();
+    Json result;
+    result["removed"] = toolResult::shortened(task.text, longestText);
+    result["note"] = task.noteID;
+    result["hint"] = "The ids of the tasks below it in this note have changed. Use list_tasks to get fresh ones.";
+    return result.pretty();
+  };
+  return change;
 }
 
 PlannedChange addTaskNote(ToolContext& context, const ToolArguments& arguments) {
@@ -193,7 +208,12 @@ PlannedChange addTaskNote(ToolContext& context, const ToolArguments& arguments) 
       planTaskEdit(context, task, "Give a note to", linkedTo(context.vault().nextNoteID(task.title, task.folderPath)));
   change.carryOut = [&context, task, linkedTo] {
     const std::string noteID = context.changes().createNote(task.title, "", {}, task.folderPath);
-    context.changes().edit(task.noteID, task.noteTitle, linkedTo(noteID));
+    try {
+      context.changes().edit(task.noteID, task.noteTitle, linkedTo(noteID));
+    } catch (const Error&) {
+      context.changes().takeBackLast();
+      throw;
+    }
     return toolResult::pathResult(noteID);
   };
   return change;
