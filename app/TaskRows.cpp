@@ -64,6 +64,10 @@ Style dateStyle(const TaskItem& task, Day today) {
   return isLate ? Style::bad : Style::faint;
 }
 
+std::string inParentheses(const std::string& details) {
+  return details.empty() ? details : fmt::format("({})", details);
+}
+
 }  // namespace
 
 std::vector<TaskItem> tasksOf(const Vault& vault) {
@@ -78,6 +82,7 @@ std::string taskDetails(const TaskItem& task, TaskDate date) {
   if (task.start && date != TaskDate::start) details.push_back(*task.start);
   if (task.duration) details.push_back(shortDuration(*task.duration));
   if (task.priority) details.emplace_back(name(*task.priority));
+  if (task.reminder) details.push_back("remind " + *task.reminder);
   return text::join(details, " ");
 }
 
@@ -111,7 +116,7 @@ std::vector<TaskRows::Row> TaskRows::rowsOf(const std::vector<TaskItem>& tasks, 
     rows.push_back({.task = task,
                     .date = safe((date == TaskDate::due ? task.due : task.start).value_or("")),
                     .title = safe(task.title),
-                    .details = safe(taskDetails(task, date)),
+                    .details = inParentheses(safe(taskDetails(task, date))),
                     .id = safe(fmt::format("{}#{}", path, task.line))});
   }
   return rows;
