@@ -340,6 +340,13 @@ std::string withLineBreaks(std::string_view text, std::string_view lineBreak) {
   }
 }
 
+bool contains(std::string_view text, std::string_view words) {
+  // The fastest for a few letters takes, at worst, the product of both lengths.
+  constexpr std::size_t few = 64;
+  if (words.size() <= few) return text.find(words) != std::string_view::npos;
+  return ::memmem(text.data(), text.size(), words.data(), words.size()) != nullptr;
+}
+
 std::size_t occurrences(std::string_view text, std::string_view words) {
   // memmem is linear; std::string_view::find is not.
   const auto next = [&](std::size_t from) {

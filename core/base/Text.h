@@ -58,6 +58,9 @@ std::string_view lineBreak(std::string_view text);
 // `text` with every line break, "\n" or "\r\n", written as this one.
 std::string withLineBreaks(std::string_view text, std::string_view lineBreak);
 
+// Whether `words` stands in the text. Takes linear time.
+bool contains(std::string_view text, std::string_view words);
+
 // How often `words` (not empty) stands in the text; 0, 1, or more when two of them overlap, too. Takes linear time.
 std::size_t occurrences(std::string_view text, std::string_view words);
 

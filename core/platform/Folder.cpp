@@ -218,10 +218,10 @@ std::string Folder::read(std::string_view path) const {
   const Fd fd = openFile(path);
   struct stat attributes = {};
   if (::fstat(fd.get(), &attributes) != 0) throw FileError("read", path, errno);
-  std::string text(static_cast<std::size_t>(attributes.st_size), '\0');
+  std::string text(static_cast<std::size_t>(attributes.st_size) + 1, '\0');  // one more byte, to see the end
   std::size_t filled = 0;
   for (;;) {
-    if (filled == text.size()) text.resize(text.size() + 4096);  // to see the end, or a file that has grown
+    if (filled == text.size()) text.resize(text.size() + 4096);  // it has grown
     const ssize_t got = ::read(fd.get(), text.data() + filled, text.size() - filled);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) throw FileError("read", path, errno);

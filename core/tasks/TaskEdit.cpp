@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <initializer_list>
 #include <utility>
 
 #include <fmt/format.h>
@@ -56,6 +57,16 @@ std::string written(const TaskLine::Parts& parts) {
   return line;
 }
 
+// One copy of each: a note may be large.
+std::string joined(std::initializer_list<std::string_view> pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) size += piece.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
+}
+
 // Everything but the line: the text before it, and that behind.
 std::pair<std::string_view, std::string_view> around(std::string_view text, std::string_view line) {
   const auto begin = static_cast<std::size_t>(line.data() - text.data());
@@ -83,12 +94,12 @@ std::string withTask(std::string_view noteText, const TaskItem& item, const Task
   TaskLine::Parts parts = partsOf(std::move(edit), item);
   parts.indent = present->indent;
   const auto [before, after] = around(noteText, line);
-  return fmt::format("{}{}{}{}", before, written(parts), TaskLine::ending(line), after);
+  return joined({before, written(parts), TaskLine::ending(line), after});
 }
 
 std::string withoutTask(std::string_view noteText, const TaskItem& item) {
   auto [before, after] = around(noteText, lineOf(noteText, item));
-  if (after.starts_with('\n')) return fmt::format("{}{}", before, after.substr(1));
+  if (after.starts_with('\n')) return joined({before, after.substr(1)});
   // It was the last line, and had no line break: now the one before it has none.
   if (before.ends_with('\n')) before.remove_suffix(1);
   if (before.ends_with('\r')) before.remove_suffix(1);

@@ -112,7 +112,7 @@ const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {
   // What a note is titled and links to stands in its text or is its file's name. Most notes need not be taken apart to
   // see that they don't hold it.
   notesAbout_ = vault_.scanOnce([&](const NoteFile& file) {
-    return file.fileName() == name || text::occurrences(file.text, name) > 0 || linksTo(file.text, name);
+    return file.fileName() == name || text::contains(file.text, name) || linksTo(file.text, name);
   });
   return *notesAbout_;
 }
@@ -159,8 +159,9 @@ std::optional<std::string> ToolContext::place(Bucket role) {
 std::vector<NoteRef> ToolContext::backlinks(const Note& note) { return notesAbout(note.fileName()).backlinks(note); }
 
 void ToolContext::requireFolder(std::string_view folder) {
-  const auto& known = folders();
-  if (std::any_of(known.begin(), known.end(), [&](const FolderSummary& each) { return each.path == folder; })) return;
+  const auto isMissingPlace = [&](const Organization::Place& each) { return place(each.role) == folder; };
+  const auto& places = organization().places;
+  if (vault_.lists(folder) || std::any_of(places.begin(), places.end(), isMissingPlace)) return;
   throw ToolError("That folder doesn't exist. Use list_folders to see the options.");
 }
 

@@ -94,6 +94,9 @@ class Vault {
   // Whether a file or a folder is there.
   bool exists(std::string_view path) const;
 
+  // Whether folders() would list a folder of exactly that path.
+  bool lists(std::string_view folder) const;
+
   // A note's whole text as it is now.
   std::string read(std::string_view noteID) const;
 

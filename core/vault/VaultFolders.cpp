@@ -1,5 +1,6 @@
 // Folders, and the desktop's Trash.
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 
@@ -7,6 +8,23 @@
 #include "core/vault/Vault.h"
 
 namespace vesk {
+
+bool Vault::lists(std::string_view folder) const {
+  if (folder.empty() || folder.find('\0') != std::string_view::npos) return false;
+  const Folder root = open();
+  try {
+    for (std::size_t end = 0; end < folder.size();) {
+      end = std::min(folder.find('/', end + 1), folder.size());
+      const std::string_view path = folder.substr(0, end);
+      const auto info = root.info(path);
+      const std::string_view name = lastComponent(path);
+      if (name.empty() || name.starts_with('.') || !info || info->kind != FileKind::folder) return false;
+    }
+    return true;
+  } catch (const FileError&) {
+    return false;  // it leads out of the vault, or is no path that a folder can have
+  }
+}
 
 std::string Vault::createFolder(std::string_view name, std::string_view parent) const {
   std::string path = joinPath(normalized(parent), fileName(name));

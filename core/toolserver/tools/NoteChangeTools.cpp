@@ -185,7 +185,7 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
     }
   }();
   VaultSnapshot tagged =
-      context.vault().scanOnce([&](const NoteFile& file) { return text::occurrences(file.text, tag) > 0; });
+      context.vault().scanOnce([&](const NoteFile& file) { return text::contains(file.text, tag); });
   std::erase_if(tagged.notes, [&](const NoteRef& note) { return !renaming.concerns(note->tags); });
   const std::size_t count = tagged.notes.size();
   PlannedChange change;
