@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <initializer_list>
 #include <utility>
 
 #include <fmt/format.h>
@@ -10,6 +9,7 @@
 #include "core/base/Error.h"
 #include "core/base/Text.h"
 #include "core/platform/Folder.h"
+#include "core/vault/MarkdownScanner.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk {
@@ -57,16 +57,6 @@ std::string written(const TaskLine::Parts& parts) {
   return line;
 }
 
-// One copy of each: a note may be large.
-std::string joined(std::initializer_list<std::string_view> pieces) {
-  std::size_t size = 0;
-  for (const std::string_view piece : pieces) size += piece.size();
-  std::string text;
-  text.reserve(size);
-  for (const std::string_view piece : pieces) text += piece;
-  return text;
-}
-
 // Everything but the line: the text before it, and that behind.
 std::pair<std::string_view, std::string_view> around(std::string_view text, std::string_view line) {
   const auto begin = static_cast<std::size_t>(line.data() - text.data());
@@ -94,12 +84,13 @@ std::string withTask(std::string_view noteText, const TaskItem& item, const Task
   TaskLine::Parts parts = partsOf(std::move(edit), item);
   parts.indent = present->indent;
   const auto [before, after] = around(noteText, line);
-  return joined({before, written(parts), TaskLine::ending(line), after});
+  const std::string changed = written(parts);
+  return markdown::joined({before, changed, TaskLine::ending(line), after});
 }
 
 std::string withoutTask(std::string_view noteText, const TaskItem& item) {
   auto [before, after] = around(noteText, lineOf(noteText, item));
-  if (after.starts_with('\n')) return joined({before, after.substr(1)});
+  if (after.starts_with('\n')) return markdown::joined({before, after.substr(1)});
   // It was the last line, and had no line break: now the one before it has none.
   if (before.ends_with('\n')) before.remove_suffix(1);
   if (before.ends_with('\r')) before.remove_suffix(1);

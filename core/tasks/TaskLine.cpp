@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include <fmt/format.h>
 
@@ -61,10 +63,25 @@ std::size_t terminatorAt(std::string_view text, std::size_t at) {
 
 bool mayTerminate(char c) { return (c >= '\n' && c <= '\r') || c == '\xC2' || c == '\xE2'; }
 
+// True when the eight bytes there are all from 0x10 to 0x7F: nothing that a line terminator begins with.
+bool areOrdinary(const char* bytes) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  constexpr std::uint64_t high = 0x8080'8080'8080'8080;
+  constexpr std::uint64_t least = 0x1010'1010'1010'1010;
+  return (((word - least) | word) & high) == 0;
+}
+
 // Where the first line terminator begins, or the text ends.
 std::size_t endOfText(std::string_view text) {
-  for (std::size_t at = 0; at < text.size(); ++at)
+  for (std::size_t at = 0; at < text.size();) {
+    if (text.size() - at >= 8 && areOrdinary(text.data() + at)) {
+      at += 8;
+      continue;
+    }
     if (mayTerminate(text[at]) && terminatorAt(text, at) > 0) return at;
+    ++at;
+  }
   return text.size();
 }
 
@@ -142,14 +159,17 @@ struct TagKind {
   void (*set)(Parts&, std::string_view value) = nullptr;
 };
 
+constexpr std::string_view statusPrefix = "status/";
+constexpr std::string_view duePrefix = "due/";
+
 // Of a checked box "doing" says nothing.
 constexpr TagKind tagKinds[] = {
-    {"status/",
+    {statusPrefix,
      {"doing"},
      [](Parts& parts, std::string_view) {
        if (parts.status == TaskStatus::todo) parts.status = TaskStatus::doing;
      }},
-    {"due/", {"0000-00-00"}, [](Parts& parts, std::string_view value) { parts.due = value; }},
+    {duePrefix, {"0000-00-00"}, [](Parts& parts, std::string_view value) { parts.due = value; }},
     {"prio/", {"high", "low"}, [](Parts& parts, std::string_view value) { parts.priority = taskPriorityNamed(value); }},
     {"remind/", {"00:00"}, [](Parts& parts, std::string_view value) { parts.reminder = value; }},
     {"dur/",
@@ -172,34 +192,39 @@ bool mayBeginTag(std::string_view before) {
   return last != '/' && last != '#' && !unicode::isWord(last);
 }
 
-// Sets what the control tag after the "#" at `hash` says; returns where it ends, none when no such tag stands there.
-std::size_t readTag(std::string_view text, std::size_t hash, Parts& parts) {
+struct ControlTag {
+  const TagKind* kind = nullptr;
+  std::string_view value = {};
+  std::size_t end = 0;
+};
+
+// The control tag after the "#" at `hash`; nullopt when no such tag stands there.
+std::optional<ControlTag> controlTagAt(std::string_view text, std::size_t hash) {
   const std::string_view rest = text.substr(hash + 1);
   for (const TagKind& kind : tagKinds) {
-    if (rest.empty() || rest.front() != kind.prefix.front() || !rest.starts_with(kind.prefix)) continue;
+    if (!rest.starts_with(kind.prefix)) continue;
     const std::size_t value = hash + 1 + kind.prefix.size();
     for (const std::string_view shape : kind.shapes) {
       const std::size_t end = shape.empty() ? none : endOfShape(text, value, shape);
-      if (end == none || !mayEndTag(text, end)) continue;
-      kind.set(parts, text.substr(value, end - value));
-      return end;
+      if (end != none && mayEndTag(text, end)) return ControlTag{&kind, text.substr(value, end - value), end};
     }
   }
-  return none;
+  return std::nullopt;
 }
 
-// Takes the control tags out of a text: sets what they say, and hands on the pieces that are left.
-template <typename Keep>
-void takeTags(std::string_view text, Parts& parts, Keep keep) {
+// Takes the control tags out of a text: hands on each of them, and the pieces that are left.
+template <typename Take, typename Keep>
+void takeTags(std::string_view text, Take take, Keep keep) {
   std::size_t begin = 0;  // of what was not handed on yet
   std::size_t run = 0;    // where the tags began that end at `begin`, one touching the other
   for (std::size_t hash = text.find('#'); hash != none; hash = text.find('#', hash + 1)) {
     if (hash != begin) run = hash;
     // What stands before it is looked at without the tags that were taken out.
-    const std::size_t end = mayBeginTag(text.substr(0, run)) ? readTag(text, hash, parts) : none;
-    if (end == none) continue;
+    const auto tag = mayBeginTag(text.substr(0, run)) ? controlTagAt(text, hash) : std::nullopt;
+    if (!tag) continue;
     keep(text.substr(begin, hash - begin));
-    begin = end;
+    take(*tag);
+    begin = tag->end;
   }
   keep(text.substr(begin));
 }
@@ -232,7 +257,9 @@ std::size_t lineBreaksIn(const char* begin, const char* end) {
 Parts parseText(std::string_view text) {
   Parts parts;
   std::string words;
-  takeTags(text, parts, [&](std::string_view piece) { words += piece; });
+  takeTags(
+      text, [&](const ControlTag& tag) { tag.kind->set(parts, tag.value); },
+      [&](std::string_view piece) { words += piece; });
   parts.text = text::collapseWhitespace(words);
   return parts;
 }
@@ -249,11 +276,15 @@ std::optional<Parts> parse(std::string_view line) {
 std::optional<Glance> glance(std::string_view line) {
   const auto box = boxOf(line);
   if (!box) return std::nullopt;
-  Parts parts;
-  bool hasText = false;
-  takeTags(box->text, parts,
-           [&](std::string_view piece) { hasText = hasText || !text::trimWhitespace(piece).empty(); });
-  return Glance{box->isChecked ? TaskStatus::done : parts.status, std::move(parts.due), hasText};
+  Glance glance{.status = box->isChecked ? TaskStatus::done : TaskStatus::todo};
+  takeTags(
+      box->text,
+      [&](const ControlTag& tag) {
+        if (tag.kind->prefix == duePrefix) glance.due = tag.value;
+        if (tag.kind->prefix == statusPrefix && !box->isChecked) glance.status = TaskStatus::doing;
+      },
+      [&](std::string_view piece) { glance.hasText = glance.hasText || !text::trimWhitespace(piece).empty(); });
+  return glance;
 }
 
 std::string render(const Parts& parts) {
@@ -339,7 +370,8 @@ std::vector<TaskItem> tasksOfBody(std::string_view body, std::size_t firstLine, 
   const char* counted = body.data();  // up to where the lines are
   Scanner scanner(body);
   while (const auto line = scanner.next()) {
-    if (!boxOf(*line) || (wanted && !wanted(index++))) continue;
+    if (!boxOf(*line)) continue;
+    if (const std::size_t own = index++; wanted && !wanted(own)) continue;
     number += lineBreaksIn(counted, line->data());
     counted = line->data();
     TaskItem item = *task(*line);

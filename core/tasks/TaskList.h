@@ -26,14 +26,14 @@ struct TaskFilter {
 // The tasks of VaultSnapshot::tasks() that are wanted, but for those without a text, which wait to be filled in. What
 // is to be done comes before what is done, the soonest due first, those without a day last; else as a scan finds them.
 //
-// Reads every note once, and takes apart only those whose tasks are then asked for.
+// Reads every note once, and once more those whose tasks are then asked for. The vault must outlive it.
 class TaskList {
  public:
   TaskList(const Vault& vault, const TaskFilter& filter);
 
   std::size_t size() const { return entries_.size(); }
 
-  // The tasks from `begin` up to `end`; fewer when their notes changed since the list was made.
+  // The tasks from `begin` up to `end`, as they are now: where a note changed since the list was made, fewer or others.
   std::vector<TaskItem> page(std::size_t begin, std::size_t end);
 
  private:

@@ -49,7 +49,7 @@ TEST_F(TaskCommands, ListWhatIsAskedForTheSoonestDueFirst) {
   EXPECT_THAT(listed({"backlog"}), ElementsAre("Weed"));
   EXPECT_EQ(vesk({"tasks", "--status", "doing"}).output, "            ◐  Weed  Projects/Garden/Plan.md#5\n");
   EXPECT_EQ(vesk({"tasks", "--limit", "1"}, {.environment = {{"NO_COLOR", "1"}}, .terminalColumns = 50}).output,
-            "2199-03-01  ○  Plant roses 10:00 2h  Plan.md#1\n");
+            "2199-03-01  ○  Plant roses (10:00 2h)  Plan.md#1\n");
 }
 
 TEST_F(TaskCommands, AddToTheInboxOrToTheListOfAFolder) {
@@ -95,9 +95,9 @@ TEST_F(TaskCommands, ADayShowsWhatIsTooMuchForIt) {
   vesk({"hours", "09:00-11:00"});
   EXPECT_EQ(vesk({"today", "--day", "2199-03-01"}).output,
             "Friday 1 March 2199\n\n"
-            "10:00  ○  Plant roses 2h  Projects/Garden/Plan.md#1\n"
-            "11:30  ○  Plant ferns     Projects/Garden/Plan.md#2\n"
-            "       ✓  Plant figs 5h   Projects/Garden/Plan.md#3\n"
+            "10:00  ○  Plant roses (2h)  Projects/Garden/Plan.md#1\n"
+            "11:30  ○  Plant ferns       Projects/Garden/Plan.md#2\n"
+            "       ✓  Plant figs (5h)   Projects/Garden/Plan.md#3\n"
             "Overlap: 10:00–12:00 Plant roses, and 11:30–12:00 Plant ferns\n\n"
             "2 h 30 min planned of 2 h: over-booked by 30 min.\n"
             "1 waits in the backlog: vesk backlog\n");

@@ -184,8 +184,7 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
       throw ToolError("That name can't be used for a tag.");
     }
   }();
-  VaultSnapshot tagged =
-      context.vault().scanOnce([&](const NoteFile& file) { return text::contains(file.text, tag); });
+  VaultSnapshot tagged = context.vault().scanOnce([&](const NoteFile& file) { return text::contains(file.text, tag); });
   std::erase_if(tagged.notes, [&](const NoteRef& note) { return !renaming.concerns(note->tags); });
   const std::size_t count = tagged.notes.size();
   PlannedChange change;
