@@ -100,11 +100,14 @@ std::optional<std::string> firstHeading(std::string_view text) {
 }
 
 std::size_t nextFence(std::string_view text, std::size_t lineBegin) {
-  for (std::size_t tick = text.find('`', lineBegin); tick != none; tick = text.find('`', endOfLine(text, tick))) {
+  std::size_t from = lineBegin;
+  for (std::size_t tick = text.find('`', from); tick != none; tick = text.find('`', from)) {
+    from = tick + 1;
+    if (!text.substr(tick).starts_with("```")) continue;  // inline code, as a rule
     const std::size_t lineBreak = text.rfind('\n', tick);
     const std::size_t begin = lineBreak == none ? 0 : lineBreak + 1;
-    const bool isFirst = text.substr(begin, tick - begin).find_first_not_of(" \t") == none;
-    if (isFirst && text.substr(tick).starts_with("```")) return begin;
+    if (text.substr(begin, tick - begin).find_first_not_of(" \t") == none) return begin;
+    from = endOfLine(text, tick);
   }
   return none;
 }
