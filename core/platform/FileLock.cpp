@@ -16,7 +16,7 @@ FileLock::FileLock(const std::string& folderPath, std::chrono::milliseconds pati
     : FileLock(Fd(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), folderPath, patience) {}
 
 FileLock FileLock::onFile(const std::string& path, std::chrono::milliseconds patience) {
-  return {Fd(::open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)), path, patience};
+  return {Fd(::open(path.c_str(), O_RDONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600)), path, patience};
 }
 
 FileLock::FileLock(Fd fd, const std::string& path, std::chrono::milliseconds patience) : fd_(std::move(fd)) {

@@ -15,7 +15,7 @@ class FileLock {
   // Waits for whoever holds the lock; FileError (EWOULDBLOCK) when that takes longer than `patience`.
   explicit FileLock(const std::string& folderPath, std::chrono::milliseconds patience = std::chrono::seconds(20));
 
-  // The lock of a file made for nothing else, where the folder's own is wanted meanwhile.
+  // The lock of a single file, where its folder's own is wanted meanwhile. The file is made when it is missing.
   static FileLock onFile(const std::string& path, std::chrono::milliseconds patience = std::chrono::seconds(20));
 
  private:

@@ -6,10 +6,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <sys/file.h>
-
 #include "core/platform/Fd.h"
 #include "core/platform/FileError.h"
+#include "core/platform/FileLock.h"
 #include "core/platform/Folder.h"
 
 namespace vesk::lineFile {
@@ -43,8 +42,7 @@ void sync(const std::string& path, int file, bool isNew) {
 
 void append(const std::string& path, std::string_view line, Durability durability) {
   const Fd file = openToAppend(path);
-  while (::flock(file.get(), LOCK_EX) != 0)
-    if (errno != EINTR) throw FileError("lock", path, errno);
+  const FileLock held = FileLock::onFile(path);
   const std::uint64_t size = fileInfo(file.get()).size;
   std::string whole(endsInLineBreak(file.get()) ? "" : "\n");
   whole.append(line).append("\n");

@@ -136,12 +136,8 @@ std::string textLinkedTo(std::string_view noteID, const TaskItem& item) {
   return fmt::format("[[{}|{}]]", file.substr(0, file.rfind('.')), text::collapseWhitespace(title));
 }
 
-void requireNoNote(const TaskItem& item) {
-  if (item.linkedNote) throw Error("This task already has a note.");
-}
-
 std::string attachNote(const Vault& vault, const TaskItem& item) {
-  requireNoNote(item);
+  if (item.linkedNote) throw Error("This task already has a note.");
   std::string noteID = vault.createNote(item.title, "", {}, item.folderPath);
   try {
     update(vault, item, [&](TaskEdit& edit) { edit.text = textLinkedTo(noteID, item); });

@@ -59,11 +59,8 @@ AddedTask addTask(const Vault& vault, const TaskLine::Parts& task, std::string_v
 // The text that a task has once it links to its note: the link reads like the task's title.
 std::string textLinkedTo(std::string_view noteID, const TaskItem& item);
 
-// Throws the Error of a task that has a note already.
-void requireNoNote(const TaskItem& item);
-
-// Makes a note of the task's title in its folder and links the task to it; returns the noteID. When the task's line has
-// changed meanwhile, the note goes to the Trash again.
+// Makes a note of the task's title in its folder and links the task to it; returns the noteID. Error for a task that
+// has a note already. When the task's line has changed meanwhile, the note goes to the Trash again.
 std::string attachNote(const Vault& vault, const TaskItem& item);
 
 }  // namespace vesk
