@@ -11,8 +11,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "core/base/JsonWriter.h"
 #include "core/base/Text.h"
-#include "core/base/Unicode.h"
 
 namespace vesk {
 
@@ -40,7 +40,7 @@ JsonError tooDeep() {
 // false, which would end the reading without an error.
 class Builder {
  public:
-  explicit Builder(std::string_view text) : text_(text) {}
+  Builder(std::string_view text, const Json::ArrayReader& arrays) : text_(text), arrays_(arrays) {}
 
   Json take() { return std::move(root_); }
 
@@ -54,14 +54,21 @@ class Builder {
   bool binary(Reader::binary_t&) { throw std::logic_error("JSON text holds no binary values"); }
 
   bool start_object(std::size_t) { return open(Json::Object()); }
-  bool start_array(std::size_t) { return open(Json::Array()); }
+  bool start_array(std::size_t) {
+    const bool isMember = open_.size() == 1 && open_.back()->object();
+    if (isMember && arrays_) elements_ = arrays_(member_->first);
+    return open(Json::Array());
+  }
   bool end_object() { return close(); }
-  bool end_array() { return close(); }
+  bool end_array() {
+    if (open_.size() == 2) elements_ = nullptr;
+    return close();
+  }
 
   bool key(std::string& name) {
     Json::Object& object = *open_.back()->object();
     // What Vesk wrote itself is sorted: the end is the right place, and costs no search.
-    member_ = &object.try_emplace(object.end(), std::move(name))->second;
+    member_ = object.try_emplace(object.end(), std::move(name));
     return true;
   }
 
@@ -72,6 +79,7 @@ class Builder {
  private:
   bool add(Json value) {
     place(std::move(value));
+    handOver();
     return true;
   }
 
@@ -83,141 +91,35 @@ class Builder {
 
   bool close() {
     open_.pop_back();
+    handOver();
     return true;
+  }
+
+  // Gives an element that is complete to whoever takes those of its array.
+  void handOver() {
+    if (!elements_ || open_.size() != 2) return;
+    Json::Array& array = *open_.back()->array();
+    elements_(std::move(array.back()));
+    array.pop_back();
   }
 
   Json& place(Json value) {
     if (open_.empty()) return root_ = std::move(value);
     if (Json::Array* array = open_.back()->array()) return array->emplace_back(std::move(value));
-    return *member_ = std::move(value);
+    return member_->second = std::move(value);
   }
 
   std::string_view text_;
+  const Json::ArrayReader& arrays_;
   Json root_;
-  std::vector<Json*> open_;  // from the outermost in; none moves, as only the innermost grows
-  Json* member_ = nullptr;   // where the value of the key just read belongs
+  std::vector<Json*> open_;        // from the outermost in; none moves, as only the innermost grows
+  Json::Object::iterator member_;  // where the value of the key just read belongs
+  Json::ElementReader elements_;   // of the array that is being handed over
 };
 
-enum class Layout { compact, pretty };
-
-// 0 for a byte that stands for itself in a string, 'u' for one that is written by its number, else the letter that
-// follows the backslash.
-constexpr std::array<char, 256> escapes = [] {
-  std::array<char, 256> table{};
-  std::fill_n(table.begin(), 0x20, 'u');
-  table['\b'] = 'b';
-  table['\t'] = 't';
-  table['\n'] = 'n';
-  table['\f'] = 'f';
-  table['\r'] = 'r';
-  table['"'] = '"';
-  table['\\'] = '\\';
-  return table;
-}();
-
-char escapeOf(char byte) { return escapes[static_cast<unsigned char>(byte)]; }
-
-// `text` with U+FFFD for each byte that belongs to no character.
-std::string wellFormed(std::string_view text) {
-  constexpr std::string_view replacement = "\uFFFD";
-  std::string result;
-  result.reserve(text.size() + replacement.size());
-  for (std::size_t at = 0; at < text.size();) {
-    const auto [value, length] = unicode::decode(text, at);
-    result += value == U'\uFFFD' ? replacement : text.substr(at, length);
-    at += length;
-  }
-  return result;
-}
-
-class Writer {
- public:
-  explicit Writer(Layout layout) : pretty_(layout == Layout::pretty) {}
-
-  std::string take() { return std::move(out_); }
-
-  void write(const Json& value) {
-    if (const auto* string = value.string()) return writeString(*string);
-    if (const auto* object = value.object()) return writeObject(*object);
-    if (const auto* array = value.array()) return writeArray(*array);
-    if (const auto* number = value.number()) return append(number->text);
-    const std::optional<bool> boolean = value.boolean();
-    append(!boolean ? "null" : *boolean ? "true" : "false");
-  }
-
- private:
-  void append(std::string_view text) { out_ += text; }
-
-  void writeArray(const Json::Array& array) {
-    writeItems('[', ']', array, [this](const Json& item) { write(item); });
-  }
-
-  void writeObject(const Json::Object& object) {
-    writeItems('{', '}', object, [this](const auto& member) {
-      writeString(member.first);
-      append(pretty_ ? " : " : ":");
-      write(member.second);
-    });
-  }
-
-  template <typename Items, typename WriteItem>
-  void writeItems(char opening, char closing, const Items& items, WriteItem writeItem) {
-    out_ += opening;
-    ++level_;
-    bool first = true;
-    for (const auto& item : items) {
-      if (!first) out_ += ',';
-      first = false;
-      breakLine();
-      writeItem(item);
-    }
-    --level_;
-    if (!items.empty()) breakLine();
-    out_ += closing;
-  }
-
-  void breakLine() {
-    if (!pretty_) return;
-    out_ += '\n';
-    out_.append(2 * level_, ' ');
-  }
-
-  void writeString(std::string_view text) {
-    out_ += '"';
-    if (text::isValidUtf8(text)) {
-      writeEscaped(text);
-    } else {
-      writeEscaped(wellFormed(text));
-    }
-    out_ += '"';
-  }
-
-  // Runs of plain characters are copied at once.
-  void writeEscaped(std::string_view text) {
-    for (auto at = text.begin(); at != text.end(); ++at) {
-      const auto plainEnd = std::find_if(at, text.end(), escapeOf);
-      out_.append(at, plainEnd);
-      if (plainEnd == text.end()) return;
-      at = plainEnd;
-      writeEscape(*at);
-    }
-  }
-
-  void writeEscape(char byte) {
-    const char letter = escapeOf(byte);
-    out_ += '\\';
-    out_ += letter;
-    if (letter == 'u') fmt::format_to(std::back_inserter(out_), "{:04x}", byte);
-  }
-
-  bool pretty_;
-  std::size_t level_ = 0;
-  std::string out_;
-};
-
-std::string written(const Json& value, Layout layout) {
-  Writer writer(layout);
-  writer.write(value);
+std::string written(const Json& value, JsonWriter::Layout layout) {
+  JsonWriter writer(layout);
+  writer.value(value);
   return writer.take();
 }
 
@@ -255,10 +157,10 @@ Json::Json(std::string value) : value_(std::move(value)) {}
 Json::Json(Array value) : value_(std::move(value)) {}
 Json::Json(Object value) : value_(std::move(value)) {}
 
-Json Json::parse(std::string_view text) {
+Json Json::parse(std::string_view text, const ArrayReader& arrays) {
   // The reader would take a NUL byte for the end.
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) throw malformed(text, nul);
-  Builder builder(text);
+  Builder builder(text, arrays);
   Reader::sax_parse(text.begin(), text.end(), &builder);
   return builder.take();
 }
@@ -267,6 +169,7 @@ bool Json::isNull() const { return std::holds_alternative<std::nullptr_t>(value_
 const std::string* Json::string() const { return std::get_if<std::string>(&value_); }
 const Json::Array* Json::array() const { return std::get_if<Array>(&value_); }
 const Json::Object* Json::object() const { return std::get_if<Object>(&value_); }
+std::string* Json::string() { return std::get_if<std::string>(&value_); }
 Json::Array* Json::array() { return std::get_if<Array>(&value_); }
 Json::Object* Json::object() { return std::get_if<Object>(&value_); }
 const Json::Number* Json::number() const { return std::get_if<Number>(&value_); }
@@ -294,9 +197,9 @@ Json& Json::operator[](std::string_view key) {
   return object()->try_emplace(std::string(key)).first->second;
 }
 
-std::string Json::compact() const { return written(*this, Layout::compact); }
+std::string Json::compact() const { return written(*this, JsonWriter::Layout::compact); }
 
-std::string Json::pretty() const { return written(*this, Layout::pretty); }
+std::string Json::pretty() const { return written(*this, JsonWriter::Layout::pretty); }
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -47,9 +48,16 @@ class Json {
   Json(Array value);
   Json(Object value);
 
+  // Takes the elements of one array, one after another.
+  using ElementReader = std::function<void(Json element)>;
+  // Asked for each array that is a member of the outermost object, by its key, before its elements are read: who takes
+  // them; an empty function for one to keep.
+  using ArrayReader = std::function<ElementReader(std::string_view key)>;
+
   // Throws JsonError. Refuses invalid UTF-8, anything after the value, and more than maximumDepth levels. A byte-order
-  // mark in front is skipped.
-  static Json parse(std::string_view text);
+  // mark in front is skipped. Arrays whose elements were taken are empty in the result: a long list need not be held
+  // as JSON as well as in what is made of it. A reader is asked once more for a key that is given twice.
+  static Json parse(std::string_view text, const ArrayReader& arrays = {});
 
   // The texts of an array's elements as they stand, told apart by their brackets, commas and strings alone: each is
   // JSON or not by itself. Nullopt when the text is no array.
@@ -60,6 +68,7 @@ class Json {
   const std::string* string() const;
   const Array* array() const;
   const Object* object() const;
+  std::string* string();
   Array* array();
   Object* object();
   const Number* number() const;

@@ -264,6 +264,13 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
   return text.substr(0, end);
 }
 
+std::size_t characterCount(std::string_view text) {
+  Characters characters(text);
+  std::size_t count = 0;
+  for (std::size_t end = 0; end < text.size(); ++count) end = characters.endOf(end);
+  return count;
+}
+
 std::string_view firstBytes(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   return text.substr(0, Characters(text).lastBoundary(bytes));

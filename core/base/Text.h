@@ -34,6 +34,9 @@ int compareNames(std::string_view a, std::string_view b);
 // The beginning of `text` that holds its first `count` characters, or all of it.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 
+// The number of characters.
+std::size_t characterCount(std::string_view text);
+
 // The longest beginning of `text` of whole characters within `bytes` bytes.
 std::string_view firstBytes(std::string_view text, std::size_t bytes);
 

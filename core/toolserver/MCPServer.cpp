@@ -8,6 +8,7 @@
 
 #include "core/base/Text.h"
 #include "core/base/Uuid.h"
+#include "core/diagrams/DiagramFiles.h"
 #include "core/platform/Folder.h"
 #include "core/toolserver/AIAccess.h"
 #include "core/toolserver/SameChange.h"
@@ -107,6 +108,16 @@ Json::Object argumentsOf(const Proposal& proposal) {
   throw ProposalError("The arguments of this change can't be read.");
 }
 
+// The text with a line for each thing that it holds: another editor may have written a diagram as a single one.
+std::string linesOf(const std::string& text, std::string_view path) {
+  if (!path.ends_with(diagramEnding)) return text;
+  try {
+    return Diagram::parse(text).serialized();
+  } catch (const Error&) {
+    return text;
+  }
+}
+
 }  // namespace
 
 std::string MCPServer::parseError() { return answer(Json(), "error", errorJson(parseErrorCode, "Parse error")); }
@@ -168,17 +179,17 @@ Json MCPServer::callResult(const Json& params) const {
   }
 }
 
-ToolContext MCPServer::contextFor(std::string_view name, const Proposal* approved) const {
+ToolContext MCPServer::contextFor(std::string_view name, std::string changeID, const Proposal* approved) const {
   AIAccess access = AIAccess::load(directory_);
   if (const auto refusal = toolCatalog::refusal(name, access)) throw ToolError(*refusal);
   if (!access.vaultPath) throw ToolError("No vault is open in Vesk.");
   Vault vault(*access.vaultPath);
   Folder::open(vault.root());  // a vault that has gone is the same failure for every tool
-  return {directory_, surroundings_, std::move(access), std::move(vault), approved};
+  return {directory_, surroundings_, std::move(access), std::move(vault), std::move(changeID), approved};
 }
 
 std::string MCPServer::run(std::string_view name, const Json::Object& arguments, bool approved) const {
-  ToolContext context = contextFor(name, nullptr);
+  ToolContext context = contextFor(name, newUuid());
   const Tool& tool = *toolCatalog::find(name);
   const ToolArguments given(arguments);
   if (const Reading* read = std::get_if<Reading>(&tool.handler)) return (*read)(context, given);
@@ -191,10 +202,10 @@ std::string MCPServer::run(std::string_view name, const Json::Object& arguments,
 
 std::string MCPServer::propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
                                const PlannedChange& change) const {
-  const Proposal proposal{.id = newUuid(),
+  const Proposal proposal{.id = context.changeID(),
                           .date = surroundings_.now(),
                           .tool = std::string(tool.name),
-                          .arguments = arguments.json(),
+                          .arguments = arguments.json().compact(),
                           .title = change.title,
                           .notePath = change.notePath,
                           .destination = change.destination,
@@ -229,14 +240,15 @@ PlannedChange MCPServer::planned(const Proposal& proposal, ToolContext& context)
   const Change* plan = std::get_if<Change>(&tool.handler);
   if (!plan) throw ProposalError(fmt::format("The tool {} changes nothing.", proposal.tool));
   Json::Object arguments = argumentsOf(proposal);
-  if (proposal.notePath && arguments.contains("note")) arguments["note"] = *proposal.notePath;  // whatever its title is
+  for (const char* key : {"note", "diagram"})  // whatever its title is by now
+    if (proposal.notePath && arguments.contains(key)) arguments[key] = *proposal.notePath;
   PlannedChange change = (*plan)(context, ToolArguments(std::move(arguments)));
   if (change.notePath != proposal.notePath) throw VaultError::conflict();
   return change;
 }
 
 std::map<std::string, TextChange> MCPServer::carryOut(const Proposal& proposal) const {
-  ToolContext context = contextFor(proposal.tool, &proposal);
+  ToolContext context = contextFor(proposal.tool, proposal.id, &proposal);
   if (proposal.vaultPath && *proposal.vaultPath != context.vault().root())
     throw ProposalError(fmt::format("This change is for another vault, {}. Open that one first.", *proposal.vaultPath));
   requireUnchanged(proposal, context.vault());
@@ -261,11 +273,13 @@ void MCPServer::bringAlong(const std::map<std::string, TextChange>& texts) const
 
 void MCPServer::bringAlong(Proposal proposal, const TextChange& text) const {
   try {
-    ToolContext context = contextFor(proposal.tool, nullptr);
+    ToolContext context = contextFor(proposal.tool, proposal.id);
     if (proposal.vaultPath != context.vault().root()) return;
     const PlannedChange now = planned(proposal, context);
     if (!now.after || !proposal.after || now.before != text.after) return;
-    if (!isSameChange({text.before, *proposal.after}, {text.after, *now.after}, text)) return;
+    const auto lines = [&](const std::string& whole) { return linesOf(whole, *proposal.notePath); };
+    const TextChange between{lines(text.before), lines(text.after)};
+    if (!isSameChange({between.before, lines(*proposal.after)}, {between.after, lines(*now.after)}, between)) return;
     proposal.title = now.title;
     proposal.before = now.before;
     proposal.after = now.after;

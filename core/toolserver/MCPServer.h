@@ -47,7 +47,7 @@ class MCPServer {
  private:
   Json initializeResult(const Json& params) const;
   Json callResult(const Json& params) const;
-  ToolContext contextFor(std::string_view name, const Proposal* approved) const;
+  ToolContext contextFor(std::string_view name, std::string changeID, const Proposal* approved = nullptr) const;
   std::string propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
                       const PlannedChange& change) const;
   std::map<std::string, TextChange> carryOut(const Proposal& proposal) const;  // the texts that it changed

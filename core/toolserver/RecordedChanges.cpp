@@ -117,6 +117,12 @@ std::string RecordedChanges::moveFolder(std::string_view path, std::string_view 
   return moved;
 }
 
+void RecordedChanges::renameFile(const std::string& path, std::string_view title, const std::string& renamed) {
+  vault_.movePath(path, renamed);
+  record(
+      {.kind = Kind::rename, .title = std::string(title), .noteID = renamed, .fromFolder = path, .toFolder = renamed});
+}
+
 void RecordedChanges::trash(const std::string& path, std::string_view title) {
   logTrash(title, path, vault_.trash(path));
 }

@@ -45,6 +45,9 @@ class RecordedChanges {
   std::string renameFolder(std::string_view path, std::string_view name);
   std::string moveFolder(std::string_view path, std::string_view parent);
 
+  // Renames any file: gives it another path in its folder.
+  void renameFile(const std::string& path, std::string_view title, const std::string& renamed);
+
   void trash(const std::string& path, std::string_view title);
 
   // One action for each note. Returns the number of notes changed.

@@ -4,14 +4,50 @@ namespace vesk {
 
 namespace {
 
-Json schemaOf(const Parameter& parameter) {
+Json objectSchema(const std::vector<Parameter>& members);
+
+Json pointSchema() {
   Json schema;
-  schema["type"] = parameter.type;
+  schema["type"] = "array";
+  schema["items"]["type"] = "number";
+  schema["minItems"] = 2;
+  schema["maxItems"] = 2;
+  return schema;
+}
+
+// Of the elements of an array.
+Json itemSchema(const Parameter& parameter) {
+  if (parameter.type == "points") return pointSchema();
+  if (!parameter.members.empty()) return objectSchema(parameter.members);
+  Json schema;
+  schema["type"] = "string";
+  return schema;
+}
+
+Json schemaOf(const Parameter& parameter) {
+  const bool isArray = parameter.type == "array" || parameter.type == "points";
+  Json schema;
+  schema["type"] = isArray ? "array" : parameter.type;
   if (!parameter.description.empty()) schema["description"] = parameter.description;
   if (parameter.minimum) schema["minimum"] = *parameter.minimum;
   if (parameter.maximum) schema["maximum"] = *parameter.maximum;
-  if (parameter.type == "array") schema["items"]["type"] = "string";
+  if (isArray) schema["items"] = itemSchema(parameter);
   if (!parameter.values.empty()) schema["enum"] = Json::Array(parameter.values.begin(), parameter.values.end());
+  return schema;
+}
+
+Json objectSchema(const std::vector<Parameter>& members) {
+  Json::Object properties;
+  Json::Array required;
+  for (const Parameter& member : members) {
+    properties.emplace(member.name, schemaOf(member));
+    if (member.required) required.emplace_back(member.name);
+  }
+  Json schema;
+  schema["type"] = "object";
+  schema["properties"] = std::move(properties);
+  schema["required"] = std::move(required);
+  schema["additionalProperties"] = false;
   return schema;
 }
 
@@ -28,19 +64,10 @@ bool Tool::waits(ApprovalLevel level) const {
 }
 
 Json Tool::json() const {
-  Json::Object properties;
-  Json::Array required;
-  for (const Parameter& parameter : parameters) {
-    properties.emplace(parameter.name, schemaOf(parameter));
-    if (parameter.required) required.emplace_back(parameter.name);
-  }
   Json entry;
   entry["name"] = name;
   entry["description"] = description;
-  entry["inputSchema"]["type"] = "object";
-  entry["inputSchema"]["properties"] = std::move(properties);
-  entry["inputSchema"]["required"] = std::move(required);
-  entry["inputSchema"]["additionalProperties"] = false;
+  entry["inputSchema"] = objectSchema(parameters);
   entry["annotations"]["readOnlyHint"] = effect == Effect::reads;
   entry["annotations"]["destructiveHint"] = effect == Effect::destroys;
   return entry;
@@ -53,6 +80,8 @@ Parameter note() { return {"note", "string", "The note's path, or its exact titl
 Parameter folder(bool required) { return {"folder", "string", "A path from list_folders.", required}; }
 
 Parameter task() { return {"task", "string", "A task id from list_tasks.", true}; }
+
+Parameter diagram() { return {"diagram", "string", "The diagram's path, or its exact title.", true}; }
 
 Parameter limit() { return {"limit", "integer", "Most results to return. Default 50, maximum 200.", false, 1, 200}; }
 

@@ -24,12 +24,13 @@ enum class Effect {
 
 struct Parameter {
   std::string_view name;
-  std::string_view type;  // as JSON Schema names it; the items of an "array" are strings
+  std::string_view type;  // as JSON Schema names it, or "points": an array of [x, y]
   std::string_view description = {};
   bool required = false;
   std::optional<int> minimum = {};
   std::optional<int> maximum = {};
   std::vector<std::string_view> values = {};  // those it can have; empty for any
+  std::vector<Parameter> members = {};        // of the objects in an array; empty for one of strings
 };
 
 // Both throw ToolError for what they refuse. A change is only planned: nothing is touched before it is carried out.
@@ -56,7 +57,8 @@ struct Tool {
 namespace parameters {
 Parameter note();  // required
 Parameter folder(bool required);
-Parameter task();  // required
+Parameter task();     // required
+Parameter diagram();  // required
 Parameter limit();
 Parameter offset();
 }  // namespace parameters

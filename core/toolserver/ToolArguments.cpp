@@ -88,8 +88,8 @@ std::size_t ToolArguments::part() const {
 }
 
 const Json* ToolArguments::find(std::string_view key) const {
-  const auto found = values_.find(key);
-  return found == values_.end() || found->second.isNull() ? nullptr : &found->second;
+  const Json* value = values_.find(key);
+  return value && !value->isNull() ? value : nullptr;
 }
 
 std::int64_t ToolArguments::integer(std::string_view key, std::int64_t otherwise) const {

@@ -33,8 +33,8 @@ class ToolArguments {
   // False when `key` is missing or null.
   bool has(std::string_view key) const { return find(key) != nullptr; }
 
-  // As JSON.
-  std::string json() const { return Json(values_).compact(); }
+  // All of them, as an object.
+  const Json& json() const { return values_; }
 
   // False when `key` is missing or null. ToolError when it is neither true nor false.
   bool flag(std::string_view key) const;
@@ -52,7 +52,7 @@ class ToolArguments {
   const Json* find(std::string_view key) const;
   std::int64_t integer(std::string_view key, std::int64_t otherwise) const;
 
-  Json::Object values_;
+  Json values_;
 };
 
 }  // namespace vesk

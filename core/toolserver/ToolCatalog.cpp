@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/toolserver/tools/DiagramTools.h"
 #include "core/toolserver/tools/FolderTools.h"
 #include "core/toolserver/tools/NoteChangeTools.h"
 #include "core/toolserver/tools/NoteTools.h"
@@ -16,11 +17,13 @@ namespace vesk::toolCatalog {
 
 const std::vector<Tool>& tools() {
   static const std::vector<Tool> all = {
-      searchNotesTool(), listNotesTool(),       readNoteTool(),         listFoldersTool(),   listTagsTool(),
-      moveNoteTool(),    createNoteTool(),      createCollectionTool(), appendToNoteTool(),  updateNoteTool(),
-      renameNoteTool(),  trashNoteTool(),       createFolderTool(),     renameFolderTool(),  moveFolderTool(),
-      trashFolderTool(), listTasksTool(),       addTaskTool(),          updateTaskTool(),    addTaskNoteTool(),
-      removeTaskTool(),  getOrganizationTool(), renameTagTool(),        openDailyNoteTool(), listProposalsTool(),
+      searchNotesTool(),   listNotesTool(),    readNoteTool(),         listFoldersTool(),   listTagsTool(),
+      moveNoteTool(),      createNoteTool(),   createCollectionTool(), appendToNoteTool(),  updateNoteTool(),
+      renameNoteTool(),    trashNoteTool(),    createFolderTool(),     renameFolderTool(),  moveFolderTool(),
+      trashFolderTool(),   listTasksTool(),    addTaskTool(),          updateTaskTool(),    addTaskNoteTool(),
+      removeTaskTool(),    listDiagramsTool(), readDiagramTool(),      createDiagramTool(), updateDiagramTool(),
+      renameDiagramTool(), trashDiagramTool(), getOrganizationTool(),  renameTagTool(),     openDailyNoteTool(),
+      listProposalsTool(),
   };
   return all;
 }

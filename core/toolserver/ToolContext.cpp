@@ -1,6 +1,7 @@
 #include "core/toolserver/ToolContext.h"
 
 #include <algorithm>
+#include <random>
 
 #include <fmt/format.h>
 
@@ -26,6 +27,12 @@ void addMissingPlaces(const Organization& organization, std::vector<FolderSummar
   }
 }
 
+std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
+  std::vector<std::string> paths;
+  for (const NoteRef& note : notes) paths.push_back(note->id);
+  return paths;
+}
+
 bool linksTo(std::string_view text, std::string_view name) {
   markdown::LinkScanner scanner(text);
   while (const auto link = scanner.next())
@@ -40,28 +47,33 @@ std::string shownWithin(std::string_view wanted) {
   return shown;
 }
 
-std::string severalMatch(const std::vector<NoteRef>& notes) {
+// What is found by a title: the only one that has it. `what` says what is looked for.
+template <typename Item, typename PathOf>
+Item onlyOne(std::vector<Item> titled, std::string_view wanted, const char* what, PathOf pathOf) {
+  if (titled.size() == 1) return std::move(titled.front());
+  if (titled.empty()) throw ToolError(fmt::format("No {} matches \"{}\"", what, shownWithin(wanted)));
   constexpr std::size_t longestList = 10'000;  // bytes
   std::vector<std::string> paths;
   std::size_t length = 0;
-  for (const NoteRef& note : notes) {
-    length += note->id.size();
+  for (const Item& item : titled) {
+    length += pathOf(item).size();
     if (length > longestList) break;
-    paths.push_back(note->id);
+    paths.push_back(pathOf(item));
   }
-  if (paths.size() < notes.size()) paths.push_back(fmt::format("and {} more", notes.size() - paths.size()));
-  return "Several notes match. Use one of these paths: " + text::join(paths, ", ");
+  if (paths.size() < titled.size()) paths.push_back(fmt::format("and {} more", titled.size() - paths.size()));
+  throw ToolError(fmt::format("Several {}s match. Use one of these paths: {}", what, fmt::join(paths, ", ")));
 }
 
 }  // namespace
 
 ToolContext::ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault,
-                         const Proposal* approved)
+                         std::string changeID, const Proposal* approved)
     : surroundings_(std::move(surroundings)),
       access_(std::move(access)),
       vault_(std::move(vault)),
       log_(directory),
       proposals_(std::move(directory)),
+      changeID_(std::move(changeID)),
       changes_(vault_, log_, surroundings_.now(), approved) {}
 
 void ToolContext::recordQuietly(AIAction action) const {
@@ -75,8 +87,13 @@ void ToolContext::recordQuietly(AIAction action) const {
   }
 }
 
-void ToolContext::recordRead(const Note& note) const {
-  recordQuietly({.kind = AIAction::Kind::read, .title = note.title, .noteID = note.id});
+Diagram::NewID ToolContext::newIDs() const {
+  std::seed_seq seed(changeID_.begin(), changeID_.end());
+  return [engine = std::mt19937_64(seed)]() mutable { return fmt::format("{:016x}", engine()); };
+}
+
+void ToolContext::recordRead(std::string_view title, const std::string& path) const {
+  recordQuietly({.kind = AIAction::Kind::read, .title = std::string(title), .noteID = path});
 }
 
 void ToolContext::recordSearch(std::string_view query, std::size_t results) const {
@@ -123,9 +140,17 @@ NoteRef ToolContext::note(const ToolArguments& arguments) {
   std::vector<NoteRef> titled;
   for (const NoteRef& note : notesAbout(wanted).notes)
     if (note->title == wanted) titled.push_back(note);
-  if (titled.size() > 1) throw ToolError(severalMatch(titled));
-  if (titled.empty()) throw ToolError(fmt::format("No note matches \"{}\"", shownWithin(wanted)));
-  return titled.front();
+  return onlyOne(std::move(titled), wanted, "note", [](const NoteRef& note) { return note->id; });
+}
+
+DiagramFile ToolContext::diagram(const ToolArguments& arguments) const {
+  const std::string wanted = arguments.text("diagram", "A diagram path or title is required.");
+  std::vector<DiagramFile> titled;
+  for (DiagramFile& file : diagrams(vault_)) {
+    if (file.path == wanted) return std::move(file);
+    if (file.title == wanted) titled.push_back(std::move(file));
+  }
+  return onlyOne(std::move(titled), wanted, "diagram", [](const DiagramFile& file) { return file.path; });
 }
 
 TaskItem ToolContext::task(const ToolArguments& arguments) const {
@@ -156,7 +181,14 @@ std::optional<std::string> ToolContext::place(Bucket role) {
   return place->folder;
 }
 
-std::vector<NoteRef> ToolContext::backlinks(const Note& note) { return notesAbout(note.fileName()).backlinks(note); }
+std::vector<std::string> ToolContext::backlinks(const Note& note) {
+  return pathsOf(notesAbout(note.fileName()).backlinks(note));
+}
+
+std::vector<std::string> ToolContext::notesShowing(const DiagramFile& diagram) const {
+  const std::string embed = diagramEmbed(diagram.path);
+  return pathsOf(vault_.scanOnce([&](const NoteFile& file) { return text::contains(file.text, embed); }).notes);
+}
 
 void ToolContext::requireFolder(std::string_view folder) {
   const auto isMissingPlace = [&](const Organization::Place& each) { return place(each.role) == folder; };

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/diagrams/DiagramFiles.h"
 #include "core/tasks/TaskItem.h"
 #include "core/toolserver/AIAccess.h"
 #include "core/toolserver/AIActionLog.h"
@@ -21,9 +22,9 @@ class ToolArguments;
 // What the handler of one call works with. Nothing of the vault is read before a handler asks for it, and then once.
 class ToolContext {
  public:
-  // `directory` is the support directory, `approved` the proposal that is being carried out; nullptr when there is
-  // none.
-  ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault,
+  // `directory` is the support directory, `changeID` the id that the change has or would have as a proposal, `approved`
+  // the proposal that is being carried out; nullptr when there is none.
+  ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault, std::string changeID,
               const Proposal* approved = nullptr);
   ToolContext(const ToolContext&) = delete;
   ToolContext& operator=(const ToolContext&) = delete;
@@ -34,11 +35,18 @@ class ToolContext {
   const ProposalStore& proposals() const { return proposals_; }
   const Surroundings& surroundings() const { return surroundings_; }
 
+  // Ids of what a change makes anew. They follow from the change's own id: what is carried out has those that were
+  // shown to the user.
+  Diagram::NewID newIDs() const;
+
   // Every change to the vault goes through these.
   RecordedChanges& changes() { return changes_; }
 
+  // The id that the change has as a proposal.
+  const std::string& changeID() const { return changeID_; }
+
   // Notes in the log what was read or looked for; where the log can't be written, reading goes on.
-  void recordRead(const Note& note) const;
+  void recordRead(std::string_view title, const std::string& path) const;
   void recordSearch(std::string_view query, std::size_t results) const;
 
   const Organization& organization();
@@ -53,6 +61,9 @@ class ToolContext {
   // several match.
   NoteRef note(const ToolArguments& arguments);
 
+  // The diagram that the argument "diagram" names, likewise.
+  DiagramFile diagram(const ToolArguments& arguments) const;
+
   // The task that the argument "task" names by its id. ToolError when it is missing, or there is no such task.
   TaskItem task(const ToolArguments& arguments) const;
 
@@ -65,8 +76,11 @@ class ToolContext {
   // The top-level folder of that role, as it is named on disk; nullopt when the vault has no place for it.
   std::optional<std::string> place(Bucket role);
 
-  // The notes that link to this one.
-  std::vector<NoteRef> backlinks(const Note& note);
+  // The paths of the notes that link to this one.
+  std::vector<std::string> backlinks(const Note& note);
+
+  // The paths of the notes that show the diagram.
+  std::vector<std::string> notesShowing(const DiagramFile& diagram) const;
 
   // Throws ToolError unless `folder` is one of folders().
   void requireFolder(std::string_view folder);
@@ -77,6 +91,7 @@ class ToolContext {
   Vault vault_;
   AIActionLog log_;
   ProposalStore proposals_;
+  std::string changeID_;
   RecordedChanges changes_;
   std::optional<Organization> organization_;
   std::optional<std::vector<FolderSummary>> folders_;

@@ -5,19 +5,13 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/toolserver/ToolError.h"
 
 namespace vesk::toolResult {
 
 namespace {
 
 constexpr std::size_t frameUnits = 2'000;  // what a page takes besides its entries
-
-// What an entry of a list within an object takes, with its indent and comma.
-std::size_t unitsAsEntry(const Json& entry) {
-  const std::string text = entry.pretty();
-  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-  return text::unitCount(text) + lines * 5 + 2;
-}
 
 std::size_t unitsAsString(std::string_view text) { return text::unitCount(Json(text).compact()); }
 
@@ -82,6 +76,12 @@ std::vector<std::string_view> parts(std::string_view text, std::size_t units) {
   return found;
 }
 
+std::size_t unitsAsEntry(const Json& entry) {
+  const std::string text = entry.pretty();
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  return text::unitCount(text) + lines * 5 + 2;
+}
+
 Json firstOf(const std::vector<std::string>& values, std::size_t units) {
   Json::Array entries;
   std::size_t taken = 0;
@@ -92,6 +92,22 @@ Json firstOf(const std::vector<std::string>& values, std::size_t units) {
     entries.push_back(std::move(entry));
   }
   return entries;
+}
+
+void addList(Json& result, const std::string& key, const std::vector<std::string>& values, std::size_t units) {
+  Json list = firstOf(values, units);
+  if (list.array()->size() < values.size()) result[key + "_total"] = values.size();
+  result[key] = std::move(list);
+}
+
+void addPartNumber(Json& result, std::size_t part, std::size_t parts, const char* what, const char* tool) {
+  if (part > parts) throw ToolError(fmt::format("This {} has only {} part{}.", what, parts, parts == 1 ? "" : "s"));
+  if (parts == 1) return;
+  result["part"] = part;
+  result["parts"] = parts;
+  if (part == parts) return;
+  result["to_read_on"] =
+      fmt::format("This is part {} of {}. Call {} with part {} to read on.", part, parts, tool, part + 1);
 }
 
 std::string shortened(std::string_view text, std::size_t characters) {

@@ -43,8 +43,18 @@ class Page {
 // part for an empty text.
 std::vector<std::string_view> parts(std::string_view text, std::size_t units);
 
+// What an entry of a list within an object takes, with its indent and comma.
+std::size_t unitsAsEntry(const Json& entry);
+
 // The first of `values`, as many as take at most `units` in a JSON list.
 Json firstOf(const std::vector<std::string>& values, std::size_t units);
+
+// Adds such a list to `result` under `key`, and where something was left out the number of all as `key`_total.
+void addList(Json& result, const std::string& key, const std::vector<std::string>& values, std::size_t units);
+
+// Says in `result` which part of how many it is, and how to go on with `tool`. ToolError when there is no such part of
+// `what`.
+void addPartNumber(Json& result, std::size_t part, std::size_t parts, const char* what, const char* tool);
 
 // A text shortened to at most `characters` (and 10 units for each), with "…" where something was left out.
 std::string shortened(std::string_view text, std::size_t characters);

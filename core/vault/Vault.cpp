@@ -149,4 +149,6 @@ std::vector<FolderSummary> Vault::folders() const {
   return scanFolders(root_, organization().value_or(Organization::para()));
 }
 
+std::vector<FileSummary> Vault::files(std::string_view ending) const { return scanFiles(root_, ending); }
+
 }  // namespace vesk

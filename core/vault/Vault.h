@@ -91,6 +91,9 @@ class Vault {
   // The folders, without reading any note.
   std::vector<FolderSummary> folders() const;
 
+  // The files whose names end in `ending`, but for hidden ones, in scan order. No file is read.
+  std::vector<FileSummary> files(std::string_view ending) const;
+
   // Whether a file or a folder is there.
   bool exists(std::string_view path) const;
 
@@ -120,10 +123,13 @@ class Vault {
   // Makes a file of that text; false, and nothing done, when something has that path. Its folder is made, too.
   bool createFile(std::string_view path, std::string_view text) const;
 
+  // The path that a title has in a folder as a file with that ending; with a number from 2 where the name is taken.
+  static std::string filePath(std::string_view title, std::string_view folder, std::string_view ending, int number = 1);
+
   // The text that createNote gives a note. A body may bring front matter of its own; the tags join those in it.
   static std::string noteText(std::string_view body, const std::vector<std::string>& tags);
 
-  // The noteID that a title has in a folder; with a number from 2 where the name is taken.
+  // The noteID that a title has in a folder, likewise.
   static std::string noteID(std::string_view title, std::string_view folder, int number = 1);
 
   // The noteID that createNote would give a note now.

@@ -61,10 +61,14 @@ std::string Vault::noteText(std::string_view body, const std::vector<std::string
   return file.serialized();
 }
 
+std::string Vault::filePath(std::string_view title, std::string_view folder, std::string_view ending, int number) {
+  const std::string numbered = number == 1 ? std::string(ending) : fmt::format(" {}{}", number, ending);
+  return joinPath(normalized(folder), named(fileName(title), numbered));
+}
+
 std::string Vault::noteID(std::string_view title, std::string_view folder, int number) {
   const std::string_view trimmed = text::trimWhitespace(title);
-  const std::string ending = number == 1 ? std::string(noteEnding) : fmt::format(" {}{}", number, noteEnding);
-  return joinPath(normalized(folder), named(fileName(trimmed.empty() ? "Untitled" : trimmed), ending));
+  return filePath(trimmed.empty() ? "Untitled" : trimmed, folder, noteEnding, number);
 }
 
 std::string Vault::nextNoteID(std::string_view title, std::string_view folder) const {

@@ -341,6 +341,44 @@ void listBelow(const Folder& root, const FolderSummary& parent, const Organizati
   found[self].notes = notes;
 }
 
+// Nullopt for a link that leads out of the vault, or nowhere.
+std::optional<FileSummary> summaryOf(const Folder& root, std::string path, FileKind kind) {
+  FileSummary summary{std::move(path)};
+  try {
+    const auto info = kind == FileKind::link ? fileInfo(root.openFile(summary.path).get()) : root.info(summary.path);
+    if (info) summary.modified = info->modified;
+  } catch (const FileError&) {
+    if (kind == FileKind::link) return std::nullopt;
+  }
+  return summary;
+}
+
+// The folders in one folder and its files of that ending, in order. It is closed again before the folders are opened.
+std::vector<FolderEntry> filesAndFolders(const Folder& root, std::string_view path, std::string_view ending) {
+  const auto folder = openIfThere(root, path);
+  if (!folder) return {};
+  std::vector<FolderEntry> items = folder->entries();
+  std::erase_if(items, [&](const FolderEntry& entry) {
+    const bool isFile = entry.kind == FileKind::file || entry.kind == FileKind::link;
+    const bool isWanted = entry.kind == FileKind::folder || (isFile && entry.name.ends_with(ending));
+    return !isWanted || entry.name.starts_with('.');
+  });
+  std::sort(items.begin(), items.end(), comesBefore);
+  return items;
+}
+
+void listFilesBelow(const Folder& root, const std::string& path, std::string_view ending,
+                    std::vector<FileSummary>& found) {
+  for (const FolderEntry& item : filesAndFolders(root, path, ending)) {
+    const std::string below = joinPath(path, item.name);
+    if (item.kind == FileKind::folder) {
+      listFilesBelow(root, below, ending, found);
+    } else if (auto summary = summaryOf(root, below, item.kind)) {
+      found.push_back(std::move(*summary));
+    }
+  }
+}
+
 }  // namespace
 
 std::string_view NoteFile::fileName() const {
@@ -390,6 +428,12 @@ std::vector<FolderSummary> scanFolders(const std::string& root, const Organizati
   std::vector<FolderSummary> found(1);
   listBelow(Folder::open(root), FolderSummary(), organization, found);
   found.erase(found.begin());
+  return found;
+}
+
+std::vector<FileSummary> scanFiles(const std::string& root, std::string_view ending) {
+  std::vector<FileSummary> found;
+  listFilesBelow(Folder::open(root), "", ending, found);
   return found;
 }
 

@@ -56,6 +56,16 @@ struct FolderSummary {
 // The folders below the root, each before those in it, in scan order.
 std::vector<FolderSummary> scanFolders(const std::string& root, const Organization& organization);
 
+// A file known without reading it.
+struct FileSummary {
+  std::string path = {};
+  Timestamp modified = distantPast;  // distantPast, too, when it can't be read
+};
+
+// The files of any folder whose names end in `ending`, in scan order. Hidden entries are left out; of links, those to
+// folders and those that lead out of the vault.
+std::vector<FileSummary> scanFiles(const std::string& root, std::string_view ending);
+
 // The instruction file for assistants, which is no note.
 inline constexpr std::string_view assistantRulesFile = "AGENTS.md";
 

@@ -33,6 +33,7 @@ class Chance {
   std::string note() { return pick(listed("list_notes", "notes", "path")); }
   std::string folder() { return pick(listed("list_folders", "folders", "path")); }
   std::string task() { return pick(listed("list_tasks", "tasks", "id")); }
+  std::string diagram() { return pick(listed("list_diagrams", "diagrams", "path")); }
   std::string name() { return pick({"Plan", "plan", "Ziel: a", "Neu", "Tasks", "Mañana", "2026-11-21", "Deep"}); }
   std::string tag() { return pick({"work", "job", "home", "casa/rua", "new"}); }
   std::string text() {
@@ -124,6 +125,25 @@ const std::map<std::string_view, Arguments (*)(Chance&)>& callMakers() {
        [](Chance& c) {
          return Arguments{{"task", c.task()}};
        }},
+      {"create_diagram",
+       [](Chance& c) {
+         return Arguments{
+             {"title", c.name()}, {"folder", c.folder()}, {"add_nodes", Json::Array{Json::Object{{"text", c.text()}}}}};
+       }},
+      {"update_diagram",
+       [](Chance& c) {
+         return Arguments{{"diagram", c.diagram()},
+                          {"add_nodes", Json::Array{Json::Object{{"id", c.name()}, {"text", c.text()}}}},
+                          {"remove_nodes", c.below(3) == 0 ? Json::Array{Json(c.name())} : Json::Array()}};
+       }},
+      {"rename_diagram",
+       [](Chance& c) {
+         return Arguments{{"diagram", c.diagram()}, {"title", c.name()}};
+       }},
+      {"trash_diagram",
+       [](Chance& c) {
+         return Arguments{{"diagram", c.diagram()}};
+       }},
       {"rename_tag",
        [](Chance& c) {
          return Arguments{{"tag", c.tag()}, {"new_tag", c.tag()}};
@@ -138,6 +158,7 @@ void fill(const ServedVault& vault) {
   vault.folder.write("Inbox/Tasks.md", "# Tasks\n\n- [ ] Call Ana #due/2026-11-05\n  - [x] Sub #work\n- [ ] Last");
   vault.folder.write("Projects/Site/Ana.md", "- [ ] one\n- [ ] two #prio/high\r\n");
   vault.folder.write("Projects/Site/Draft/Deep.md", "#work `#work`\n");
+  vault.folder.write("Projects/Site/Map.canvas", R"({"nodes":[{"id":"Plan","x":0,"y":0.5,"width":9,"height":9}]})");
   vault.folder.write("Projects/Site/Draft/picture.png", "\x89PNG");
   vault.folder.write("Areas/Empty.md", "");
   fs::create_directories(vault.folder.at("Resources/Empty"));

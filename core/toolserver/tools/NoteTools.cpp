@@ -89,19 +89,6 @@ std::string listNotes(ToolContext& context, const ToolArguments& arguments) {
   return page.text();
 }
 
-// A list that may be cut: `key`, and `key`_total where something was left out.
-void addList(Json& result, const std::string& key, const std::vector<std::string>& values) {
-  Json list = toolResult::firstOf(values, listUnits);
-  if (list.array()->size() < values.size()) result[key + "_total"] = values.size();
-  result[key] = std::move(list);
-}
-
-std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
-  std::vector<std::string> paths;
-  for (const NoteRef& note : notes) paths.push_back(note->id);
-  return paths;
-}
-
 // The keys above the text, for those of them that no other member shows.
 void addFrontmatter(Json& result, const Vault& vault, const Note& note) {
   const std::string text = vault.read(note.id);
@@ -116,15 +103,8 @@ void addPart(Json& result, std::string_view text, std::size_t part) {
   constexpr std::size_t frameUnits = 1'000;
   const std::size_t left = toolResult::maximumUnits - frameUnits - text::unitCount(result.pretty());
   const auto parts = toolResult::parts(text, std::min(textUnits, left));
-  if (part > parts.size())
-    throw ToolError(fmt::format("This note has only {} part{}.", parts.size(), parts.size() == 1 ? "" : "s"));
+  toolResult::addPartNumber(result, part, parts.size(), "note", "read_note");
   result["text"] = parts[part - 1];
-  if (parts.size() == 1) return;
-  result["part"] = part;
-  result["parts"] = parts.size();
-  if (part < parts.size())
-    result["to_read_on"] =
-        fmt::format("This is part {} of {}. Call read_note with part {} to read on.", part, parts.size(), part + 1);
 }
 
 std::string readNote(ToolContext& context, const ToolArguments& arguments) {
@@ -135,11 +115,11 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   result["role"] = bucket::name(note->bucket);
   result["modified"] = time::iso8601(note->modified);
   addFrontmatter(result, context.vault(), *note);
-  addList(result, "tags", note->tags);
-  addList(result, "links", note->links);
-  addList(result, "backlinks", pathsOf(context.backlinks(*note)));
+  toolResult::addList(result, "tags", note->tags, listUnits);
+  toolResult::addList(result, "links", note->links, listUnits);
+  toolResult::addList(result, "backlinks", context.backlinks(*note), listUnits);
   addPart(result, note->body, arguments.part());
-  context.recordRead(*note);
+  context.recordRead(note->title, note->id);
   return result.pretty();
 }
 
