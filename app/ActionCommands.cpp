@@ -144,7 +144,10 @@ void undoAction(const UndoOptions& options) {
   describe(action, terminal);
   if (const auto obstacle = undo::obstacle(action, vault)) throw Error(*obstacle);
   print("{}\n", safe(undo::description(action)));
-  if (action.before && action.after) print("{}", diffText(DiffLine::compare(*action.after, *action.before), terminal));
+  if (action.before && action.after) {
+    const auto changes = compared(*action.after, *action.before, kindOf(action.noteID.value_or("")));
+    print("{}", diffText(changes, terminal));
+  }
   if (action.appended) print("{}", diffText(DiffLine::compare(*action.appended, ""), terminal));
   if (!options.yes && canAsk() && !isConfirmed("Undo it? (y/n)")) return print("Nothing was undone.\n");
   currentLog().undo(action, vault);

@@ -63,8 +63,16 @@ std::string valueName(const Parameter& parameter) {
     return text::join(values, "|");
   }
   if (parameter.type == "boolean") return "true|false";
-  if (parameter.type == "integer") return "NUMBER";
+  if (parameter.type == "integer" || parameter.type == "number") return "NUMBER";
+  if (!parameter.members.empty() || parameter.type == "points") return "JSON";
   return parameter.type == "array" ? "TEXT,…" : "TEXT";
+}
+
+// What the objects of a list hold, in the form "text=TEXT, x=NUMBER".
+std::string membersText(const std::vector<Parameter>& members) {
+  std::vector<std::string> texts;
+  for (const Parameter& member : members) texts.push_back(fmt::format("{}={}", member.name, valueName(member)));
+  return fmt::format("A list of objects with {}.", text::join(texts, ", "));
 }
 
 void describe(const Tool& tool) {
@@ -75,6 +83,7 @@ void describe(const Tool& tool) {
     const std::string option = fmt::format("--{} {}", parameter.name, valueName(parameter));
     print("\n  {}{}\n", styled(option, Style::strong, terminal), parameter.required ? "  (required)" : "");
     if (!parameter.description.empty()) print("{}\n", wrapped(parameter.description, indent, terminal));
+    if (!parameter.members.empty()) print("{}\n", wrapped(membersText(parameter.members), indent, terminal));
   }
 }
 
@@ -123,6 +132,14 @@ Json boolean(const Parameter& parameter, const std::string& typed) {
   return typed == "true";
 }
 
+Json parsed(const Parameter& parameter, const std::string& typed) {
+  try {
+    return Json::parse(typed);
+  } catch (const JsonError& error) {
+    throw wrong("--{}: {}", parameter.name, error.what());
+  }
+}
+
 void addList(Json& list, const std::string& typed) {
   if (!list.array()) list = Json::Array();
   for (const std::string_view entry : text::split(typed, ','))
@@ -135,13 +152,14 @@ Json::Object argumentsOf(const Tool& tool, const Words& words) {
     const Parameter& parameter = parameterNamed(tool, name);
     const bool isFirst = !arguments.contains(name);
     Json& value = arguments[name];
-    if (parameter.type == "array") {
+    if (parameter.type == "array" && parameter.members.empty()) {
       addList(value, typed);
       continue;
     }
     if (!isFirst) throw wrong("--{} is given twice.", name);
     value = parameter.type == "integer"   ? integer(parameter, typed)
             : parameter.type == "boolean" ? boolean(parameter, typed)
+            : parameter.type == "array"   ? parsed(parameter, typed)
                                           : Json(typed);
   }
   return arguments;

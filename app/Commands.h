@@ -25,6 +25,8 @@ void addWeekCommand(CLI::App& program);
 void addBacklogCommand(CLI::App& program);
 void addPlanCommand(CLI::App& program);
 void addHoursCommand(CLI::App& program);
+void addDiagramsCommand(CLI::App& program);
+void addDiagramCommand(CLI::App& program);
 void addAccessCommand(CLI::App& program);
 void addProposalsCommand(CLI::App& program);
 void addReviewCommand(CLI::App& program);
@@ -43,6 +45,7 @@ inline const CommandGroup commandGroups[] = {
     {"Tasks",
      {addTasksCommand, addAddCommand, addDoingCommand, addDoneCommand, addTodoCommand, addTodayCommand, addWeekCommand,
       addBacklogCommand, addPlanCommand, addHoursCommand}},
+    {"Diagrams", {addDiagramsCommand, addDiagramCommand}},
     {"Assistants",
      {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand}},
 };

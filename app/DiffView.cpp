@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
-#include <string_view>
+#include <optional>
 #include <utility>
+
+#include "app/DiagramOutline.h"
+#include "core/base/Error.h"
+#include "core/diagrams/DiagramFiles.h"
 
 namespace vesk::app {
 
@@ -14,6 +18,16 @@ using Kind = DiffLine::Kind;
 using Lines = std::vector<DiffLine>;
 
 constexpr std::size_t context = 3;  // lines
+
+// "" of a text that isn't there; nullopt of one that is no diagram.
+std::optional<std::string> outlineOf(std::string_view text) {
+  if (text.empty()) return "";
+  try {
+    return outline(Diagram::parse(text));
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
 
 // Texts that are too long to be compared come as one removed and the other added. The lines that they begin and end
 // with are the same all the same; a diff that was worked out has none of these.
@@ -39,8 +53,8 @@ Lines narrowed(const Lines& lines) {
 void dropEnds(Lines& lines) {
   if (!lines.empty() && lines.back() == DiffLine{}) return lines.pop_back();
   for (const auto& [kind, other] : {std::pair(Kind::removed, Kind::added), {Kind::added, Kind::removed}}) {
-    const auto last =
-        std::find_if(lines.rbegin(), lines.rend(), [&](const DiffLine& line) { return line.kind != other; });
+    const auto last = std::find_if(lines.rbegin(), lines.rend(),
+                                   [other = other](const DiffLine& line) { return line.kind != other; });
     if (last != lines.rend() && *last == DiffLine{kind}) lines.erase(std::next(last).base());
   }
 }
@@ -68,6 +82,16 @@ std::string lineText(const DiffLine& line, const Terminal& terminal) {
 }
 
 }  // namespace
+
+TextKind kindOf(std::string_view path) { return path.ends_with(diagramEnding) ? TextKind::diagram : TextKind::note; }
+
+Lines compared(std::string_view before, std::string_view after, TextKind kind) {
+  if (kind == TextKind::note) return DiffLine::compare(before, after);
+  const auto outlineBefore = outlineOf(before);
+  const auto outlineAfter = outlineOf(after);
+  const bool tellsAll = outlineBefore && outlineAfter && outlineBefore != outlineAfter;
+  return tellsAll ? DiffLine::compare(*outlineBefore, *outlineAfter) : DiffLine::compare(before, after);
+}
 
 std::string diffText(const std::vector<DiffLine>& lines, const Terminal& terminal) {
   Lines all = narrowed(lines);

@@ -1,8 +1,6 @@
 // vesk plan: the time set aside for tasks, for any calendar to import.
 
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,12 +13,11 @@
 #include "app/CurrentVault.h"
 #include "app/Days.h"
 #include "app/Options.h"
+#include "app/OutputFile.h"
 #include "app/Table.h"
 #include "app/TaskRows.h"
 #include "app/Terminal.h"
 #include "core/base/Json.h"
-#include "core/platform/FileError.h"
-#include "core/platform/Folder.h"
 #include "core/tasks/PlanCalendar.h"
 #include "core/tasks/Planner.h"
 
@@ -60,22 +57,10 @@ std::string toText(const Blocks& blocks, const Calendar& calendar, const Termina
   return table.text(terminal);
 }
 
-// Whole, in one step.
-void writeFile(const std::string& path, std::string_view text) {
-  namespace fs = std::filesystem;
-  if (fs::is_directory(path)) throw FileError("write", path, EISDIR);
-  if (fs::exists(path) && !fs::is_regular_file(path))
-    throw Error(fmt::format("{} is no file. Use --ics - to write to the output.", path));
-  const fs::path absolute = fs::absolute(path);
-  const Folder folder = Folder::open(absolute.parent_path());
-  const std::string name = absolute.filename();
-  if (!folder.createFile(name, text)) folder.replaceFile(name, text);
-}
-
 void writeCalendar(const Blocks& blocks, const std::string& file) {
   const std::string text = iCalendar(blocks);
   if (file == "-") return writeData(text, Terminal::ofStandardOutput());
-  writeFile(file, text);
+  writeOutputFile(file, text);
   print("Wrote {} to {}.\n", counted(blocks.size(), "block"), safe(file));
 }
 

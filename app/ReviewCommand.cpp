@@ -51,6 +51,11 @@ std::string place(const Proposal& proposal) {
   return note.empty() ? "→ " + *proposal.destination : fmt::format("{} → {}", note, *proposal.destination);
 }
 
+// What its texts are of. A diagram that is still to be made has no path yet.
+TextKind kindOfText(const Proposal& proposal) {
+  return proposal.tool == "create_diagram" ? TextKind::diagram : kindOf(proposal.notePath.value_or(""));
+}
+
 // ---- proposals
 
 void printList(const Proposals& proposals) {
@@ -87,7 +92,8 @@ void approve(const Proposal& proposal) {
     MCPServer(environment::supportDirectory()).apply(proposal);
   } catch (const VaultError& error) {
     if (error.kind() != VaultError::Kind::conflict) throw;
-    throw Error("The note changed since this was proposed. Decline it, or ask the assistant anew.");
+    throw Error(fmt::format("The {} changed since this was proposed. Decline it, or ask the assistant anew.",
+                            kindOfText(proposal) == TextKind::diagram ? "diagram" : "note"));
   }
 }
 
@@ -193,7 +199,8 @@ std::string argumentsText(const Proposal& proposal) {
 
 // What the change does: its diff, else what was asked for.
 std::string changeText(const Proposal& proposal, const Terminal& terminal) {
-  const std::string diff = diffText(proposal.diff(), terminal);
+  const auto changes = compared(proposal.before.value_or(""), proposal.after.value_or(""), kindOfText(proposal));
+  const std::string diff = diffText(changes, terminal);
   return diff.empty() ? argumentsText(proposal) : diff;
 }
 
@@ -206,7 +213,7 @@ void show(const Proposal& proposal, std::size_t number, std::size_t count) {
     if (!value.empty()) table.add({{what, Style::faint}, {value, Style::plain}});
   };
   add("Tool", proposal.tool);
-  add("Note", proposal.notePath.value_or(""));
+  add(kindOfText(proposal) == TextKind::diagram ? "Diagram" : "Note", proposal.notePath.value_or(""));
   add("To", proposal.destination.value_or(""));
   if (proposal.vaultPath != currentAccess().vaultPath) add("Vault", proposal.vaultPath.value_or(""));
   add("Asked", shownTime(proposal.date, Calendar::ofSystem()));

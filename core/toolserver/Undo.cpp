@@ -124,7 +124,8 @@ std::string description(const AIAction& action) {
     case Kind::file: return fmt::format("Moves {} back to {}.", item, formerPath(action));
     case Kind::rename:
     case Kind::moveFolder: return fmt::format("Moves {} back to {}.", known(action.toFolder), known(action.fromFolder));
-    case Kind::createNote: return fmt::format("Moves the new note {} to the Trash.", item);
+    case Kind::createNote:
+      return fmt::format("Moves the new {} {} to the Trash.", isNoteName(item) ? "note" : "diagram", item);
     case Kind::createFolder: return fmt::format("Moves the new folder {} to the Trash.", item);
     case Kind::append: return fmt::format("Takes what was added off the end of {}.", item);
     case Kind::edit: return fmt::format("Gives {} back the text it had.", item);
