@@ -136,10 +136,22 @@ int collate(std::string_view a, std::string_view b) {
 
 bool isCrLf(std::string_view text, std::size_t position) { return text.substr(position, 2) == "\r\n"; }
 
-std::unique_ptr<icu::BreakIterator> openBreakIterator() {
+using BreakIterator = std::unique_ptr<icu::BreakIterator>;
+
+BreakIterator openBreakIterator(icu::BreakIterator* (*create)(const icu::Locale& locale, UErrorCode& status)) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::BreakIterator> iterator(
-      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  BreakIterator iterator(create(icu::Locale::getRoot(), status));
+  icuCalls::require(status);
+  return iterator;
+}
+
+// One like `original`, on a text.
+BreakIterator breakIterator(const icu::BreakIterator& original, std::string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::LocalUTextPointer bytes(utext_openUTF8(nullptr, text.data(), icuCalls::length(text), &status));
+  icuCalls::require(status);
+  BreakIterator iterator(original.clone());
+  iterator->setText(bytes.getAlias(), status);  // which copies what it needs of `bytes`
   icuCalls::require(status);
   return iterator;
 }
@@ -177,17 +189,12 @@ class Characters {
   }
 
   void open() {
-    static const std::unique_ptr<const icu::BreakIterator> original = openBreakIterator();
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::LocalUTextPointer bytes(utext_openUTF8(nullptr, text_.data(), icuCalls::length(text_), &status));
-    icuCalls::require(status);
-    iterator_.reset(original->clone());
-    iterator_->setText(bytes.getAlias(), status);  // which copies what it needs of `bytes`
-    icuCalls::require(status);
+    static const BreakIterator original = openBreakIterator(icu::BreakIterator::createCharacterInstance);
+    iterator_ = breakIterator(*original, text_);
   }
 
   std::string_view text_;
-  std::unique_ptr<icu::BreakIterator> iterator_;
+  BreakIterator iterator_;
 };
 
 // The UTF-16 code units that a byte stands for: one for a character's first byte, two where a pair is needed.
@@ -269,6 +276,16 @@ std::size_t characterCount(std::string_view text) {
   std::size_t count = 0;
   for (std::size_t end = 0; end < text.size(); ++count) end = characters.endOf(end);
   return count;
+}
+
+std::vector<std::size_t> lineEnds(std::string_view text) {
+  static const BreakIterator original = openBreakIterator(icu::BreakIterator::createLineInstance);
+  std::vector<std::size_t> ends;
+  if (text.empty()) return ends;
+  const BreakIterator iterator = breakIterator(*original, text);
+  for (std::int32_t end = iterator->next(); end != icu::BreakIterator::DONE; end = iterator->next())
+    ends.push_back(static_cast<std::size_t>(end));
+  return ends;
 }
 
 std::string_view firstBytes(std::string_view text, std::size_t bytes) {

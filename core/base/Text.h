@@ -44,6 +44,9 @@ std::string_view firstBytes(std::string_view text, std::size_t bytes);
 // count when they limit a result.
 std::string_view firstUnits(std::string_view text, std::size_t units);
 
+// Where a line of the text may end (Unicode Standard Annex 14): offsets in order, the last of them the text's size.
+std::vector<std::size_t> lineEnds(std::string_view text);
+
 // The number of UTF-16 code units `text` would take.
 std::size_t unitCount(std::string_view text);
 

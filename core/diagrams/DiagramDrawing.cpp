@@ -24,6 +24,7 @@ using diagramRoute::Route;
 using diagramText::Block;
 using diagramText::Line;
 using diagramText::Run;
+using diagramText::Words;
 
 constexpr double margin = 32;         // around everything
 constexpr double largestSide = 8192;  // of the picture, in pixels; what is larger is shown smaller
@@ -101,7 +102,7 @@ bool showsMore(const Block& block, const Block& other) {
 
 // The words of a node within a shape that is narrower above and below its middle. The lower their block, the wider its
 // lines: the first that holds all is the best, or else the one that holds most.
-Block wordsWithin(std::string_view text, const Rect& frame, WidthAt widthAt) {
+Block wordsWithin(const Words& words, const Rect& frame, WidthAt widthAt) {
   constexpr int steps = 24;
   constexpr double leading = 3;  // of a line's height, above and below its letters
   std::optional<Block> best;
@@ -112,7 +113,7 @@ Block wordsWithin(std::string_view text, const Rect& frame, WidthAt widthAt) {
         const double furthest = std::max(std::abs(top - height / 2), std::abs(bottom - height / 2)) - leading;
         return frame.width * widthAt(std::clamp(furthest / (frame.height / 2), 0.0, 1.0)) - padding;
       };
-      Block block = diagramText::markdown(text, {height, width});
+      Block block = words.in({height, width});
       if (!block.isCut && !block.hasBrokenWords) return block;
       if (!best || showsMore(block, *best)) best = std::move(block);
     }
@@ -121,21 +122,20 @@ Block wordsWithin(std::string_view text, const Rect& frame, WidthAt widthAt) {
 }
 
 // The same for words that share one left edge: within a rectangle.
-Block listWithin(std::string_view text, const Rect& frame, WidthAt widthAt) {
+Block listWithin(const Words& words, const Rect& frame, WidthAt widthAt) {
   Block best{.isCut = true};
   for (const double height : {0.56, 0.68, 0.8}) {
-    const auto room = diagramText::rectangle(frame.width * widthAt(height), frame.height * height);
-    Block block = diagramText::markdown(text, room);
+    Block block = words.in(diagramText::rectangle(frame.width * widthAt(height), frame.height * height));
     if (showsMore(block, best)) best = std::move(block);
   }
   return best;
 }
 
 // The same words in lines of about the same length: a last word does not stand alone.
-Block balanced(Block block, std::string_view text, double width, double height) {
+Block balanced(Block block, const Words& words, double width, double height) {
   if (block.lines.size() < 2 || block.isCut || block.hasBrokenWords) return block;
   for (const double share : {0.9, 0.8, 0.7, 0.6}) {
-    Block narrower = diagramText::markdown(text, diagramText::rectangle(width * share, height));
+    Block narrower = words.in(diagramText::rectangle(width * share, height));
     if (narrower.lines.size() != block.lines.size() || narrower.isCut || narrower.hasBrokenWords) break;
     block = std::move(narrower);
   }
@@ -242,7 +242,7 @@ class Drawing {
         "stroke-dasharray=\"7 5\"/>\n",
         color, rounded(frame.x), rounded(frame.y), rounded(frame.width), rounded(frame.height));
     const auto room = diagramText::rectangle(std::max(frame.width - 8, 60.0), 22);
-    const Block label = diagramText::plain(node.label(), room, 15, {.isBold = true});
+    const Block label = diagramText::plain(node.label(), 15, {.isBold = true}).in(room);
     if (label.lines.empty()) return;
     const Rect place{frame.x + 4, frame.y - label.height - 4, label.width, label.height};
     drawBlock(label, place.x, place.y, false, fmt::format("w{}", color));
@@ -317,9 +317,9 @@ class Drawing {
   // Labels lie above the nodes: where there is little room they can still be read.
   void addLabel(std::string_view text, const Route& route, std::size_t color) {
     const double narrow = std::clamp(route.length() - 36, 48.0, 180.0);
-    Block label = diagramText::plain(text::trimWhitespace(text), diagramText::rectangle(narrow, 56), smallSize);
-    if (label.hasBrokenWords || label.isCut)
-      label = diagramText::plain(text::trimWhitespace(text), diagramText::rectangle(180, 56), smallSize);
+    const Words words = diagramText::plain(text::trimWhitespace(text), smallSize);
+    Block label = words.in(diagramText::rectangle(narrow, 56));
+    if (label.hasBrokenWords || label.isCut) label = words.in(diagramText::rectangle(180, 56));
     if (label.lines.empty() || label.width == 0) return;
     const Point center = route.middle();
     const Rect plate{center.x - label.width / 2 - 4, center.y - label.height / 2, label.width + 8, label.height};
@@ -389,18 +389,20 @@ class Drawing {
     const double above = std::clamp((frame.height - line) / 2, 0.0, isFramed ? 10.0 : 2.0);
     const double height = frame.height >= diagramText::bodySize ? std::max(frame.height - 2 * above, line) : 0;
     const double width = frame.width - 2 * side;
-    Block block = diagramText::markdown(node.label(), diagramText::rectangle(width, height));
+    const Words words = diagramText::markdown(node.label());
+    Block block = words.in(diagramText::rectangle(width, height));
     const bool isCentred = isFramed && block.isProse && block.lines.size() <= mostCentred;
-    if (isCentred) block = balanced(std::move(block), node.label(), width, height);
+    if (isCentred) block = balanced(std::move(block), words, width, height);
     const bool isMiddle = isCentred || !isFramed;
     const double top = isMiddle ? frame.y + (frame.height - block.height) / 2 : frame.y + above;
     drawBlock(block, isCentred ? frame.center().x : frame.x + side, top, isCentred, classes);
   }
 
   void drawWordsWithin(const DiagramNode& node, const Rect& frame, WidthAt widthAt) {
-    Block block = wordsWithin(node.label(), frame, widthAt);
+    const Words words = diagramText::markdown(node.label());
+    Block block = wordsWithin(words, frame, widthAt);
     const bool isProse = block.isProse;
-    if (!isProse) block = listWithin(node.label(), frame, widthAt);
+    if (!isProse) block = listWithin(words, frame, widthAt);
     const double x = isProse ? frame.center().x : frame.center().x - block.width / 2;
     drawBlock(block, x, frame.y + (frame.height - block.height) / 2, isProse, "ink");
   }
@@ -415,11 +417,11 @@ class Drawing {
     const double left = frame.x + padding + signWidth + 10;
     const double width = frame.maxX() - padding - left;
     const double height = frame.height - 12;
-    const Block title = diagramText::plain(name, diagramText::rectangle(width, std::min(height, 62.0)),
-                                           diagramText::bodySize, {.isBold = true});
+    const Block title = diagramText::plain(name, diagramText::bodySize, {.isBold = true})
+                            .in(diagramText::rectangle(width, std::min(height, 62.0)));
     if (title.lines.empty()) return;
     const Block hint =
-        diagramText::plain(place, diagramText::rectangle(width, std::min(height - title.height, 18.0)), smallSize);
+        diagramText::plain(place, smallSize).in(diagramText::rectangle(width, std::min(height - title.height, 18.0)));
     constexpr double tall = 130;  // where the name goes above, like that of a page
     const double all = title.height + hint.height;
     const double top = frame.height >= tall ? frame.y + padding : frame.y + (frame.height - all) / 2;

@@ -19,30 +19,15 @@ constexpr std::string_view ellipsis = "…";
 constexpr double listIndent = 20;
 constexpr double quoteIndent = 14;
 
-// One line of the source, before it is wrapped.
-struct Paragraph {
-  struct Span {
-    std::size_t end = 0;  // in the text
-    Style style = {};
-  };
-
-  std::string marker = {};
-  std::string text = {};
-  std::vector<Span> spans = {};
-  double indent = 0;
-  double size = bodySize;
-  bool isQuote = false;
-
-  void add(std::string_view words, const Style& style) {
-    if (words.empty()) return;
-    text += words;
-    if (!spans.empty() && spans.back().style == style) {
-      spans.back().end = text.size();
-    } else {
-      spans.push_back({text.size(), style});
-    }
+void add(Paragraph& paragraph, std::string_view words, const Style& style) {
+  if (words.empty()) return;
+  paragraph.text += words;
+  if (!paragraph.spans.empty() && paragraph.spans.back().style == style) {
+    paragraph.spans.back().end = paragraph.text.size();
+  } else {
+    paragraph.spans.push_back({paragraph.text.size(), style});
   }
-};
+}
 
 double widthOf(char32_t c, const Style& style) {
   const double width = textWidth::of(c);
@@ -101,7 +86,7 @@ class InlineReader {
   char at(std::size_t position) const { return position < text_.size() ? text_[position] : ' '; }
 
   void flush() {
-    paragraph_.add(plain_, style_);
+    add(paragraph_, plain_, style_);
     plain_.clear();
   }
 
@@ -129,7 +114,7 @@ class InlineReader {
     flush();
     Style style = style_;
     style.isCode = true;
-    paragraph_.add(text_.substr(position_ + 1, end - position_ - 1), style);
+    add(paragraph_, text_.substr(position_ + 1, end - position_ - 1), style);
     position_ = end + 1;
     return true;
   }
@@ -211,12 +196,13 @@ class InlineReader {
 // Sets paragraphs one below the other until the room is used up.
 class Setting {
  public:
-  explicit Setting(const Room& room) : room_(room) {}
+  Setting(const Room& room, bool isProse) : room_(room) { block_.isProse = isProse; }
 
   bool isFull() const { return block_.isCut; }
 
   void add(const Paragraph& paragraph) {
     bool isFirst = true;
+    block_.height += paragraph.gap;
     for (std::size_t begin = 0; (isFirst || begin < paragraph.text.size()) && !isFull(); isFirst = false) {
       Line line;
       line.size = paragraph.size;
@@ -235,8 +221,6 @@ class Setting {
     }
   }
 
-  void addGap() { block_.height += bodySize * lineSpacing / 2; }
-  void setProse(bool isProse) { block_.isProse = block_.isProse && isProse; }
   Block done() && { return std::move(block_); }
 
  private:
@@ -245,30 +229,50 @@ class Setting {
     std::size_t next = 0;  // where the next one begins
   };
 
-  // What of a paragraph fits in a line: up to the last place where it may break; part of a word where there is none.
+  // What of a paragraph fits in a line: up to the last place where it may end; part of a word where there is none.
   Piece fitting(const Paragraph& paragraph, std::size_t begin, double width) {
     const std::string_view text = paragraph.text;
-    auto span = spanAt(paragraph, begin);
-    Piece best;
+    Piece best{begin, begin};
     double used = 0;
-    std::size_t wordEnd = begin;  // of the last word, without the spaces behind it
-    char32_t last = 0;
-    for (std::size_t i = begin; i < text.size();) {
-      const unicode::CodePoint c = unicode::decode(text, i);
-      if (i >= span->end) ++span;
-      if (wordEnd > begin && textWidth::mayBreak(last, c.value)) best = {wordEnd, i};
-      used += widthOf(c.value, span->style) * paragraph.size;
-      const bool isSpace = unicode::isWhitespace(c.value) && c.value != 0xA0;
-      if (!isSpace && used > width) return best.next > begin ? best : partOfWord(text, begin, i);
-      i += c.length;
-      if (!isSpace) wordEnd = i;
-      last = c.value;
+    auto end = std::upper_bound(paragraph.lineEnds.begin(), paragraph.lineEnds.end(), begin);
+    for (; end != paragraph.lineEnds.end(); ++end) {
+      const std::string_view word = withoutSpaces(text.substr(best.next, *end - best.next));
+      const std::size_t wordEnd = best.next + word.size();
+      if (used + partWidth(paragraph, best.next, wordEnd) > width) break;
+      used += partWidth(paragraph, best.next, *end);
+      best = {wordEnd, *end};
     }
-    return {wordEnd, text.size()};
+    return best.next > begin ? best : partOfWord(paragraph, begin, width);
   }
 
-  Piece partOfWord(std::string_view text, std::size_t begin, std::size_t end) {
+  // Spaces at the end of a line take no room.
+  static std::string_view withoutSpaces(std::string_view word) {
+    return word.substr(0, word.find_last_not_of(" \t") + 1);
+  }
+
+  // The width of a part of a paragraph.
+  static double partWidth(const Paragraph& paragraph, std::size_t begin, std::size_t end) {
+    double width = 0;
+    for (auto span = spanAt(paragraph, begin); begin < end; ++span) {
+      const std::size_t until = std::min(end, span->end);
+      width += widthOf(std::string_view(paragraph.text).substr(begin, until - begin), span->style);
+      begin = until;
+    }
+    return width * paragraph.size;
+  }
+
+  Piece partOfWord(const Paragraph& paragraph, std::size_t begin, double width) {
     block_.hasBrokenWords = true;
+    const std::string_view text = paragraph.text;
+    auto span = spanAt(paragraph, begin);
+    std::size_t end = begin;
+    for (double used = 0; end < text.size();) {
+      const unicode::CodePoint c = unicode::decode(text, end);
+      if (end >= span->end) ++span;
+      used += widthOf(c.value, span->style) * paragraph.size;
+      if (used > width) break;
+      end += c.length;
+    }
     const std::string_view rest = text.substr(begin);
     std::string_view part = text::firstBytes(rest, end - begin);
     if (part.empty()) part = text::firstCharacters(rest, 1);
@@ -373,19 +377,13 @@ std::string withoutTabs(std::string_view line) {
   return text;
 }
 
-// Reads Markdown line by line, for as long as there is room.
+// Reads Markdown line by line.
 class BlockReader {
  public:
-  explicit BlockReader(const Room& room) : setting_(room) {}
-
-  Block read(std::string_view text) {
+  Words read(std::string_view text) {
     text = text::firstBytes(text, mostBytes);
-    while (!text.empty() && !setting_.isFull()) {
-      const std::size_t end = std::min(text.find('\n'), text.size());
-      readLine(text::trim(text.substr(0, end), "\r"));
-      text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return std::move(setting_).done();
+    for (const std::string_view line : text::split(text, '\n')) readLine(text::trim(line, "\r"));
+    return Words(std::move(paragraphs_), isProse_);
   }
 
  private:
@@ -396,7 +394,7 @@ class BlockReader {
     } else if (isCode_) {
       addCode(line);
     } else if (words.empty()) {
-      setting_.addGap();
+      gap_ += bodySize * lineSpacing / 2;
     } else if (const std::size_t level = headingLevel(words); level > 0) {
       addHeading(words.substr(level), level);
     } else {
@@ -406,16 +404,16 @@ class BlockReader {
 
   void addCode(std::string_view line) {
     Paragraph paragraph;
-    paragraph.add(withoutTabs(line), {.isCode = true});
-    setting_.setProse(false);
-    setting_.add(paragraph);
+    diagramText::add(paragraph, withoutTabs(line), {.isCode = true});
+    isProse_ = false;
+    add(std::move(paragraph));
   }
 
   void addHeading(std::string_view words, std::size_t level) {
     Paragraph paragraph;
     paragraph.size = headingSize(level);
     InlineReader(text::trimSpaces(words), paragraph, {.isBold = true}).read();
-    setting_.add(paragraph);
+    add(std::move(paragraph));
   }
 
   void addWords(std::string_view words, std::size_t indent) {
@@ -431,12 +429,19 @@ class BlockReader {
       paragraph.indent +=
           std::max(listIndent, marker) + static_cast<double>(std::min<std::size_t>(indent, 24)) / 2 * 10;
     }
-    setting_.setProse(!paragraph.isQuote && paragraph.marker.empty());
+    isProse_ = isProse_ && !paragraph.isQuote && paragraph.marker.empty();
     InlineReader(words, paragraph, {.isItalic = paragraph.isQuote}).read();
-    setting_.add(paragraph);
+    add(std::move(paragraph));
   }
 
-  Setting setting_;
+  void add(Paragraph paragraph) {
+    paragraph.gap = std::exchange(gap_, 0);
+    paragraphs_.push_back(std::move(paragraph));
+  }
+
+  std::vector<Paragraph> paragraphs_;
+  double gap_ = 0;
+  bool isProse_ = true;
   bool isCode_ = false;
 };
 
@@ -446,15 +451,26 @@ Room rectangle(double width, double height) {
   return {height, [width](double, double) { return width; }};
 }
 
-Block markdown(std::string_view text, const Room& room) { return BlockReader(room).read(text::trim(text, "\r\n\t ")); }
+Words::Words(std::vector<Paragraph> paragraphs, bool isProse) : paragraphs_(std::move(paragraphs)), isProse_(isProse) {
+  for (Paragraph& paragraph : paragraphs_) paragraph.lineEnds = text::lineEnds(paragraph.text);
+}
 
-Block plain(std::string_view text, const Room& room, double size, const Style& style) {
-  Setting setting(room);
+Block Words::in(const Room& room) const {
+  Setting setting(room, isProse_);
+  for (const Paragraph& paragraph : paragraphs_) {
+    if (setting.isFull()) break;
+    setting.add(paragraph);
+  }
+  return std::move(setting).done();
+}
+
+Words markdown(std::string_view text) { return BlockReader().read(text::trim(text, "\r\n\t ")); }
+
+Words plain(std::string_view text, double size, const Style& style) {
   Paragraph paragraph;
   paragraph.size = size;
-  paragraph.add(text::firstBytes(text, mostBytes), style);
-  setting.add(paragraph);
-  return std::move(setting).done();
+  add(paragraph, text::firstBytes(text, mostBytes), style);
+  return Words({std::move(paragraph)});
 }
 
 }  // namespace vesk::diagramText

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -55,11 +56,40 @@ struct Room {
 
 Room rectangle(double width, double height);
 
+// One line of a text, before it is wrapped.
+struct Paragraph {
+  struct Span {
+    std::size_t end = 0;  // in the text
+    Style style = {};
+  };
+
+  std::string marker = {};
+  std::string text = {};
+  std::vector<Span> spans = {};
+  std::vector<std::size_t> lineEnds = {};  // where it may be wrapped
+  double indent = 0;
+  double size = bodySize;
+  double gap = 0;  // above it
+  bool isQuote = false;
+};
+
+// Words to be shown, read once and then set in as many rooms as it takes to find the one they look best in.
+class Words {
+ public:
+  explicit Words(std::vector<Paragraph> paragraphs, bool isProse = true);
+
+  Block in(const Room& room) const;
+
+ private:
+  std::vector<Paragraph> paragraphs_;
+  bool isProse_;
+};
+
 // Markdown as a node shows it: line breaks as they stand; headings, lists, boxes, quotes, fenced code; bold, italic,
 // struck and monospaced words; links by their words. Of very long texts only the beginning is looked at.
-Block markdown(std::string_view text, const Room& room);
+Words markdown(std::string_view text);
 
 // A name or a label as it stands.
-Block plain(std::string_view text, const Room& room, double size = bodySize, const Style& style = {});
+Words plain(std::string_view text, double size = bodySize, const Style& style = {});
 
 }  // namespace vesk::diagramText

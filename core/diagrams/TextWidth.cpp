@@ -40,20 +40,6 @@ constexpr Range ranges[] = {
 
 constexpr double unknownWidth = 0.7;
 
-// Ideographs, kana and Hangul syllables, with their full-width punctuation.
-bool isEastAsian(char32_t c) {
-  return (c >= 0x2E80 && c <= 0x9FFF && c != 0x3099 && c != 0x309A) || (c >= 0xAC00 && c <= 0xD7A3) ||
-         (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFF01 && c <= 0xFF60) || (c >= 0x20000 && c <= 0x3FFFD);
-}
-
-constexpr std::u32string_view opening = U"([{“‘「『（【〈《〔［｛";
-constexpr std::u32string_view closing = U")]}”’.,;:!?…」』）】〉》〕］｝、。，．：；！？ー々ゝゞっッゃゅょャュョ";
-
-bool isIn(std::u32string_view signs, char32_t c) { return signs.find(c) != std::u32string_view::npos; }
-
-// Syllables may go on in these.
-bool isHangulPart(char32_t c) { return (c >= 0x1100 && c <= 0x11FF) || (c >= 0xD7B0 && c <= 0xD7FB); }
-
 }  // namespace
 
 double of(char32_t c) {
@@ -72,18 +58,6 @@ double of(std::string_view text) {
     i += c.length;
   }
   return width;
-}
-
-bool mayBreak(char32_t before, char32_t after) {
-  if (of(after) == 0 || unicode::isWhitespace(after)) return false;
-  constexpr std::u32string_view unbroken = U"\u00A0\u202F";
-  if (unicode::isWhitespace(before)) return !isIn(unbroken, before);
-  const bool isWordNext = unicode::isLetterOrNumber(after) && !isHangulPart(after);
-  if (before == '-' || before == '/' || before == 0x2013 || before == 0x2014)
-    return unicode::isLetter(after) && isWordNext;
-  if (isIn(opening, before) || isIn(closing, after)) return false;
-  if (isEastAsian(after)) return before != 0x200D;
-  return isEastAsian(before) && (isWordNext || isIn(opening, after));
 }
 
 }  // namespace vesk::textWidth

@@ -12,8 +12,4 @@ double of(std::string_view text);
 inline constexpr double boldFactor = 1.16;
 inline constexpr double monospaced = 0.61;  // of every letter; those of East Asia take two
 
-// Whether a line may end between two code points that follow each other: behind a space, behind some signs, and between
-// the characters of East Asia. Never within a character.
-bool mayBreak(char32_t before, char32_t after);
-
 }  // namespace vesk::textWidth
