@@ -115,7 +115,7 @@ void show(const DiagramOptions& options) {
   const Diagram diagram = readDiagram(vault, diagramNamed(vault, options.name).path).diagram;
   if (options.asJson) return print("{}\n", diagram.summary().pretty());
   const Terminal terminal = Terminal::ofStandardOutput();
-  for (const auto& [text, details, isNode] : outlineLines(diagram))
+  for (const auto& [text, details, isNode, item] : outlineLines(diagram))
     print("{}{}\n", styled(safe(text), isNode ? Style::strong : Style::plain, terminal),
           details.empty() ? "" : styled(fmt::format("  [{}]", safe(details)), Style::faint, terminal));
 }

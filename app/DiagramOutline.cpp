@@ -89,7 +89,7 @@ OutlineLine lineOf(const DiagramStroke& stroke) {
   if (stroke.color) details.push_back(colorName(*stroke.color));
   if (stroke.width != usualPen) details.push_back(fmt::format("pen {}", stroke.width));
   if (const auto bounds = stroke.bounds()) details.push_back(place(*bounds));
-  return {"Drawing of " + counted(stroke.points.size(), "point"), joined(details)};
+  return {"Drawing of " + counted(stroke.points.size(), "point"), joined(details), false, toJson(stroke).compact()};
 }
 
 OutlineLine countsOf(const Diagram& diagram) {
@@ -176,7 +176,7 @@ void Outliner::addNode(std::size_t index, std::size_t depth) {
   details.push_back(place(node.frame()));
 
   const auto lines = linesOf(node);
-  lines_.push_back({indent(depth) + orUnnamed(lines.front()), joined(details), true});
+  lines_.push_back({indent(depth) + orUnnamed(lines.front()), joined(details), true, toJson(node).compact()});
   for (std::size_t i = 1; i < lines.size(); ++i)
     lines_.push_back({fmt::format("{}│{}{}", indent(depth + 1), lines[i].empty() ? "" : " ", lines[i])});
   if (nodes_.at(node.id) != index) return;  // the connections are those of an earlier node of that id
@@ -202,7 +202,7 @@ OutlineLine Outliner::lineOf(const DiagramEdge& edge) const {
   if (edge.line != DiagramLine::curved) details.emplace_back(name(edge.line));
   if (edge.color) details.push_back(colorName(*edge.color));
   if (auto chosen = sides(edge, node(edge.from), node(edge.to)); !chosen.empty()) details.push_back(std::move(chosen));
-  return {std::move(text), joined(details)};
+  return {std::move(text), joined(details), false, toJson(edge).compact()};
 }
 
 const DiagramNode* Outliner::node(std::string_view id) const {
@@ -214,14 +214,8 @@ const DiagramNode* Outliner::node(std::string_view id) const {
 
 std::vector<OutlineLine> outlineLines(const Diagram& diagram) { return Outliner(diagram).lines(); }
 
-std::string outline(const Diagram& diagram) {
-  std::string text;
-  for (const OutlineLine& line : outlineLines(diagram)) {
-    text += line.text;
-    if (!line.details.empty()) text += fmt::format("  [{}]", line.details);
-    text += '\n';
-  }
-  return text;
+std::string shownLine(const OutlineLine& line) {
+  return line.details.empty() ? line.text : fmt::format("{}  [{}]", line.text, line.details);
 }
 
 }  // namespace vesk::app

@@ -11,6 +11,7 @@ struct OutlineLine {
   std::string text = {};     // with its indent
   std::string details = {};  // "diamond, orange, at 300, 0 · 224 × 112"
   bool isNode = false;
+  std::string item = {};  // what it is about, as JSON; "" for a line that only goes on
 };
 
 // A diagram as a person reads it, in the order of its file: each node, below it the rest of its text ("│ "), the
@@ -19,7 +20,7 @@ struct OutlineLine {
 // saved. The texts are those of the file: they are still to be made safe for a terminal.
 std::vector<OutlineLine> outlineLines(const Diagram& diagram);
 
-// The same as text, the details in brackets: "Print it  [diamond, orange, at 300, 0 · 224 × 112]".
-std::string outline(const Diagram& diagram);
+// A line with its details in brackets: "Print it  [diamond, orange, at 300, 0 · 224 × 112]".
+std::string shownLine(const OutlineLine& line);
 
 }  // namespace vesk::app

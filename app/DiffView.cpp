@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <map>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "app/DiagramOutline.h"
@@ -19,14 +21,40 @@ using Lines = std::vector<DiffLine>;
 
 constexpr std::size_t context = 3;  // lines
 
-// "" of a text that isn't there; nullopt of one that is no diagram.
-std::optional<std::string> outlineOf(std::string_view text) {
-  if (text.empty()) return "";
+// None of a text that isn't there; nullopt of one that is no diagram.
+std::optional<std::vector<OutlineLine>> outlineOf(std::string_view text) {
+  if (text.empty()) return std::vector<OutlineLine>();
   try {
-    return outline(Diagram::parse(text));
+    return outlineLines(Diagram::parse(text));
   } catch (const Error&) {
     return std::nullopt;
   }
+}
+
+// An outline doesn't tell everything: ids, sides that are as usual, the points of a drawing, what other editors wrote.
+// Marks the lines that look as they did and yet stand for something else.
+void markHiddenChanges(const std::vector<OutlineLine>& before, std::vector<OutlineLine>& after) {
+  std::map<std::string, std::multiset<std::string>> items;  // of the lines before, by what they show
+  for (const OutlineLine& line : before) items[shownLine(line)].insert(line.item);
+  std::vector<OutlineLine*> others;
+  for (OutlineLine& line : after) {
+    const auto same = items.find(shownLine(line));
+    if (same == items.end()) continue;
+    const auto item = same->second.find(line.item);
+    if (item != same->second.end()) {
+      same->second.erase(item);
+    } else {
+      others.push_back(&line);
+    }
+  }
+  for (OutlineLine* line : others)
+    if (!items.at(shownLine(*line)).empty()) line->details += line->details.empty() ? "changed" : ", otherwise changed";
+}
+
+std::string textOf(const std::vector<OutlineLine>& lines) {
+  std::string text;
+  for (const OutlineLine& line : lines) text += shownLine(line) + "\n";
+  return text;
 }
 
 // Texts that are too long to be compared come as one removed and the other added. The lines that they begin and end
@@ -88,9 +116,10 @@ TextKind kindOf(std::string_view path) { return path.ends_with(diagramEnding) ? 
 Lines compared(std::string_view before, std::string_view after, TextKind kind) {
   if (kind == TextKind::note) return DiffLine::compare(before, after);
   const auto outlineBefore = outlineOf(before);
-  const auto outlineAfter = outlineOf(after);
-  const bool tellsAll = outlineBefore && outlineAfter && outlineBefore != outlineAfter;
-  return tellsAll ? DiffLine::compare(*outlineBefore, *outlineAfter) : DiffLine::compare(before, after);
+  auto outlineAfter = outlineOf(after);
+  if (!outlineBefore || !outlineAfter) return DiffLine::compare(before, after);
+  markHiddenChanges(*outlineBefore, *outlineAfter);
+  return DiffLine::compare(textOf(*outlineBefore), textOf(*outlineAfter));
 }
 
 std::string diffText(const std::vector<DiffLine>& lines, const Terminal& terminal) {

@@ -14,8 +14,8 @@ enum class TextKind { note, diagram };
 // By its name.
 TextKind kindOf(std::string_view path);
 
-// From one text of a file to the other, "" where there is none. Of a diagram it is the outlines that are compared, or
-// the texts where these can't be read or are all that differs.
+// From one text of a file to the other, "" where there is none. Of a diagram it is the outlines that are compared, with
+// the lines marked of what changed in a way that they don't show; or the texts where these can't be read.
 std::vector<DiffLine> compared(std::string_view before, std::string_view after, TextKind kind);
 
 // What a change adds ("+ ") and removes ("- "), a line each, with the three lines around it; "…" stands for what is

@@ -13,6 +13,7 @@ namespace vesk::app {
 
 void writeOutputFile(const std::string& path, std::string_view text) {
   namespace fs = std::filesystem;
+  if (path.empty()) throw Error("Name the file to write.");
   if (fs::is_directory(path)) throw FileError("write", path, EISDIR);
   if (fs::exists(path) && !fs::is_regular_file(path))
     throw Error(fmt::format("{} is no file. Write - to have it in the output.", path));

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
@@ -183,7 +184,12 @@ std::optional<std::int64_t> Json::integer() const {
   return number() ? fromText<std::int64_t>(number()->text) : std::nullopt;
 }
 
-std::optional<double> Json::real() const { return number() ? fromText<double>(number()->text) : std::nullopt; }
+std::optional<double> Json::real() const {
+  if (!number()) return std::nullopt;
+  if (const auto value = fromText<double>(number()->text)) return value;
+  const double value = std::strtod(number()->text.c_str(), nullptr);  // which tells what is too large from too small
+  return std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
 
 const Json* Json::find(std::string_view key) const {
   if (!object()) return nullptr;

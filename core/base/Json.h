@@ -75,7 +75,7 @@ class Json {
   std::optional<bool> boolean() const;
   // The value of a number that is written as an integer (no fraction, no exponent) and fits; else nullopt.
   std::optional<std::int64_t> integer() const;
-  // Any number that a double can hold, be it rounded; nullopt beyond its range (1e400, 1e-400).
+  // Any number within the range of a double, be it rounded, to 0 too; nullopt beyond it (1e400).
   std::optional<double> real() const;
 
   // The member of an object; nullptr when this is no object or has no such key.

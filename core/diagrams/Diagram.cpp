@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <iterator>
 
 #include "core/base/Uuid.h"
@@ -11,9 +10,9 @@ namespace vesk {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> shapes = {"rectangle", "ellipse", "diamond", "sticky", "text"};
-constexpr std::array<std::string_view, 4> sides = {"top", "right", "bottom", "left"};
-constexpr std::array<std::string_view, 2> lines = {"curved", "elbow"};
+constexpr std::array<std::string_view, 5> namesOfShapes = {"rectangle", "ellipse", "diamond", "sticky", "text"};
+constexpr std::array<std::string_view, 4> namesOfSides = {"top", "right", "bottom", "left"};
+constexpr std::array<std::string_view, 2> namesOfLines = {"curved", "elbow"};
 
 // The case of that name; the names are in the order of the cases.
 template <typename Case, std::size_t count>
@@ -31,15 +30,15 @@ void include(std::optional<Rect>& united, const std::optional<Rect>& other) {
 
 }  // namespace
 
-std::string_view name(DiagramShape shape) { return shapes[static_cast<std::size_t>(shape)]; }
-std::string_view name(DiagramSide side) { return sides[static_cast<std::size_t>(side)]; }
-std::string_view name(DiagramLine line) { return lines[static_cast<std::size_t>(line)]; }
+std::string_view name(DiagramShape shape) { return namesOfShapes[static_cast<std::size_t>(shape)]; }
+std::string_view name(DiagramSide side) { return namesOfSides[static_cast<std::size_t>(side)]; }
+std::string_view name(DiagramLine line) { return namesOfLines[static_cast<std::size_t>(line)]; }
 
-std::optional<DiagramShape> shapeNamed(std::string_view name) { return caseNamed<DiagramShape>(shapes, name); }
-std::optional<DiagramSide> sideNamed(std::string_view name) { return caseNamed<DiagramSide>(sides, name); }
-std::optional<DiagramLine> lineNamed(std::string_view name) { return caseNamed<DiagramLine>(lines, name); }
+std::optional<DiagramShape> shapeNamed(std::string_view name) { return caseNamed<DiagramShape>(namesOfShapes, name); }
+std::optional<DiagramSide> sideNamed(std::string_view name) { return caseNamed<DiagramSide>(namesOfSides, name); }
+std::optional<DiagramLine> lineNamed(std::string_view name) { return caseNamed<DiagramLine>(namesOfLines, name); }
 
-std::vector<std::string_view> shapeNames() { return {shapes.begin(), shapes.end()}; }
+std::vector<std::string_view> shapeNames() { return {namesOfShapes.begin(), namesOfShapes.end()}; }
 
 bool isDiagramColor(std::string_view color) {
   if (color.size() == 1) return color[0] >= '1' && color[0] <= '6';
@@ -57,13 +56,13 @@ std::string_view DiagramNode::label() const {
   return {};
 }
 
-Point DiagramNode::anchor(DiagramSide side) const {
-  const Point middle = frame().center();
+Point anchor(const Rect& frame, DiagramSide side) {
+  const Point middle = frame.center();
   switch (side) {
-    case DiagramSide::top: return {middle.x, y};
-    case DiagramSide::right: return {x + width, middle.y};
-    case DiagramSide::bottom: return {middle.x, y + height};
-    case DiagramSide::left: return {x, middle.y};
+    case DiagramSide::top: return {middle.x, frame.minY()};
+    case DiagramSide::right: return {frame.maxX(), middle.y};
+    case DiagramSide::bottom: return {middle.x, frame.maxY()};
+    case DiagramSide::left: return {frame.minX(), middle.y};
   }
   return middle;
 }

@@ -44,6 +44,9 @@ bool isDiagramColor(std::string_view color);
 // True for a number that a diagram's file can hold: finite, and within 64 bits once it is rounded.
 bool fitsDiagram(double value);
 
+// The middle of a frame's side.
+Point anchor(const Rect& frame, DiagramSide side);
+
 // Sizes and places are in canvas units.
 struct DiagramNode {
   std::string id = {};
@@ -61,7 +64,7 @@ struct DiagramNode {
   std::string_view label() const;
   bool isEditable() const { return type == "text"; }
   Rect frame() const { return {x, y, width, height}; }
-  Point anchor(DiagramSide side) const;  // the middle of that side
+  Point anchor(DiagramSide side) const { return vesk::anchor(frame(), side); }
 
   bool operator==(const DiagramNode&) const = default;
 };
@@ -95,6 +98,21 @@ struct DiagramStroke {
   bool operator==(const DiagramStroke&) const = default;
 };
 
+// A change set is one JSON object that removes, changes and adds nodes, connections and drawings at once. Each of its
+// keys may be missing; a value that isn't of the kind it should be counts as missing. In the order in which they are
+// applied:
+//
+// | key                                        | value                                                          |
+// |--------------------------------------------|----------------------------------------------------------------|
+// | remove_edges, remove_strokes, remove_nodes | ids; a node's connections go with it                           |
+// | update_nodes                               | objects of id, text, shape, color, x, y, width, height         |
+// | update_edges                               | objects of id, from_side, to_side, label, line, color,         |
+// |                                            | start_arrow, end_arrow                                         |
+// | add_nodes                                  | as update_nodes; a new id where none is given                  |
+// | add_edges                                  | as update_edges, with from and to in place of the id           |
+// | add_strokes                                | objects of points, color, width                                |
+// | direction                                  | "right" or "down": how nodes without x and y are laid out      |
+
 // What a change set added: indices, in the order of the set.
 struct DiagramAdditions {
   std::vector<std::size_t> nodes = {};
@@ -103,8 +121,8 @@ struct DiagramAdditions {
 };
 
 // A drawing of nodes and connections, as a JSON Canvas file (jsoncanvas.org, version 1.0) holds it; Vesk's own are the
-// keys "shape" of a node, "line" of a connection and "strokes". Later nodes lie on top. Ids may occur twice in a file
-// of another editor: the first is meant.
+// keys "shape" of a node, "line" of a connection and "strokes". Later nodes lie on top. An id may occur twice in a file
+// of another editor: the first is meant, but for what is to be removed: all of that id are.
 struct Diagram {
   std::vector<DiagramNode> nodes = {};
   std::vector<DiagramEdge> edges = {};
@@ -124,7 +142,7 @@ struct Diagram {
 
   using NewID = std::function<std::string()>;
 
-  // Applies a change set (see DiagramChanges.cpp), all of it or nothing: throws DiagramChangeError.
+  // Applies a change set, all of it or nothing: throws DiagramChangeError.
   DiagramAdditions apply(const Json& changes, const NewID& newID = Diagram::newID);
 
   // What an assistant is told of the diagram.
@@ -136,8 +154,14 @@ struct Diagram {
   bool operator==(const Diagram&) const = default;
 };
 
-// The keys of a change set whose values are not of the kind they should be, and so count as missing.
+// What of a change set is not of the kind it should be and so counts as missing, or is a key that its objects don't
+// have: "add_edges", "update_nodes[2].width".
 std::vector<std::string> ignoredKeys(const Json& changes);
+
+// As they stand in the file. Throws DiagramError for a number that fitsDiagram() refuses.
+Json toJson(const DiagramNode& node);
+Json toJson(const DiagramEdge& edge);
+Json toJson(const DiagramStroke& stroke);
 
 // The parts of a summary.
 Json summaryOf(const DiagramNode& node);

@@ -1,18 +1,8 @@
-// Change sets: one JSON object that removes, changes and adds nodes, connections and drawings at once. Each of its keys
-// may be missing; a value that isn't of the kind it should be counts as missing.
-//
-// | key                                            | value                                                           |
-// |------------------------------------------------|-----------------------------------------------------------------|
-// | remove_edges, remove_strokes, remove_nodes     | ids; a node's connections go with it                            |
-// | update_nodes, add_nodes                        | objects of id, text, shape, color, x, y, width, height          |
-// | update_edges                                   | objects of id, from_side, to_side, label, line, color,          |
-// |                                                | start_arrow, end_arrow                                          |
-// | add_edges                                      | likewise, with from and to in place of the id                   |
-// | add_strokes                                    | objects of points, color, width                                 |
-// | direction                                      | "right" or "down": how nodes without x and y are laid out       |
+// Applying change sets.
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -45,8 +35,7 @@ std::optional<bool> flagOf(const Json& object, std::string_view key) {
 
 double checkedNumber(const Json& value, std::string_view what) {
   const auto number = value.real();
-  if (!number || !fitsDiagram(*number))
-    throw DiagramChangeError(fmt::format("{} must be a number of at most 64 bits.", what));
+  if (!number || !fitsDiagram(*number)) throw DiagramChangeError(fmt::format("{} is too large a number.", what));
   return *number;
 }
 
@@ -69,10 +58,10 @@ List objectsOf(const Json& changes, std::string_view key) {
   return listOf(changes, key, [](const Json& element) { return element.object() != nullptr; });
 }
 
-std::unordered_set<std::string> idsOf(const Json& changes, std::string_view key) {
-  std::unordered_set<std::string> ids;
+std::vector<std::string_view> idsOf(const Json& changes, std::string_view key) {
+  std::vector<std::string_view> ids;
   for (const Json& id : listOf(changes, key, [](const Json& element) { return element.string() != nullptr; }))
-    ids.insert(*id.string());
+    ids.push_back(*id.string());
   return ids;
 }
 
@@ -128,7 +117,7 @@ Direction directionOf(const Json& changes) {
   throw DiagramChangeError("Direction must be right or down.");
 }
 
-double toTenth(double value) { return std::round(value * 10) / 10; }
+double toTenth(double value) { return std::round(value * 10) / 10 + 0.0; }  // + 0.0: never -0
 
 // The elements that are two numbers.
 std::vector<Point> pointsOf(const Json& object) {
@@ -162,7 +151,7 @@ void fitSize(DiagramNode& node) {
   node.height *= diamondFactor;
 }
 
-// ---- Applying
+// ---- Finding by id
 
 // Where each id stands; of one that occurs twice, the first.
 using Indices = std::unordered_map<std::string, std::size_t>;
@@ -182,16 +171,67 @@ std::size_t indexOf(const Indices& indices, const Json& object, const char* what
   return found->second;
 }
 
-// Removes everything with one of the ids.
+using IDs = std::unordered_set<std::string_view>;
+
+// Removes everything with one of the ids, and returns these.
 template <typename Item>
-void removeAll(std::vector<Item>& items, const std::unordered_set<std::string>& ids, const char* what) {
-  if (ids.empty()) return;
-  std::unordered_set<std::string_view> present;
+IDs removeAll(std::vector<Item>& items, const std::vector<std::string_view>& ids, const char* what) {
+  if (ids.empty()) return {};
+  IDs present;
   for (const Item& item : items) present.insert(item.id);
-  for (const std::string& id : ids)
+  for (const std::string_view id : ids)
     if (!present.contains(id)) throw DiagramChangeError(fmt::format("No {} has the id {}.", what, id));
-  std::erase_if(items, [&](const Item& item) { return ids.contains(item.id); });
+  IDs removed(ids.begin(), ids.end());
+  std::erase_if(items, [&](const Item& item) { return removed.contains(item.id); });
+  return removed;
 }
+
+// ---- What is passed over
+
+enum class Kind { text, number, flag, list };
+
+using Members = std::map<std::string_view, Kind>;
+
+Members with(Members members, const Members& more) {
+  members.insert(more.begin(), more.end());
+  return members;
+}
+
+// What the objects of each list hold.
+std::map<std::string_view, Members> objectLists() {
+  const Members node = {{"id", Kind::text},  {"text", Kind::text}, {"shape", Kind::text},   {"color", Kind::text},
+                        {"x", Kind::number}, {"y", Kind::number},  {"width", Kind::number}, {"height", Kind::number}};
+  const Members edge = {{"from_side", Kind::text}, {"to_side", Kind::text}, {"label", Kind::text},
+                        {"line", Kind::text},      {"color", Kind::text},   {"start_arrow", Kind::flag},
+                        {"end_arrow", Kind::flag}};
+  const Members stroke = {{"points", Kind::list}, {"color", Kind::text}, {"width", Kind::number}};
+  return {{"add_nodes", node},
+          {"update_nodes", node},
+          {"add_edges", with({{"from", Kind::text}, {"to", Kind::text}}, edge)},
+          {"update_edges", with({{"id", Kind::text}}, edge)},
+          {"add_strokes", stroke}};
+}
+
+bool isTaken(const Members& members, std::string_view name, const Json& value) {
+  const auto member = members.find(name);
+  if (member == members.end()) return false;
+  switch (member->second) {
+    case Kind::text: return value.string() != nullptr;
+    case Kind::number: return value.number() != nullptr;
+    case Kind::flag: return value.boolean().has_value();
+    case Kind::list: return value.array() != nullptr;
+  }
+  return false;
+}
+
+// Whether there is something under that key of which nothing is taken.
+bool isIgnored(const Json& changes, std::string_view key, bool isTaken) {
+  const Json* value = changes.find(key);
+  const bool isEmpty = !value || value->isNull() || (value->array() && value->array()->empty());
+  return !isEmpty && !isTaken;
+}
+
+// ---- Applying
 
 class ChangeSet {
  public:
@@ -215,8 +255,7 @@ class ChangeSet {
   void remove() {
     removeAll(diagram_.edges, idsOf(changes_, "remove_edges"), "connection");
     removeAll(diagram_.strokes, idsOf(changes_, "remove_strokes"), "drawing");
-    const auto removed = idsOf(changes_, "remove_nodes");
-    removeAll(diagram_.nodes, removed, "node");
+    const IDs removed = removeAll(diagram_.nodes, idsOf(changes_, "remove_nodes"), "node");
     if (removed.empty()) return;
     std::erase_if(diagram_.edges,
                   [&](const DiagramEdge& edge) { return removed.contains(edge.from) || removed.contains(edge.to); });
@@ -323,16 +362,17 @@ class ChangeSet {
 }  // namespace
 
 std::vector<std::string> ignoredKeys(const Json& changes) {
-  const auto isIgnored = [&](const char* key, bool isTaken) {
-    const Json* value = changes.find(key);
-    const bool isEmpty = !value || value->isNull() || (value->array() && value->array()->empty());
-    return !isEmpty && !isTaken;
-  };
   std::vector<std::string> ignored;
-  for (const char* key : {"add_nodes", "add_edges", "add_strokes", "update_nodes", "update_edges"})
-    if (isIgnored(key, !objectsOf(changes, key).empty())) ignored.emplace_back(key);
   for (const char* key : {"remove_nodes", "remove_edges", "remove_strokes"})
-    if (isIgnored(key, !idsOf(changes, key).empty())) ignored.emplace_back(key);
+    if (isIgnored(changes, key, !idsOf(changes, key).empty())) ignored.emplace_back(key);
+  for (const auto& [key, members] : objectLists()) {
+    const List objects = objectsOf(changes, key);
+    if (isIgnored(changes, key, !objects.empty())) ignored.emplace_back(key);
+    for (std::size_t i = 0; i < objects.size(); ++i)
+      for (const auto& [name, value] : *objects[i].object())
+        if (!value.isNull() && !isTaken(members, name, value))
+          ignored.push_back(fmt::format("{}[{}].{}", key, i, name));
+  }
   return ignored;
 }
 

@@ -9,19 +9,6 @@
 
 namespace vesk {
 
-namespace {
-
-// Takes the first path for the title for which take(path) is true.
-template <typename Take>
-std::string firstPath(std::string_view title, std::string_view folder, Take take) {
-  for (int number = 1;; ++number) {
-    std::string path = diagramPath(title, folder, number);
-    if (take(path)) return path;
-  }
-}
-
-}  // namespace
-
 std::string diagramTitle(std::string_view path) {
   std::string_view name = lastComponent(path);
   if (name.ends_with(diagramEnding)) name.remove_suffix(diagramEnding.size());
@@ -53,13 +40,21 @@ std::string diagramPath(std::string_view title, std::string_view folder, int num
   return Vault::filePath(title, folder, diagramEnding, number);
 }
 
+std::string firstDiagramPath(std::string_view title, std::string_view folder,
+                             const std::function<bool(const std::string& path)>& take) {
+  for (int number = 1;; ++number) {
+    std::string path = diagramPath(title, folder, number);
+    if (take(path)) return path;
+  }
+}
+
 std::string nextDiagramPath(const Vault& vault, std::string_view title, std::string_view folder) {
-  return firstPath(title, folder, [&](const std::string& path) { return !vault.exists(path); });
+  return firstDiagramPath(title, folder, [&](const std::string& path) { return !vault.exists(path); });
 }
 
 std::string createDiagram(const Vault& vault, std::string_view title, std::string_view folder) {
   const std::string text = Diagram().serialized();
-  return firstPath(title, folder, [&](const std::string& path) { return vault.createFile(path, text); });
+  return firstDiagramPath(title, folder, [&](const std::string& path) { return vault.createFile(path, text); });
 }
 
 ReadDiagram readDiagram(const Vault& vault, std::string_view path) {
@@ -82,11 +77,12 @@ std::string saveDiagram(const Vault& vault, const Diagram& diagram, std::string_
 }
 
 std::string saveDiagramCopy(const Vault& vault, std::string_view path, std::string_view text, std::string_view title) {
-  return firstPath(title, parentPath(path), [&](const std::string& copy) { return vault.createFile(copy, text); });
+  return firstDiagramPath(title, parentPath(path),
+                          [&](const std::string& copy) { return vault.createFile(copy, text); });
 }
 
 std::string renameDiagram(const Vault& vault, std::string_view path, std::string_view title) {
-  return firstPath(title, parentPath(path), [&](const std::string& renamed) {
+  return firstDiagramPath(title, parentPath(path), [&](const std::string& renamed) {
     if (vault.exists(renamed)) return false;
     try {
       vault.movePath(path, renamed);

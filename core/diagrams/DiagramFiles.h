@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +43,10 @@ std::string diagramFolder(const Vault& vault, const std::optional<std::string>& 
 
 // The path that a title has in a folder; with a number from 2 where the name is taken. VaultError::invalidName.
 std::string diagramPath(std::string_view title, std::string_view folder, int number = 1);
+
+// The first path for that title that `take` accepts.
+std::string firstDiagramPath(std::string_view title, std::string_view folder,
+                             const std::function<bool(const std::string& path)>& take);
 
 // The first path for that title that nothing has.
 std::string nextDiagramPath(const Vault& vault, std::string_view title, std::string_view folder);

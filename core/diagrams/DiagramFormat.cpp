@@ -79,7 +79,8 @@ class Keys {
   double numberOf(const Json& value, const char* key) const {
     if (!value.number()) throw wrong(key, "a number");
     const auto number = value.real();
-    if (!number || !fitsDiagram(*number)) throw wrong(key, "a number of at most 64 bits");
+    if (!number || !fitsDiagram(*number))
+      throw DiagramError(fmt::format("{} {}: \"{}\" is too large a number.", what_, number_, key));
     return *number;
   }
 
@@ -141,16 +142,33 @@ Json::ElementReader readerOf(std::vector<Item>& items, Item (*from)(Keys keys), 
       [&items, from, what](Json element) { items.push_back(from(Keys(std::move(element), what, items.size() + 1))); };
 }
 
-// ---- Writing
+// Takes what is left of a list when its elements are read. A null behind it, under the same key, stands for none.
+template <typename Item>
+void takeList(Json::Object& object, const char* key, std::vector<Item>& items) {
+  const auto list = object.find(key);
+  if (list == object.end()) return;
+  if (!list->second.array() && !list->second.isNull()) throw DiagramError(fmt::format("\"{}\" isn't a list.", key));
+  if (list->second.isNull()) items.clear();
+  object.erase(list);
+}
 
-using Write = void (*)(JsonWriter& writer, const Diagram& diagram);
+// ---- Writing
 
 std::int64_t wholeNumber(double value) {
   if (!fitsDiagram(value)) throw DiagramError("A place or a size in this diagram is no number that a file can hold.");
   return static_cast<std::int64_t>(std::round(value));  // rounding takes none beyond: from 2^52 on all are whole
 }
 
-Json jsonOf(const DiagramNode& node) {
+template <typename Item>
+void writeList(JsonWriter& writer, const std::vector<Item>& items) {
+  writer.beginArray();
+  for (const Item& item : items) writer.value(toJson(item));
+  writer.endArray();
+}
+
+}  // namespace
+
+Json toJson(const DiagramNode& node) {
   Json::Object json = node.extras;
   json["id"] = node.id;
   json["type"] = node.type;
@@ -164,7 +182,7 @@ Json jsonOf(const DiagramNode& node) {
   return json;
 }
 
-Json jsonOf(const DiagramEdge& edge) {
+Json toJson(const DiagramEdge& edge) {
   Json::Object json = edge.extras;
   json["id"] = edge.id;
   json["fromNode"] = edge.from;
@@ -179,7 +197,7 @@ Json jsonOf(const DiagramEdge& edge) {
   return json;
 }
 
-Json jsonOf(const DiagramStroke& stroke) {
+Json toJson(const DiagramStroke& stroke) {
   Json::Array points;
   points.reserve(stroke.points.size());
   for (const Point& point : stroke.points) points.emplace_back(Json::Array{point.x, point.y});
@@ -191,15 +209,6 @@ Json jsonOf(const DiagramStroke& stroke) {
   return json;
 }
 
-template <typename Item>
-void writeList(JsonWriter& writer, const std::vector<Item>& items) {
-  writer.beginArray();
-  for (const Item& item : items) writer.value(jsonOf(item));
-  writer.endArray();
-}
-
-}  // namespace
-
 Diagram Diagram::parse(std::string_view text) {
   Diagram diagram;
   if (text::trimWhitespace(text).empty()) return diagram;
@@ -210,12 +219,9 @@ Diagram Diagram::parse(std::string_view text) {
     return {};
   });
   if (!rest.object()) throw DiagramError("There is no object in it.");
-  for (const char* key : {"nodes", "edges", "strokes"}) {
-    const auto list = rest.object()->find(key);
-    if (list == rest.object()->end()) continue;
-    if (!list->second.array() && !list->second.isNull()) throw DiagramError(fmt::format("\"{}\" isn't a list.", key));
-    rest.object()->erase(list);
-  }
+  takeList(*rest.object(), "nodes", diagram.nodes);
+  takeList(*rest.object(), "edges", diagram.edges);
+  takeList(*rest.object(), "strokes", diagram.strokes);
   diagram.extras = std::move(*rest.object());
   return diagram;
 }

@@ -22,17 +22,6 @@ Point outward(DiagramSide side) {
   return {};
 }
 
-Point anchor(const Rect& frame, DiagramSide side) {
-  const Point center = frame.center();
-  switch (side) {
-    case DiagramSide::top: return {center.x, frame.minY()};
-    case DiagramSide::right: return {frame.maxX(), center.y};
-    case DiagramSide::bottom: return {center.x, frame.maxY()};
-    case DiagramSide::left: return {frame.minX(), center.y};
-  }
-  return center;
-}
-
 Point moved(const Point& point, const Point& direction, double distance) {
   return {point.x + direction.x * distance, point.y + direction.y * distance};
 }

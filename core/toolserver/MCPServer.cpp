@@ -17,6 +17,7 @@
 #include "core/toolserver/ToolCatalog.h"
 #include "core/toolserver/ToolContext.h"
 #include "core/toolserver/ToolError.h"
+#include "core/toolserver/ToolResult.h"
 #include "core/vault/Vault.h"
 #include "core/vault/VaultError.h"
 
@@ -108,16 +109,6 @@ Json::Object argumentsOf(const Proposal& proposal) {
   throw ProposalError("The arguments of this change can't be read.");
 }
 
-// The text with a line for each thing that it holds: another editor may have written a diagram as a single one.
-std::string linesOf(const std::string& text, std::string_view path) {
-  if (!path.ends_with(diagramEnding)) return text;
-  try {
-    return Diagram::parse(text).serialized();
-  } catch (const Error&) {
-    return text;
-  }
-}
-
 }  // namespace
 
 std::string MCPServer::parseError() { return answer(Json(), "error", errorJson(parseErrorCode, "Parse error")); }
@@ -173,7 +164,8 @@ Json MCPServer::callResult(const Json& params) const {
     return textResult(run(name && name->string() ? *name->string() : "",
                           arguments && arguments->object() ? *arguments->object() : Json::Object()));
   } catch (const std::exception& failure) {
-    Json result = textResult(failure.what());
+    // A sentence that names what was given may be as long as that.
+    Json result = textResult(std::string(text::firstUnits(failure.what(), toolResult::maximumUnits)));
     result["isError"] = true;
     return result;
   }
@@ -277,9 +269,10 @@ void MCPServer::bringAlong(Proposal proposal, const TextChange& text) const {
     if (proposal.vaultPath != context.vault().root()) return;
     const PlannedChange now = planned(proposal, context);
     if (!now.after || !proposal.after || now.before != text.after) return;
-    const auto lines = [&](const std::string& whole) { return linesOf(whole, *proposal.notePath); };
-    const TextChange between{lines(text.before), lines(text.after)};
-    if (!isSameChange({between.before, lines(*proposal.after)}, {between.after, lines(*now.after)}, between)) return;
+    const TextChange was{text.before, *proposal.after};
+    const TextChange is{text.after, *now.after};
+    const bool isDiagram = proposal.notePath->ends_with(diagramEnding);
+    if (!(isDiagram ? isSameDiagramChange(was, is) : isSameChange(was, is, text))) return;
     proposal.title = now.title;
     proposal.before = now.before;
     proposal.after = now.after;

@@ -1,12 +1,15 @@
 #include "core/toolserver/SameChange.h"
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/base/DiffLine.h"
+#include "core/diagrams/Diagram.h"
 
 namespace vesk {
 
@@ -54,6 +57,40 @@ std::vector<std::optional<std::size_t>> movedLines(const TextChange& change) {
   return moved;
 }
 
+// What a diagram is made of: by what it is and its id, how it stands in the file. Things of one id count as one.
+using Things = std::map<std::string, std::string>;
+
+Things thingsOf(const Diagram& diagram) {
+  Things things;
+  for (const DiagramNode& node : diagram.nodes) things["node " + node.id] += toJson(node).compact();
+  for (const DiagramEdge& edge : diagram.edges) things["edge " + edge.id] += toJson(edge).compact();
+  for (const DiagramStroke& stroke : diagram.strokes) things["stroke " + stroke.id] += toJson(stroke).compact();
+  return things;
+}
+
+// Takes what is new to where it would be without anything beside it.
+void forgetNewPlaces(Diagram& diagram, const Things& known) {
+  for (DiagramNode& node : diagram.nodes)
+    if (!known.contains("node " + node.id)) node.x = node.y = 0;
+  for (DiagramEdge& edge : diagram.edges)
+    if (!known.contains("edge " + edge.id)) edge.fromSide = edge.toSide = std::nullopt;
+}
+
+// What a change makes of each thing that it touches: how it stood, and how it stands then; "" where it doesn't.
+using Touched = std::map<std::string, std::pair<std::string, std::string>>;
+
+Touched touchedBy(const TextChange& change) {
+  const Things before = thingsOf(Diagram::parse(change.before));
+  Diagram diagram = Diagram::parse(change.after);
+  forgetNewPlaces(diagram, before);
+  const Things after = thingsOf(diagram);
+  Touched touched;
+  for (const auto& [thing, json] : before) touched[thing].first = json;
+  for (const auto& [thing, json] : after) touched[thing].second = json;
+  std::erase_if(touched, [](const auto& each) { return each.second.first == each.second.second; });
+  return touched;
+}
+
 }  // namespace
 
 bool isSameChange(const TextChange& earlier, const TextChange& later, const TextChange& between) {
@@ -70,6 +107,14 @@ bool isSameChange(const TextChange& earlier, const TextChange& later, const Text
     if (!isBefore && !isAfter) return false;
   }
   return true;
+}
+
+bool isSameDiagramChange(const TextChange& earlier, const TextChange& later) {
+  try {
+    return touchedBy(earlier) == touchedBy(later);
+  } catch (const Error&) {
+    return false;  // it is no diagram any more
+  }
 }
 
 }  // namespace vesk

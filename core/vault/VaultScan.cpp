@@ -341,14 +341,16 @@ void listBelow(const Folder& root, const FolderSummary& parent, const Organizati
   found[self].notes = notes;
 }
 
-// Nullopt for a link that leads out of the vault, or nowhere.
+// Nullopt for a link that leads out of the vault, or nowhere, and for what has gone.
 std::optional<FileSummary> summaryOf(const Folder& root, std::string path, FileKind kind) {
   FileSummary summary{std::move(path)};
   try {
     const auto info = kind == FileKind::link ? fileInfo(root.openFile(summary.path).get()) : root.info(summary.path);
     if (info) summary.modified = info->modified;
-  } catch (const FileError&) {
-    if (kind == FileKind::link) return std::nullopt;
+  } catch (const OutsideFolderError&) {
+    return std::nullopt;
+  } catch (const FileError& error) {
+    if (error.isMissing()) return std::nullopt;
   }
   return summary;
 }

@@ -54,7 +54,7 @@ TEST_F(DiagramTools, SayWhatTheyMade) {
   const Json& edge = changed.find("added_edges")->array()->at(0);
   EXPECT_EQ(text(edge, "from_side") + text(edge, "to_side"),
             "bottomtop");  // two nodes of one level lie one below the other
-  EXPECT_EQ(text(changed, "ignored"), "update_nodes: not in the form that the tool's schema gives.");
+  EXPECT_EQ(changed.find("removed_strokes")->integer(), 1);
 
   const Diagram diagram = diagramAt("Resources/Diagramas/Launch.canvas");
   ASSERT_EQ(diagram.edges.size(), 1U);
@@ -64,6 +64,11 @@ TEST_F(DiagramTools, SayWhatTheyMade) {
   const Json read = call("read_diagram", R"({"diagram":"Launch"})");
   EXPECT_EQ(*read.find("nodes"), *diagram.summary().find("nodes"));
   EXPECT_EQ(*read.find("edges"), *diagram.summary().find("edges"));
+
+  const Json strange = call("update_diagram", R"({"diagram":"Launch","update_nodes":[{"id":"a","width":"9"}],
+      "add_nodes":{},"nodes":[],"remove_nodes":[7],"remove_edges":[]})");
+  EXPECT_EQ(strange.find("ignored")->compact(), R"(["remove_nodes","add_nodes","update_nodes[0].width","nodes"])");
+  EXPECT_EQ(text(strange, "message"), "Nothing in it changed.");
 
   const Json renamed = call("rename_diagram", R"({"diagram":"Launch","title":"Start"})");
   EXPECT_EQ(text(renamed, "path"), "Resources/Diagramas/Start.canvas");
@@ -96,8 +101,7 @@ TEST_F(DiagramTools, RefuseAndLeaveEverything) {
            {"create_diagram", R"({"title":"../.."})", "That name can't be used for a file."},
            {"create_diagram", R"({"title":"New","folder":"Nowhere"})",
             "That folder doesn't exist. Use list_folders to see the options."},
-           {"create_diagram", R"({"title":"New","add_nodes":[{"x":1e300,"y":0}]})",
-            "x must be a number of at most 64 bits."},
+           {"create_diagram", R"({"title":"New","add_nodes":[{"x":1e300,"y":0}]})", "x is too large a number."},
            {"rename_diagram", R"({"diagram":"Broken"})", "A new title is required."},
        }) {
     SCOPED_TRACE(fmt::format("{} {}", tool, arguments));
@@ -120,16 +124,18 @@ TEST_F(DiagramTools, ApprovedAsShownAndUndone) {
   vault.server.apply(creation);
   EXPECT_EQ(vault.folder.read("Resources/Diagramas/Launch.canvas"), creation.after);
 
-  // Two changes proposed for the same text: approving the first does not stand in the way of the second.
+  // Changes proposed for the same text: approving one does not stand in the way of the others, and makes room.
   const std::string before = vault.folder.read("Projects/Map.canvas");
-  call(
-      "update_diagram",
-      R"({"diagram":"Projects/Map.canvas","add_nodes":[{"id":"b","x":0,"y":90}],"add_edges":[{"from":"a","to":"b"}]})");
+  for (const char* id : {"b", "c"})
+    call("update_diagram", fmt::format(R"({{"diagram":"Projects/Map.canvas","add_nodes":[{{"id":"{}"}}],
+        "add_edges":[{{"from":"a","to":"{}"}}]}})",
+                                       id, id));
   call("update_diagram", R"({"diagram":"Projects/Map.canvas","update_nodes":[{"id":"a","color":"4"}]})");
   for (const Proposal& proposal : store.all()) vault.server.apply(*store.find(proposal.id));
   EXPECT_TRUE(store.all().empty());
   EXPECT_EQ(diagramAt("Projects/Map.canvas").nodes.at(0).color, "4");
-  EXPECT_EQ(diagramAt("Projects/Map.canvas").edges.size(), 1U);
+  EXPECT_EQ(diagramAt("Projects/Map.canvas").edges.size(), 2U);
+  EXPECT_GT(diagramAt("Projects/Map.canvas").nodes.at(2).y, diagramAt("Projects/Map.canvas").nodes.at(1).y);
 
   const AIActionLog log(vault.folder.supportDirectory());
   const Vault files(vault.folder.path());
@@ -163,6 +169,14 @@ TEST_F(DiagramTools, ReadInParts) {
   EXPECT_EQ(ids[300], "n300");
   EXPECT_EQ(ids[609], "e9");
   EXPECT_EQ(ids.back(), "s");
+
+  const std::string endless = repeated("z", 60'000);
+  EXPECT_LE(text::unitCount(
+                vault.text("create_diagram", fmt::format(R"({{"title":"A","add_nodes":[{{"id":"{}"}}]}})", endless))),
+            toolResult::maximumUnits);
+  EXPECT_LE(text::unitCount(vault.failure("update_diagram",
+                                          fmt::format(R"({{"diagram":"A","add_nodes":[{{"id":"{}"}}]}})", endless))),
+            toolResult::maximumUnits);
 }
 
 }  // namespace

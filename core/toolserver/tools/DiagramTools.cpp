@@ -1,5 +1,6 @@
 #include "core/toolserver/tools/DiagramTools.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -7,6 +8,7 @@
 
 #include "core/base/Text.h"
 #include "core/base/Time.h"
+#include "core/platform/FileError.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/vault/VaultError.h"
@@ -19,7 +21,8 @@ using toolResult::quoted;
 
 constexpr std::size_t titleCharacters = 200;
 constexpr std::size_t notesUnits = 3'000;     // of the notes that show a diagram
-constexpr std::size_t entriesUnits = 40'000;  // of nodes, connections and drawings
+constexpr std::size_t ignoredUnits = 3'000;   // of arguments without effect
+constexpr std::size_t entriesUnits = 36'000;  // of nodes, connections and drawings
 
 Json pathAndEmbed(const std::string& path) {
   Json result;
@@ -138,24 +141,61 @@ Json addedStroke(const DiagramStroke& stroke) {
 
 std::vector<Entry> addedEntries(const Diagram& diagram, const DiagramAdditions& additions) {
   std::vector<Entry> entries;
-  for (const std::size_t i : additions.nodes) entries.push_back({"added_nodes", addedNode(diagram.nodes[i])});
-  for (const std::size_t i : additions.edges) entries.push_back({"added_edges", addedEdge(diagram.edges[i])});
+  for (const std::size_t i : additions.nodes) entries.push_back({"added_nodes", fitted(addedNode(diagram.nodes[i]))});
+  for (const std::size_t i : additions.edges) entries.push_back({"added_edges", fitted(addedEdge(diagram.edges[i]))});
   for (const std::size_t i : additions.strokes) entries.push_back({"added_strokes", addedStroke(diagram.strokes[i])});
   return entries;
 }
 
-// What an assistant needs to go on: the ids of what is new, where it was placed, and what was taken for missing. `text`
-// is the diagram's file.
-std::string changeResult(const std::string& path, const std::string& text, const DiagramAdditions& additions,
-                         const std::vector<std::string>& ignored) {
-  const Diagram diagram = Diagram::parse(text);
+// What a call did to a diagram.
+struct Change {
+  Diagram before = {};
+  Diagram after = {};  // as it stands in the file
+  DiagramAdditions additions = {};
+  Json set = {};  // the call's arguments
+};
+
+std::size_t listSize(const Json& set, std::string_view key) {
+  const Json* list = set.find(key);
+  return list && list->array() ? list->array()->size() : 0;
+}
+
+// How much of each kind there is, was updated and was removed; of the last two nothing where it is none.
+void addCounts(Json& result, const Change& change) {
+  const auto addIfAny = [&](const std::string& key, std::size_t count) {
+    if (count > 0) result[key] = count;
+  };
+  const auto add = [&](const std::string& what, std::size_t before, std::size_t added, std::size_t after) {
+    result["total_" + what] = after;
+    addIfAny("removed_" + what, before + added - after);
+    addIfAny("updated_" + what, listSize(change.set, "update_" + what));
+  };
+  const auto& [before, after, additions, set] = change;
+  add("nodes", before.nodes.size(), additions.nodes.size(), after.nodes.size());
+  add("edges", before.edges.size(), additions.edges.size(), after.edges.size());
+  add("strokes", before.strokes.size(), additions.strokes.size(), after.strokes.size());
+}
+
+// The arguments that had no effect, for an assistant that takes one thing for another.
+std::vector<std::string> ignoredArguments(const Json& set, const std::vector<Parameter>& parameters) {
+  std::vector<std::string> ignored = ignoredKeys(set);
+  for (const auto& [key, value] : *set.object()) {
+    const auto isIt = [&key = key](const Parameter& parameter) { return parameter.name == key; };
+    if (std::none_of(parameters.begin(), parameters.end(), isIt)) ignored.push_back(key);
+  }
+  return ignored;
+}
+
+// What an assistant needs to go on: the ids of what is new, where it was placed, and what was passed over.
+std::string changeResult(const std::string& path, const Change& change, const Tool& tool) {
   Json result = pathAndEmbed(path);
-  result["total_nodes"] = diagram.nodes.size();
-  result["total_edges"] = diagram.edges.size();
-  result["total_strokes"] = diagram.strokes.size();
-  if (!ignored.empty())
-    result["ignored"] = fmt::format("{}: not in the form that the tool's schema gives.", fmt::join(ignored, ", "));
-  std::vector<Entry> entries = addedEntries(diagram, additions);
+  addCounts(result, change);
+  if (change.before == change.after) result["message"] = "Nothing in it changed.";
+  if (const auto ignored = ignoredArguments(change.set, tool.parameters); !ignored.empty()) {
+    toolResult::addList(result, "ignored", ignored, ignoredUnits);
+    result["why_ignored"] = "Not in the form that the tool's schema gives.";
+  }
+  std::vector<Entry> entries = addedEntries(change.after, change.additions);
   const std::size_t fitting = partEnds(entries).front();
   for (std::size_t i = 0; i < fitting; ++i) {
     Json& list = result[entries[i].list];
@@ -178,7 +218,7 @@ std::string countsText(const DiagramAdditions& additions) {
   return text::join(parts, ", ");
 }
 
-// What the tools take of a change set for a new diagram.
+// What a new diagram takes of a change set.
 Json additionsOf(const Json& arguments) {
   Json set = Json::Object();
   for (const char* key : {"add_nodes", "add_edges", "add_strokes", "direction"})
@@ -193,18 +233,16 @@ PlannedChange createDiagramFile(ToolContext& context, const ToolArguments& argum
                                  ? context.folder(arguments, "folder", "A folder path is required.")
                                  : diagramFolder(context.vault(), context.place(Bucket::resources));
   diagramPath(title, folder);  // throws for a title that can't be a name
-  const Json set = additionsOf(arguments.json());
   Diagram diagram;
-  const DiagramAdditions additions = diagram.apply(set, context.newIDs());
+  const DiagramAdditions additions = diagram.apply(additionsOf(arguments.json()), context.newIDs());
   PlannedChange change{.title = fmt::format("Create the diagram {} in {}", quoted(title), folder),
                        .destination = folder};
   if (const std::string counts = countsText(additions); !counts.empty()) change.title += ": " + counts;
   change.after = diagram.serialized();
-  change.carryOut = [&context, title, folder, additions, text = *change.after, ignored = ignoredKeys(set)] {
-    for (;;) {
-      const std::string path = nextDiagramPath(context.vault(), title, folder);
-      if (context.changes().createFile(path, title, text)) return changeResult(path, text, additions, ignored);
-    }
+  change.carryOut = [&context, title, folder, additions, text = *change.after, set = arguments.json()] {
+    const std::string path = firstDiagramPath(
+        title, folder, [&](const std::string& free) { return context.changes().createFile(free, title, text); });
+    return changeResult(path, {{}, Diagram::parse(text), additions, set}, createDiagramTool());
   };
   return change;
 }
@@ -218,28 +256,38 @@ PlannedChange updateDiagram(ToolContext& context, const ToolArguments& arguments
   change.before = read.text;
   change.after = diagram == read.diagram ? read.text : diagram.serialized();
   change.changesNothing = change.after == change.before;
-  change.carryOut = [&context, file, additions, texts = TextChange{*change.before, *change.after},
-                     ignored = ignoredKeys(arguments.json())] {
+  change.carryOut = [&context, file, additions, read, after = *change.after, set = arguments.json()] {
     context.changes().edit(file.path, file.title, [&](const std::string& current) {
-      if (current != texts.before) throw VaultError::conflict();
-      return texts.after;
+      if (current != read.text) throw VaultError::conflict();
+      return after;
     });
-    return changeResult(file.path, texts.after, additions, ignored);
+    return changeResult(file.path, {read.diagram, Diagram::parse(after), additions, set}, updateDiagramTool());
   };
   return change;
 }
 
 // ---- rename_diagram and trash_diagram
 
+// Its text, for the user to see that it is still the one that was shown; nullopt where it can't be kept as text.
+std::optional<std::string> textOf(const ToolContext& context, const DiagramFile& file) {
+  try {
+    std::string text = context.vault().read(file.path);
+    return text::isValidUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
+  } catch (const FileError&) {
+    return std::nullopt;  // what can't be read can be moved all the same
+  }
+}
+
 PlannedChange renameDiagramFile(ToolContext& context, const ToolArguments& arguments) {
   const DiagramFile file = context.diagram(arguments);
-  const std::string title = arguments.text("title", "A new title is required.");
+  const std::string title(text::trimWhitespace(arguments.text("title", "A new title is required.")));
+  if (title.empty()) throw ToolError("A new title is required.");
   const std::string renamed = nextDiagramPath(context.vault(), title, parentPath(file.path));
   PlannedChange change{
       .title = fmt::format("Rename the diagram {} to {}", quoted(file.title), quoted(diagramTitle(renamed))),
       .notePath = file.path,
       .destination = renamed};
-  change.before = context.vault().read(file.path);
+  change.before = textOf(context, file);
   change.after = change.before;
   change.carryOut = [&context, file, renamed] {
     context.changes().renameFile(file.path, file.title, renamed);
@@ -255,7 +303,7 @@ PlannedChange trashDiagram(ToolContext& context, const ToolArguments& arguments)
   const DiagramFile file = context.diagram(arguments);
   PlannedChange change{.title = fmt::format("Move the diagram {} to the Trash", quoted(file.title)),
                        .notePath = file.path};
-  change.before = context.vault().read(file.path);
+  change.before = textOf(context, file);
   change.carryOut = [&context, file] {
     context.changes().trash(file.path, file.title);
     Json result;
@@ -293,8 +341,8 @@ std::vector<Parameter> edgeMembers(std::vector<Parameter> ends) {
                                            color(),
                                            side("from_side"),
                                            side("to_side"),
-                                           {"start_arrow", "boolean", "Default false."},
-                                           {"end_arrow", "boolean", "Default true."}};
+                                           {"start_arrow", "boolean"},
+                                           {"end_arrow", "boolean", "A new connection has one."}};
   ends.insert(ends.end(), settings.begin(), settings.end());
   return ends;
 }
