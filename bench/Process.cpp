@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <fstream>
 #include <signal.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -88,6 +89,14 @@ double millisecondsOf(const Command& command, std::string_view input) {
   const auto start = std::chrono::steady_clock::now();
   Process(command, pipe.readEnd.get(), nothing.get()).wait();
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::size_t peakMemoryOf(std::string_view process) {
+  std::ifstream status(fmt::format("/proc/{}/status", process));
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmHWM:")) return std::stoul(line.substr(6)) * 1024;
+  }
+  throw Error(fmt::format("The memory of process {} can't be read from /proc.", process));
 }
 
 std::string outputOf(const Command& command) {

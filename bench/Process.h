@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +47,9 @@ Pipe makePipe();
 // The milliseconds from the start of the program to its end. `input` is what it finds on its standard input and is
 // short; what it writes is thrown away. Throws Error as Process does.
 double millisecondsOf(const Command& command, std::string_view input = {});
+
+// The most memory that a running process has had so far, in bytes. `process` is its id, or "self".
+std::size_t peakMemoryOf(std::string_view process);
 
 // What the program writes. Throws Error as Process does.
 std::string outputOf(const Command& command);

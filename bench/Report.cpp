@@ -54,6 +54,8 @@ const std::vector<Row>& rows() {
        probe::tool("get_organization"), probe::readFloor},
       {"`list_tasks`", "`floor read`", 1.7, {medium, large},
        probe::tool("list_tasks"), probe::readFloor},
+      {"`list_diagrams`", "`floor read`", 0.5, {medium, large},
+       probe::tool("list_diagrams"), probe::readFloor},
       {"`update_note`", "the same server's `read_note`", 1.2, {medium},
        probe::change("update_note", R"({"note":"Home","body":"There"})", R"({"note":"Home","body":"Back"})"),
        probe::readOneNote},
@@ -74,6 +76,16 @@ const std::vector<Row>& rows() {
        probe::serverMemory, probe::noteMegabytes, "MB"},
       {"`vesk-bench diff`, two unlike 2,000-line texts", "`diff`", 1.0, {medium},
        probe::diff, probe::plainDiff},
+      {"parse and write of a canvas of 5 MB", "the JSON library's own", 2.0, {medium},
+       probe::canvasRewrite, probe::jsonRewrite},
+      {"a canvas of 5 MB, 1,000 nodes and 2,000 connections added", "the JSON library's parse of it", 1.0, {medium},
+       probe::canvasChange, probe::jsonParse},
+      {"layout of 5,000 nodes, per node", "of 500 nodes", 1.5, {medium},
+       probe::layoutPerNode(5000, Links::forward), probe::layoutPerNode(500, Links::forward), "µs"},
+      {"layout of 5,000 nodes with circles, per node", "of 500 nodes", 3.0, {medium},
+       probe::layoutPerNode(5000, Links::anywhere), probe::layoutPerNode(500, Links::anywhere), "µs"},
+      {"peak memory of opening a canvas of 1,000,000 nodes", "bytes of the file", 10, {medium},
+       probe::canvasMemory, probe::canvasMegabytes, "MB"},
   };
   // clang-format on
   return table;

@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <poll.h>
 #include <unistd.h>
 #include <utility>
@@ -71,12 +70,6 @@ std::string ServerSession::receive() {
   return line;
 }
 
-std::size_t ServerSession::peakMemory() const {
-  std::ifstream status(fmt::format("/proc/{}/status", process_.id()));
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmHWM:")) return std::stoul(line.substr(6)) * 1024;
-  }
-  throw Error("The server's memory can't be read from /proc.");
-}
+std::size_t ServerSession::peakMemory() const { return peakMemoryOf(std::to_string(process_.id())); }
 
 }  // namespace vesk::bench

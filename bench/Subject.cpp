@@ -17,6 +17,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr std::size_t nodesOf5MB = 20'000;
+
 // The number before a unit in the last line of a program's figures: "10000 notes, 70868615 bytes, 24.976 ms".
 double figure(std::string_view output, std::string_view unit) {
   const std::size_t end = output.rfind(fmt::format(" {}", unit));
@@ -67,6 +69,19 @@ Subject::Subject(std::string programs, std::string vault, std::string smaller, s
 }
 
 std::vector<std::string> Subject::unlikeTexts() const { return {support_ + "/old.md", support_ + "/new.md"}; }
+
+std::string Subject::canvas(std::size_t nodes) const {
+  const std::string path = fmt::format("{}/{}.canvas", support_, nodes);
+  if (!fs::exists(path)) std::ofstream(path) << canvasText(nodes);
+  return path;
+}
+
+std::string Subject::changeSet(std::size_t nodes, Links links) const {
+  const std::string path =
+      fmt::format("{}/{}-{}.json", support_, links == Links::forward ? "forward" : "anywhere", nodes);
+  if (!fs::exists(path)) std::ofstream(path) << changeSetText(nodes, links);
+  return path;
+}
 
 Command Subject::program(std::string_view name, std::vector<std::string> arguments) const {
   arguments.insert(arguments.begin(), fmt::format("{}/{}", programs_, name));
@@ -183,6 +198,38 @@ double plainRewrite(Subject& subject) {
 double noteMegabytes(Subject& subject) {
   return figure(outputOf(subject.program("floor", {"stat", subject.vault()})), "bytes") / 1e6;
 }
+
+double canvasRewrite(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"canvas", subject.canvas(nodesOf5MB)})), "ms");
+}
+
+double canvasChange(Subject& subject) {
+  const std::string changes = subject.changeSet(1000, Links::anywhere);
+  return figure(outputOf(subject.program("vesk-bench", {"changes", subject.canvas(nodesOf5MB), changes})), "ms");
+}
+
+double jsonRewrite(Subject& subject) {
+  return figure(outputOf(subject.program("json-floor", {"rewrite", subject.canvas(nodesOf5MB)})), "ms");
+}
+
+double jsonParse(Subject& subject) {
+  return figure(outputOf(subject.program("json-floor", {"parse", subject.canvas(nodesOf5MB)})), "ms");
+}
+
+Probe layoutPerNode(std::size_t nodes, Links links) {
+  return [=](Subject& subject) {
+    const Command command =
+        subject.program("vesk-bench", {"changes", subject.canvas(0), subject.changeSet(nodes, links)});
+    return figure(outputOf(command), "ms") * 1e3 / static_cast<double>(nodes);
+  };
+}
+
+double canvasMemory(Subject& subject) {
+  const fs::path canvas = subject.canvas(1'000'000);
+  return figure(outputOf(subject.program("vesk-bench", {"open", canvas.parent_path(), canvas.filename()})), "MB");
+}
+
+double canvasMegabytes(Subject& subject) { return static_cast<double>(fs::file_size(subject.canvas(1'000'000))) / 1e6; }
 
 }  // namespace probe
 

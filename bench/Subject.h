@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/Canvas.h"
 #include "bench/ServerSession.h"
 
 namespace vesk::bench {
@@ -31,6 +32,9 @@ class Subject {
 
   // A folder with a note "Long.md" of 100,000 lines, every tenth a task, made when it is first wanted.
   std::string longNoteFolder() const;
+  // Files that are made when they are first wanted: a canvas of that many nodes, and a change set that adds so many.
+  std::string canvas(std::size_t nodes) const;
+  std::string changeSet(std::size_t nodes, Links links) const;
   // Two texts of 2,000 lines that have little in common: their files.
   std::vector<std::string> unlikeTexts() const;
 
@@ -77,6 +81,18 @@ double taskUpdate(Subject& subject);
 double plainRewrite(Subject& subject);
 
 double noteMegabytes(Subject& subject);
+
+// Of diagrams, by the programs' own clocks. The canvas of 5 MB is the same for all.
+double canvasRewrite(Subject& subject);
+double canvasChange(Subject& subject);  // 1,000 nodes and 2,000 connections are added
+double jsonRewrite(Subject& subject);   // by the library alone
+double jsonParse(Subject& subject);
+// Nodes that are added to nothing, with twice as many connections; microseconds a node.
+Probe layoutPerNode(std::size_t nodes, Links links);
+
+// The most memory (MB) that opening a canvas of a million nodes takes, and the size of its file.
+double canvasMemory(Subject& subject);
+double canvasMegabytes(Subject& subject);
 
 }  // namespace probe
 

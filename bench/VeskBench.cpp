@@ -16,7 +16,9 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "bench/Process.h"
 #include "core/base/DiffLine.h"
+#include "core/diagrams/DiagramFiles.h"
 #include "core/platform/Fd.h"
 #include "core/platform/FileError.h"
 #include "core/tasks/TaskEdit.h"
@@ -121,6 +123,33 @@ bool rewrite(Arguments arguments) {
   return true;
 }
 
+// canvas FILE
+bool rewriteCanvas(Arguments arguments) {
+  if (arguments.size() != 1) return false;
+  const std::string text(mapFile(arguments[0]));
+  std::string written;
+  printTimeOf([&] { written = Diagram::parse(text).serialized(); });
+  return true;
+}
+
+// changes FILE CHANGES
+bool applyChanges(Arguments arguments) {
+  if (arguments.size() != 2) return false;
+  Diagram diagram = Diagram::parse(mapFile(arguments[0]));
+  const Json changes = Json::parse(mapFile(arguments[1]));
+  printTimeOf([&] { diagram.apply(changes); });
+  return true;
+}
+
+// open FOLDER DIAGRAM
+bool openDiagram(Arguments arguments) {
+  if (arguments.size() != 2) return false;
+  const Vault vault(std::filesystem::absolute(arguments[0]).native());
+  const ReadDiagram read = readDiagram(vault, arguments[1]);
+  fmt::print("{} nodes, {:.3f} MB\n", read.diagram.nodes.size(), static_cast<double>(peakMemoryOf("self")) / 1e6);
+  return true;
+}
+
 struct Verb {
   std::string_view name = {};
   std::string_view usage = {};
@@ -132,6 +161,10 @@ constexpr Verb verbs[] = {
     {"diff", "diff OLD NEW             the lines of two files, compared as for a proposed change", diff},
     {"task", "task FOLDER NOTE LINE    a task of a note marked as done, or as not", changeTask},
     {"rewrite", "rewrite FILE             a file read and written as it was, to the disk, the plain way", rewrite},
+    {"canvas", "canvas FILE              a diagram read from its text and written again, without the disk",
+     rewriteCanvas},
+    {"changes", "changes FILE CHANGES     a change set applied to a diagram", applyChanges},
+    {"open", "open FOLDER DIAGRAM      a diagram of a vault opened: the most memory that took", openDiagram},
 };
 
 bool run(const std::vector<std::string>& arguments) {

@@ -45,10 +45,15 @@ std::optional<Levels> longestWays(std::size_t count, const std::vector<Link>& li
 // Lifts nodes link by link until none is lifted any more. Where links lead in a circle, what comes out depends on their
 // order, and on the round in which each was followed.
 Levels liftedInRounds(std::size_t count, const std::vector<Link>& links) {
+  constexpr std::size_t mostSteps = 1'000'000'000;  // some seconds
   Levels levels(count, 0);
   bool isLifted = true;
+  std::size_t steps = 0;
   for (std::size_t round = 0; isLifted && round < count; ++round) {
     isLifted = false;
+    steps += links.size();
+    if (steps > mostSteps)
+      throw DiagramChangeError("That's too much to lay out at once. Add fewer nodes at a time, or give them x and y.");
     for (const auto& [from, to] : links) {
       if (levels[from] < levels[to] || levels[from] + 1 >= count) continue;
       levels[to] = levels[from] + 1;

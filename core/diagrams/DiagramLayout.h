@@ -17,7 +17,7 @@ using Link = std::pair<std::size_t, std::size_t>;
 // The level of each of `count` nodes. All start at 0; then, `count` times, each link in turn lifts the node it leads to
 // one level above the one it comes from, though never above `count` - 1, where cycles end. Without cycles that is the
 // length of the longest way to the node, and is found in one pass; with cycles it takes up to as many passes as there
-// are nodes.
+// are nodes, and DiagramChangeError is thrown where that would take minutes.
 std::vector<std::size_t> levels(std::size_t count, const std::vector<Link>& links);
 
 // Places these nodes (indices into diagram.nodes) in levels beside all that is there already. Throws DiagramChangeError
