@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
-#include "core/base/Unicode.h"
 
 namespace vesk {
 
@@ -31,19 +30,6 @@ constexpr std::array<char, 256> escapes = [] {
 }();
 
 char escapeOf(char byte) { return escapes[static_cast<unsigned char>(byte)]; }
-
-// `text` with U+FFFD for each byte that belongs to no character.
-std::string wellFormed(std::string_view text) {
-  constexpr std::string_view replacement = "\uFFFD";
-  std::string result;
-  result.reserve(text.size() + replacement.size());
-  for (std::size_t at = 0; at < text.size();) {
-    const auto [value, length] = unicode::decode(text, at);
-    result += value == U'\uFFFD' ? replacement : text.substr(at, length);
-    at += length;
-  }
-  return result;
-}
 
 }  // namespace
 
@@ -115,7 +101,7 @@ void JsonWriter::writeString(std::string_view text) {
   if (text::isValidUtf8(text)) {
     writeEscaped(text);
   } else {
-    writeEscaped(wellFormed(text));
+    writeEscaped(text::wellFormed(text));
   }
   text_ += '"';
 }

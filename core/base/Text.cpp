@@ -225,6 +225,19 @@ bool isValidUtf8(std::string_view text) {
   return faultsIn(padded.data() + before) == 0;
 }
 
+std::string wellFormed(std::string_view text) {
+  if (isValidUtf8(text)) return std::string(text);
+  constexpr std::string_view replacement = "\uFFFD";
+  std::string result;
+  result.reserve(text.size() + replacement.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const auto [value, length] = unicode::decode(text, at);
+    result += value == U'\uFFFD' ? replacement : text.substr(at, length);
+    at += length;
+  }
+  return result;
+}
+
 bool isAscii(std::string_view text) { return ascii::prefixLength(text) == text.size(); }
 
 std::string key(std::string_view text) {

@@ -14,6 +14,9 @@ namespace vesk::text {
 // ASCII runs.
 bool isValidUtf8(std::string_view text);
 
+// The text with U+FFFD for each byte that belongs to no character.
+std::string wellFormed(std::string_view text);
+
 bool isAscii(std::string_view text);
 
 // The one key by which titles, links, tags and folder names are compared regardless of case: NFC, then lower case

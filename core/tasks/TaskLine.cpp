@@ -287,6 +287,12 @@ std::optional<Glance> glance(std::string_view line) {
   return glance;
 }
 
+bool isControlTag(std::string_view tag) {
+  const std::string text = fmt::format("#{}", tag);
+  const auto found = controlTagAt(text, 0);
+  return found && found->end == text.size();
+}
+
 std::string render(const Parts& parts) {
   std::string line = fmt::format("{}- [{}] {}", parts.indent, parts.status == TaskStatus::done ? 'x' : ' ', parts.text);
   const auto add = [&](std::string_view tag, std::string_view value) { line.append(" #").append(tag).append(value); };

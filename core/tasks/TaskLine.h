@@ -54,6 +54,10 @@ struct Glance {
 // What parse() would say of these, without making anything of the text.
 std::optional<Glance> glance(std::string_view line);
 
+// Whether a tag, given without its "#", is one by which a task line says something: "prio/high". Of a note's subject it
+// says nothing.
+bool isControlTag(std::string_view tag);
+
 // The line, with its tags in their fixed order: one that was rendered once renders the same ever after. Without what
 // may follow the text in the file, a carriage return.
 std::string render(const Parts& parts);

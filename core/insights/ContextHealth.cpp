@@ -1,0 +1,239 @@
+#include "core/insights/ContextHealth.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <unordered_map>
+#include <unordered_set>
+
+#include <fmt/format.h>
+
+#include "core/base/Text.h"
+#include "core/insights/Collections.h"
+#include "core/insights/LinkIndex.h"
+#include "core/insights/NearestNames.h"
+#include "core/insights/ProjectContext.h"
+#include "core/insights/SameText.h"
+#include "core/platform/Parallel.h"
+#include "core/vault/MarkdownScanner.h"
+
+namespace vesk {
+
+namespace {
+
+using Kind = ContextIssue::Kind;
+using Notes = std::vector<NoteRef>;
+using Issues = std::vector<ContextIssue>;
+
+constexpr std::string_view transcriptTag = "meeting-transcript";
+
+ContextIssue issue(Kind kind, const Note& note, std::string detail) {
+  return {kind, note.id, note.title, false, std::move(detail)};
+}
+
+bool isExamined(const Note& note) {
+  return !note.isVeskPage && note.bucket != Bucket::sources && note.bucket != Bucket::archive &&
+         std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
+}
+
+// ---- Links
+
+// What the links of a vault lead to.
+struct Links {
+  std::vector<std::vector<std::string_view>> broken = {};  // of each examined note, its targets without a note
+  std::vector<bool> isLinked = {};                         // of each note, whether a link has its file's name
+};
+
+// Sorts the names and leaves each of them once.
+void sortOnce(std::vector<std::string_view>& names) {
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+}
+
+// Leaves the targets that stand in the note's prose: code may hold what looks like a link ("[[ -f $file ]]").
+void keepProse(std::vector<std::string_view>& targets, const Note& note) {
+  if (note.body.find('`') == std::string::npos) return;
+  std::unordered_set<std::string_view> inProse;
+  for (const std::string_view piece : markdown::prosePieces(note.body)) {
+    markdown::LinkScanner scanner(piece);
+    while (const auto link = scanner.next()) inProse.insert(link->target);
+  }
+  std::erase_if(targets, [&](std::string_view target) { return !inProse.contains(target); });
+}
+
+Links followLinks(const VaultSnapshot& snapshot) {
+  const LinkIndex index(snapshot);
+  const std::size_t count = snapshot.notes.size();
+  Links links{std::vector<std::vector<std::string_view>>(count), std::vector<bool>(count)};
+  std::vector<std::atomic<bool>> isNamed(count);
+  inParallel(count, [&](std::size_t i) {
+    const Note& note = *snapshot.notes[i];
+    auto& broken = links.broken[i];
+    for (const std::string& link : note.links) {
+      const auto destination = index.destination(link);
+      if (destination.named) isNamed[*destination.named].store(true, std::memory_order_relaxed);
+      const bool isFile = link.find('.') != std::string::npos;
+      if (!destination.exists && !isFile) broken.push_back(link);
+    }
+    if (!isExamined(note)) broken.clear();
+    sortOnce(broken);
+    if (!broken.empty()) keepProse(broken, note);
+  });
+  for (std::size_t i = 0; i < count; ++i) links.isLinked[i] = isNamed[index.firstNamedLike(i)];
+  return links;
+}
+
+void addBrokenLinks(const VaultSnapshot& snapshot, const Links& links, Issues& issues) {
+  std::vector<std::string_view> targets;
+  for (const auto& broken : links.broken) targets.insert(targets.end(), broken.begin(), broken.end());
+  sortOnce(targets);
+  const auto nearest = nearestNames(targets, snapshot);
+  for (std::size_t i = 0; i < links.broken.size(); ++i) {
+    for (const std::string_view target : links.broken[i]) {
+      std::string detail = fmt::format("[[{}]] leads to no note.", target);
+      const auto name = nearest.find(target);
+      if (name != nearest.end()) detail += fmt::format(" The nearest name is \"{}\".", name->second);
+      issues.push_back(issue(Kind::brokenLink, *snapshot.notes[i], std::move(detail)));
+    }
+  }
+}
+
+// Only a note without links can be isolated, so a link to its name is another note's.
+void addIsolated(const VaultSnapshot& snapshot, const Links& links, Issues& issues) {
+  for (std::size_t i = 0; i < snapshot.notes.size(); ++i) {
+    const Note& note = *snapshot.notes[i];
+    if (note.bucket == Bucket::resources && note.links.empty() && note.tags.empty() && !links.isLinked[i] &&
+        isExamined(note))
+      issues.push_back(issue(Kind::isolated, note, "No links, no tags, and no note links to it."));
+  }
+}
+
+// ---- Duplicates
+
+using Group = std::vector<std::size_t>;  // of notes, by their place among those examined
+
+// The first few paths of a group's other members: "A.md, B.md and 7 more".
+std::string othersIn(const Group& group, std::size_t self, const Notes& notes) {
+  constexpr std::size_t most = 3;
+  std::vector<std::string> paths;
+  for (std::size_t i = 0; i < group.size() && paths.size() < most; ++i)
+    if (group[i] != self) paths.push_back(notes[group[i]]->id);
+  const std::size_t left = group.size() - 1 - paths.size();
+  return text::join(paths, ", ") + (left > 0 ? fmt::format(" and {} more", left) : "");
+}
+
+// What is known of one note among the duplicates.
+struct Duplicate {
+  std::size_t note = 0;
+  std::size_t first = 0;  // the first note of all that it shares something with
+  const Group* sameTitle = nullptr;
+  const Group* sameText = nullptr;
+};
+
+std::string detailOf(const Duplicate& duplicate, const Notes& notes) {
+  const auto others = [&](const Group* group) { return othersIn(*group, duplicate.note, notes); };
+  if (!duplicate.sameText) return fmt::format("Same title as {}.", others(duplicate.sameTitle));
+  if (!duplicate.sameTitle) return fmt::format("Same text as {}.", others(duplicate.sameText));
+  if (*duplicate.sameTitle == *duplicate.sameText)
+    return fmt::format("Same title and text as {}.", others(duplicate.sameText));
+  return fmt::format("Same title as {}; same text as {}.", others(duplicate.sameTitle), others(duplicate.sameText));
+}
+
+void addDuplicates(const Notes& notes, Issues& issues) {
+  const SameNotes titles = sameTitles(notes);
+  const SameNotes texts = sameTexts(notes);
+  std::unordered_map<std::size_t, Duplicate> byNote;
+  const auto add = [&](const Group& group, const Group* Duplicate::*place) {
+    for (const std::size_t i : group) {
+      Duplicate& duplicate = byNote.try_emplace(i, Duplicate{i, i}).first->second;
+      duplicate.first = std::min(duplicate.first, group.front());
+      duplicate.*place = &group;
+    }
+  };
+  for (const Group& group : titles) add(group, &Duplicate::sameTitle);
+  for (const Group& group : texts) add(group, &Duplicate::sameText);
+
+  std::vector<Duplicate> duplicates;
+  for (const auto& [note, duplicate] : byNote) duplicates.push_back(duplicate);
+  std::sort(duplicates.begin(), duplicates.end(), [](const Duplicate& a, const Duplicate& b) {
+    return std::pair(a.first, a.note) < std::pair(b.first, b.note);
+  });
+  for (const Duplicate& duplicate : duplicates)
+    issues.push_back(issue(Kind::duplicate, *notes[duplicate.note], detailOf(duplicate, notes)));
+}
+
+// ---- Projects without context
+
+std::string detailOfMissingContext(const FolderNode& folder, std::size_t noteCount) {
+  const std::string count = noteCount == 1 ? "1 note" : fmt::format("{} notes", noteCount);
+  if (const NoteRef other = ProjectContext::note(folder))
+    return fmt::format("{}, and {} lacks the line \"vesk: true\" in its front matter.", count, other->id);
+  return fmt::format("{} and no {}.", count, ProjectContext::fileName);
+}
+
+void addMissingContexts(const VaultSnapshot& snapshot, Issues& issues) {
+  for (const FolderNode* folder : collectionFolders(snapshot, Bucket::projects)) {
+    const std::size_t count = folder->noteCount();
+    const NoteRef context = ProjectContext::note(*folder);
+    if (count == 0 || (context && ProjectContext::isProjectContext(*context))) continue;
+    issues.push_back({Kind::missingContext, folder->id, folder->name, true, detailOfMissingContext(*folder, count)});
+  }
+}
+
+// ---- Stale and empty notes
+
+// Whole seconds never overflow, as the difference of two Timestamps can.
+std::chrono::seconds age(const Note& note, Timestamp now) {
+  using std::chrono::floor;
+  using std::chrono::seconds;
+  return floor<seconds>(now) - floor<seconds>(note.modified);
+}
+
+void addStale(const Notes& notes, Timestamp now, Issues& issues) {
+  Notes stale;
+  std::ranges::copy_if(notes, std::back_inserter(stale), [&](const NoteRef& note) {
+    return note->bucket == Bucket::resources && age(*note, now) > ContextHealth::staleAfter;
+  });
+  std::stable_sort(stale.begin(), stale.end(),
+                   [](const NoteRef& a, const NoteRef& b) { return a->modified < b->modified; });
+  for (const NoteRef& note : stale) {
+    const auto days = std::chrono::floor<std::chrono::days>(age(*note, now)).count();
+    issues.push_back(issue(Kind::stale, *note,
+                           note->modified == distantPast ? "When it was changed last is not known."
+                                                         : fmt::format("Not changed for {} days.", days)));
+  }
+}
+
+void addEmpty(const Notes& notes, Issues& issues) {
+  for (const NoteRef& note : notes)
+    if (text::trimWhitespace(note->body).empty()) issues.push_back(issue(Kind::empty, *note, "It has no text."));
+}
+
+}  // namespace
+
+std::string ContextIssue::id() const { return fmt::format("{}:{}:{}", name(kind), path, detail); }
+
+std::string_view name(ContextIssue::Kind kind) {
+  constexpr std::array<std::string_view, 6> names = {"broken_link", "duplicate", "missing_context",
+                                                     "stale",       "empty",     "isolated"};
+  return names[static_cast<std::size_t>(kind)];
+}
+
+std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Timestamp now) {
+  Notes notes;
+  std::ranges::copy_if(snapshot.notes, std::back_inserter(notes),
+                       [](const NoteRef& note) { return isExamined(*note); });
+  const Links links = followLinks(snapshot);
+  Issues issues;
+  addBrokenLinks(snapshot, links, issues);
+  addDuplicates(notes, issues);
+  addMissingContexts(snapshot, issues);
+  addStale(notes, now, issues);
+  addEmpty(notes, issues);
+  addIsolated(snapshot, links, issues);
+  return issues;
+}
+
+}  // namespace vesk

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "core/vault/VaultSnapshot.h"
+
+namespace vesk {
+
+// Where the wiki links of a vault lead. Made once for a snapshot, which must outlive it; may be asked by several
+// threads at once.
+//
+// A link means the note whose file name, with or without folders before it, is its target; else the one of that title.
+// Case does not count, unless a note's name is written exactly like the target.
+class LinkIndex {
+ public:
+  explicit LinkIndex(const VaultSnapshot& snapshot);
+
+  // What a link's target says. Notes are told by their number in the snapshot.
+  struct Destination {
+    bool exists = false;                    // there is a note that may be meant
+    std::optional<std::size_t> note = {};   // the one that is; nullopt without one, or with several
+    std::optional<std::size_t> named = {};  // the first note of its file name, whatever folders stand before it
+  };
+  Destination destination(std::string_view target) const;
+
+  // The first note of a note's file name. Its backlinks are the links of other notes that are `named` the same.
+  std::size_t firstNamedLike(std::size_t note) const { return firsts_[note]; }
+
+ private:
+  struct Meaning {
+    std::size_t note = 0;  // the first, of several
+    bool isOnly = true;
+  };
+  using Meanings = std::unordered_map<std::string_view, Meaning>;
+
+  static void add(Meanings& meanings, std::string_view name, std::size_t note);
+  void addEndings(std::size_t note);
+  std::string_view path(std::size_t note) const;
+  Destination destinationOf(const Meaning& meaning, std::optional<std::size_t> named) const;
+  Destination foldedDestination(const std::string& key) const;
+
+  const std::vector<NoteRef>& notes_;
+  std::vector<std::string> fileKeys_;   // of each note
+  std::vector<std::string> titleKeys_;  // likewise; empty where the title is the file's name
+  std::vector<std::size_t> firsts_;     // likewise: the first note of that file name
+  Meanings writtenNames_;
+  Meanings fileNames_;                                // as keys
+  Meanings titles_;                                   // likewise
+  std::unordered_map<std::string, Meaning> endings_;  // of paths, as keys, where several notes have the file name
+};
+
+}  // namespace vesk

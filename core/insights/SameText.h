@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/vault/Note.h"
+
+namespace vesk {
+
+// The notes, by their place among those given, that say the same; each group in their order.
+using SameNotes = std::vector<std::vector<std::size_t>>;
+
+// A text as it is compared: regardless of case, with every run of white space made one space.
+std::string comparable(std::string_view text);
+
+// Notes of the same title.
+SameNotes sameTitles(const std::vector<NoteRef>& notes);
+
+// Notes of the same text, but for those of under `shortestText` characters.
+inline constexpr std::size_t shortestText = 40;
+SameNotes sameTexts(const std::vector<NoteRef>& notes);
+
+}  // namespace vesk

@@ -1,0 +1,274 @@
+#include "core/platform/ChildProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <unistd.h>
+#include <utility>
+
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include "core/platform/FileError.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::size_t pieceSize = 1 << 16;              // what a pipe holds
+constexpr std::chrono::milliseconds withoutHandle{10};  // how often a program's end is asked for where nothing tells it
+
+struct Pipe {
+  Fd reading = {};
+  Fd writing = {};
+};
+
+Pipe openPipe() {
+  int ends[2] = {-1, -1};
+  if (::pipe2(ends, O_CLOEXEC) != 0) throw FileError("open", "a pipe", errno);
+  return {Fd(ends[0]), Fd(ends[1])};
+}
+
+// A file that holds the text: the program reads it when it likes, and nobody waits to write it.
+Fd openInput(const std::string& text) {
+  Fd file(text.empty() ? ::open("/dev/null", O_RDONLY | O_CLOEXEC) : ::memfd_create("input", MFD_CLOEXEC));
+  if (!file) throw FileError("open", "a program's input", errno);
+  for (std::size_t written = 0; written < text.size();) {
+    const ssize_t count = ::write(file.get(), text.data() + written, text.size() - written);
+    if (count < 0 && errno != EINTR) throw FileError("write", "a program's input", errno);
+    written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  }
+  ::lseek(file.get(), 0, SEEK_SET);
+  return file;
+}
+
+// The pointers that exec wants, to texts that must outlive them.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+struct FileActions {
+  FileActions() { ::posix_spawn_file_actions_init(&value); }
+  ~FileActions() { ::posix_spawn_file_actions_destroy(&value); }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+  posix_spawn_file_actions_t value = {};
+};
+
+struct Attributes {
+  Attributes() { ::posix_spawnattr_init(&value); }
+  ~Attributes() { ::posix_spawnattr_destroy(&value); }
+  Attributes(const Attributes&) = delete;
+  Attributes& operator=(const Attributes&) = delete;
+  posix_spawnattr_t value = {};
+};
+
+// A session and a clean state of signals: what this process ignores would stay ignored in the program.
+void setUp(Attributes& attributes) {
+  sigset_t signals = {};
+  ::sigemptyset(&signals);
+  ::posix_spawnattr_setsigmask(&attributes.value, &signals);
+  ::sigfillset(&signals);
+  ::posix_spawnattr_setsigdefault(&attributes.value, &signals);
+  ::posix_spawnattr_setflags(&attributes.value, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+}
+
+// The streams are given in the order in which they were opened: where this process has closed its own, a descriptor
+// may be one of those that it is copied over.
+void setUp(FileActions& actions, const Fd& input, const Fd& output, const Fd& errors) {
+  ::posix_spawn_file_actions_adddup2(&actions.value, input.get(), STDIN_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions.value, output.get(), STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions.value, errors.get(), STDERR_FILENO);
+  ::posix_spawn_file_actions_addclosefrom_np(&actions.value, STDERR_FILENO + 1);
+}
+
+pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, const Fd& errors) {
+  std::vector<std::string> arguments = {request.executable};
+  arguments.insert(arguments.end(), request.arguments.begin(), request.arguments.end());
+  std::vector<std::string> environment;
+  for (const auto& [name, value] : request.environment) environment.push_back(name + "=" + value);
+  for (const auto* texts : {&arguments, &environment})
+    for (const std::string& text : *texts)
+      if (text.find('\0') != std::string::npos) throw FileError("start", request.executable, EINVAL);
+
+  FileActions actions;
+  setUp(actions, input, output, errors);
+  Attributes attributes;
+  setUp(attributes);
+  pid_t child = -1;
+  const int failure = ::posix_spawn(&child, request.executable.c_str(), &actions.value, &attributes.value,
+                                    pointersTo(arguments).data(), pointersTo(environment).data());
+  if (failure != 0) throw FileError("start", request.executable, failure);
+  return child;
+}
+
+// Whoever starts this process may have it ignore the end of its children, and the system then forgets how they ended.
+void rememberEndedChildren() {
+  struct sigaction action = {};
+  ::sigaction(SIGCHLD, nullptr, &action);
+  if (action.sa_handler != SIG_IGN && !(action.sa_flags & SA_NOCLDWAIT)) return;
+  if (action.sa_handler == SIG_IGN) action.sa_handler = SIG_DFL;
+  action.sa_flags &= ~SA_NOCLDWAIT;
+  ::sigaction(SIGCHLD, &action, nullptr);
+}
+
+// As poll() wants it: -1 for no end.
+int millisecondsUntil(ChildProcess::Clock::time_point moment) {
+  if (moment == ChildProcess::never) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(moment - ChildProcess::Clock::now()).count();
+  return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+}
+
+}  // namespace
+
+ProcessEnvironment ownEnvironment() {
+  ProcessEnvironment variables;
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const std::string_view text = *entry;
+    const std::size_t equals = text.find('=');
+    if (equals != std::string_view::npos) variables.emplace(text.substr(0, equals), text.substr(equals + 1));
+  }
+  return variables;
+}
+
+ChildProcess::ChildProcess(const ProcessRequest& request, std::chrono::milliseconds grace)
+    : grace_(grace), buffer_(pieceSize) {
+  const Fd input = openInput(request.input);
+  Pipe output = openPipe();
+  Pipe errors = openPipe();
+  output_ = std::move(output.reading);
+  errors_ = std::move(errors.reading);
+  wake_ = Fd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!wake_) throw FileError("start", request.executable, errno);
+  rememberEndedChildren();
+  child_ = spawn(request, input, output.writing, errors.writing);
+  handle_ = Fd(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
+}
+
+ChildProcess::~ChildProcess() {
+  if (child_ < 0) return;
+  signalGroup(SIGKILL);
+  while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) continue;
+}
+
+ChildProcess::Event ChildProcess::next(Clock::time_point deadline) {
+  while (!hasEnded()) {
+    if (Clock::now() >= deadline) return {};
+    auto wakeAt = std::min(deadline, killWhenDue());
+    if (!handle_) wakeAt = std::min(wakeAt, Clock::now() + withoutHandle);
+    std::array<pollfd, 4> polled{
+        {{output_.get(), POLLIN, 0}, {errors_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}, {handle_.get(), POLLIN, 0}}};
+    if (::poll(polled.data(), polled.size(), millisecondsUntil(wakeAt)) <= 0) continue;
+
+    eventfd_t ignored = 0;
+    if (polled[2].revents != 0) ::eventfd_read(wake_.get(), &ignored);
+    if (polled[0].revents != 0)
+      if (const Event piece = nextPiece(output_, Event::Kind::output, pieceSize); !piece.text.empty()) return piece;
+    if (polled[1].revents != 0)
+      if (const Event piece = nextPiece(errors_, Event::Kind::errors, pieceSize); !piece.text.empty()) return piece;
+  }
+  return nextOfRest();
+}
+
+// Closes a stream that has ended, and then has no text.
+ChildProcess::Event ChildProcess::nextPiece(Fd& stream, Event::Kind kind, std::size_t most) {
+  if (buffer_.size() < most) buffer_.resize(most);
+  const ssize_t count = ::read(stream.get(), buffer_.data(), most);
+  if (count == 0 || (count < 0 && errno != EINTR)) stream.reset();
+  return {kind, {buffer_.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))}};
+}
+
+// What lies in the pipes when the program has ended is all that it wrote. Whoever else holds them is not waited for.
+ChildProcess::Event ChildProcess::nextOfRest() {
+  for (const auto& [stream, kind] : {std::pair(&output_, Event::Kind::output), {&errors_, Event::Kind::errors}}) {
+    if (!*stream) continue;
+    int size = 0;
+    ::ioctl(stream->get(), FIONREAD, &size);
+    const Event rest = size > 0 ? nextPiece(*stream, kind, static_cast<std::size_t>(size)) : Event{};
+    stream->reset();
+    if (!rest.text.empty()) return rest;
+  }
+  return {.kind = Event::Kind::ended};
+}
+
+void ChildProcess::terminate() {
+  const std::lock_guard lock(mutex_);
+  if (child_ < 0 || killAt_ != never) return;
+  signalGroup(SIGTERM);
+  killAt_ = Clock::now() + grace_;
+  ::eventfd_write(wake_.get(), 1);
+}
+
+// The moment at which to come back for it.
+ChildProcess::Clock::time_point ChildProcess::killWhenDue() {
+  const std::lock_guard lock(mutex_);
+  if (killAt_ > Clock::now()) return killAt_;
+  signalGroup(SIGKILL);
+  return never;
+}
+
+ProcessExit ChildProcess::wait() {
+  while (next().kind != Event::Kind::ended) continue;
+  return exit_;
+}
+
+// The group is ended while its number is still taken, by the program that has ended but was not yet waited for.
+bool ChildProcess::hasEnded() {
+  const std::lock_guard lock(mutex_);
+  if (child_ < 0) return true;
+  siginfo_t info = {};
+  const bool isOurs = ::waitid(P_PID, static_cast<id_t>(child_), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+  if (isOurs && info.si_pid == 0) return false;
+  if (isOurs) {
+    signalGroup(SIGKILL);
+    while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) continue;
+    exit_ = info.si_code == CLD_EXITED ? ProcessExit{.code = info.si_status} : ProcessExit{.signal = info.si_status};
+  }
+  child_ = -1;
+  return true;
+}
+
+void ChildProcess::signalGroup(int number) const { ::kill(-child_, number); }
+
+namespace {
+
+void keep(std::string_view piece, std::size_t most, std::string& kept, bool& isCut) {
+  const std::size_t room = most - std::min(most, kept.size());
+  isCut = isCut || piece.size() > room;
+  kept.append(piece.substr(0, room));
+}
+
+}  // namespace
+
+ProcessResult runProcess(const ProcessRequest& request, const ProcessLimits& limits) {
+  using Kind = ChildProcess::Event::Kind;
+  ChildProcess child(request, limits.grace);
+  auto deadline = ChildProcess::Clock::now() + limits.time;
+  ProcessResult result;
+  for (;;) {
+    const auto event = child.next(deadline);
+    switch (event.kind) {
+      case Kind::output: keep(event.text, limits.output, result.output, result.isOutputCut); break;
+      case Kind::errors: keep(event.text, limits.errors, result.errors, result.areErrorsCut); break;
+      case Kind::ended: result.exit = child.wait(); return result;
+      case Kind::timeUp:
+        result.timedOut = true;
+        child.terminate();
+        deadline = ChildProcess::never;
+        break;
+    }
+  }
+}
+
+}  // namespace vesk
