@@ -71,6 +71,16 @@ Json textResult(std::string text) {
   return result;
 }
 
+Json pictureResult(std::string data) {
+  Json item;
+  item["type"] = "image";
+  item["data"] = std::move(data);
+  item["mimeType"] = "image/jpeg";
+  Json result;
+  result["content"] = Json::Array{std::move(item)};
+  return result;
+}
+
 std::string placeNames(const Organization& organization) {
   std::vector<std::string> names;
   for (const Organization::Place& place : organization.places) names.push_back(place.folder);
@@ -161,8 +171,9 @@ Json MCPServer::callResult(const Json& params) const {
   const Json* name = params.find("name");
   const Json* arguments = params.find("arguments");
   try {
-    return textResult(run(name && name->string() ? *name->string() : "",
-                          arguments && arguments->object() ? *arguments->object() : Json::Object()));
+    const std::string tool = name && name->string() ? *name->string() : "";
+    std::string text = run(tool, arguments && arguments->object() ? *arguments->object() : Json::Object());
+    return toolCatalog::find(tool)->givesPicture ? pictureResult(std::move(text)) : textResult(std::move(text));
   } catch (const std::exception& failure) {
     // A sentence that names what was given may be as long as that.
     Json result = textResult(std::string(text::firstUnits(failure.what(), toolResult::maximumUnits)));

@@ -134,6 +134,8 @@ std::size_t RecordedChanges::renameTag(std::string_view oldTag, std::string_view
   });
 }
 
+void RecordedChanges::recordSync(std::string_view title) { record({.kind = Kind::sync, .title = std::string(title)}); }
+
 void RecordedChanges::logTrash(std::string_view title, std::string_view path, std::string landed) {
   record(
       {.kind = Kind::trash, .title = std::string(title), .noteID = std::string(path), .trashedTo = std::move(landed)});

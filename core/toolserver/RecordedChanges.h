@@ -50,6 +50,9 @@ class RecordedChanges {
 
   void trash(const std::string& path, std::string_view title);
 
+  // That the vault was synced, which nothing undoes.
+  void recordSync(std::string_view title);
+
   // One action for each note. Returns the number of notes changed.
   std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot);
 

@@ -45,6 +45,7 @@ struct Tool {
   Effect effect;
   bool AIAccess::*needs;  // the switch that must be on; nullptr for a tool that is always open
   std::variant<Reading, Change> handler;
+  bool givesPicture = false;  // the result's text is a JPEG file in base64
 
   // Whether a call of the assistant waits for the user.
   bool waits(ApprovalLevel level) const;

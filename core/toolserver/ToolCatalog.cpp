@@ -5,25 +5,67 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/toolserver/tools/ContextTools.h"
 #include "core/toolserver/tools/DiagramTools.h"
 #include "core/toolserver/tools/FolderTools.h"
+#include "core/toolserver/tools/InsightTools.h"
+#include "core/toolserver/tools/MeetingTools.h"
 #include "core/toolserver/tools/NoteChangeTools.h"
 #include "core/toolserver/tools/NoteTools.h"
 #include "core/toolserver/tools/ProposalTools.h"
 #include "core/toolserver/tools/StructureTools.h"
+#include "core/toolserver/tools/SyncTools.h"
 #include "core/toolserver/tools/TaskTools.h"
 
 namespace vesk::toolCatalog {
 
 const std::vector<Tool>& tools() {
   static const std::vector<Tool> all = {
-      searchNotesTool(),   listNotesTool(),    readNoteTool(),         listFoldersTool(),   listTagsTool(),
-      moveNoteTool(),      createNoteTool(),   createCollectionTool(), appendToNoteTool(),  updateNoteTool(),
-      renameNoteTool(),    trashNoteTool(),    createFolderTool(),     renameFolderTool(),  moveFolderTool(),
-      trashFolderTool(),   listTasksTool(),    addTaskTool(),          updateTaskTool(),    addTaskNoteTool(),
-      removeTaskTool(),    listDiagramsTool(), readDiagramTool(),      createDiagramTool(), updateDiagramTool(),
-      renameDiagramTool(), trashDiagramTool(), getOrganizationTool(),  renameTagTool(),     openDailyNoteTool(),
+      searchNotesTool(),
+      listNotesTool(),
+      readNoteTool(),
+      listFoldersTool(),
+      listTagsTool(),
+      moveNoteTool(),
+      createNoteTool(),
+      createCollectionTool(),
+      appendToNoteTool(),
+      updateNoteTool(),
+      renameNoteTool(),
+      trashNoteTool(),
+      createFolderTool(),
+      renameFolderTool(),
+      moveFolderTool(),
+      trashFolderTool(),
+      listTasksTool(),
+      addTaskTool(),
+      updateTaskTool(),
+      addTaskNoteTool(),
+      removeTaskTool(),
+      listDiagramsTool(),
+      readDiagramTool(),
+      createDiagramTool(),
+      updateDiagramTool(),
+      renameDiagramTool(),
+      trashDiagramTool(),
+      getOverviewTool(),
+      listCollectionsTool(),
+      getConnectionsTool(),
+      listMeetingsTool(),
+      getLiveTranscriptTool(),
+      getSharedScreenTool(),
+      getOrganizationTool(),
+      getContextMapTool(),
+      getProjectContextTool(),
+      updateProjectContextTool(),
+      listUnprocessedSourcesTool(),
+      runQueryTool(),
+      renameTagTool(),
+      openDailyNoteTool(),
+      getContextHealthTool(),
       listProposalsTool(),
+      syncStatusTool(),
+      syncNowTool(),
   };
   return all;
 }

@@ -68,11 +68,12 @@ Item onlyOne(std::vector<Item> titled, std::string_view wanted, const char* what
 
 ToolContext::ToolContext(std::string directory, Surroundings surroundings, AIAccess access, Vault vault,
                          std::string changeID, const Proposal* approved)
-    : surroundings_(std::move(surroundings)),
+    : directory_(std::move(directory)),
+      surroundings_(std::move(surroundings)),
       access_(std::move(access)),
       vault_(std::move(vault)),
-      log_(directory),
-      proposals_(std::move(directory)),
+      log_(directory_),
+      proposals_(directory_),
       changeID_(std::move(changeID)),
       changes_(vault_, log_, surroundings_.now(), approved) {}
 

@@ -29,6 +29,8 @@ class ToolContext {
   ToolContext(const ToolContext&) = delete;
   ToolContext& operator=(const ToolContext&) = delete;
 
+  // The support directory.
+  const std::string& directory() const { return directory_; }
   const AIAccess& access() const { return access_; }
   const Vault& vault() const { return vault_; }
   const AIActionLog& log() const { return log_; }
@@ -86,6 +88,7 @@ class ToolContext {
   void requireFolder(std::string_view folder);
 
  private:
+  std::string directory_;
   Surroundings surroundings_;
   AIAccess access_;
   Vault vault_;

@@ -45,8 +45,12 @@ std::string_view endedAtLine(std::string_view part) {
 
 }  // namespace
 
-Page::Page(std::string_view key, std::size_t total, std::size_t offset, std::size_t limit)
-    : key_(key), total_(total), begin_(std::min(offset, total)), end_(begin_ + std::min(limit, total - begin_)) {}
+Page::Page(std::string_view key, std::size_t total, std::size_t offset, std::size_t limit, std::size_t reserved)
+    : key_(key),
+      total_(total),
+      begin_(std::min(offset, total)),
+      end_(begin_ + std::min(limit, total - begin_)),
+      units_(reserved) {}
 
 bool Page::add(Json entry) {
   const std::size_t units = unitsAsEntry(entry);

@@ -17,8 +17,9 @@ inline constexpr std::size_t maximumUnits = 45'000;
 // Entries of a long list, as many as fit a result.
 class Page {
  public:
-  // Of `total` entries, those from `offset`, at most `limit`, are asked for.
-  Page(std::string_view key, std::size_t total, std::size_t offset, std::size_t limit);
+  // Of `total` entries, those from `offset`, at most `limit`, are asked for. Beside them the result needs `reserved`
+  // units.
+  Page(std::string_view key, std::size_t total, std::size_t offset, std::size_t limit, std::size_t reserved = 0);
 
   // Indices of the entries to give, until add() says that the page is full.
   std::size_t begin() const { return begin_; }
@@ -35,7 +36,7 @@ class Page {
   std::size_t total_;
   std::size_t begin_;
   std::size_t end_;
-  std::size_t units_ = 0;
+  std::size_t units_;
   Json::Array entries_;
 };
 

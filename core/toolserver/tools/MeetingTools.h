@@ -1,0 +1,12 @@
+#pragma once
+
+#include "core/toolserver/Tool.h"
+
+// Tools on meetings.
+namespace vesk {
+
+Tool listMeetingsTool();
+Tool getLiveTranscriptTool();
+Tool getSharedScreenTool();
+
+}  // namespace vesk
