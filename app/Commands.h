@@ -15,6 +15,14 @@ void addStatusCommand(CLI::App& program);
 void addNotesCommand(CLI::App& program);
 void addSearchCommand(CLI::App& program);
 void addWatchCommand(CLI::App& program);
+void addOverviewCommand(CLI::App& program);
+void addProjectsCommand(CLI::App& program);
+void addAreasCommand(CLI::App& program);
+void addTopicsCommand(CLI::App& program);
+void addContextCommand(CLI::App& program);
+void addMapCommand(CLI::App& program);
+void addHealthCommand(CLI::App& program);
+void addQueryCommand(CLI::App& program);
 void addTasksCommand(CLI::App& program);
 void addAddCommand(CLI::App& program);
 void addDoingCommand(CLI::App& program);
@@ -27,6 +35,8 @@ void addPlanCommand(CLI::App& program);
 void addHoursCommand(CLI::App& program);
 void addDiagramsCommand(CLI::App& program);
 void addDiagramCommand(CLI::App& program);
+void addMeetingCommand(CLI::App& program);
+void addSyncCommand(CLI::App& program);
 void addAccessCommand(CLI::App& program);
 void addProposalsCommand(CLI::App& program);
 void addReviewCommand(CLI::App& program);
@@ -42,10 +52,14 @@ struct CommandGroup {
 // In the order of the help.
 inline const CommandGroup commandGroups[] = {
     {"The vault", {addOpenCommand, addStatusCommand, addNotesCommand, addSearchCommand, addWatchCommand}},
+    {"Insights",
+     {addOverviewCommand, addProjectsCommand, addAreasCommand, addTopicsCommand, addContextCommand, addMapCommand,
+      addHealthCommand, addQueryCommand}},
     {"Tasks",
      {addTasksCommand, addAddCommand, addDoingCommand, addDoneCommand, addTodoCommand, addTodayCommand, addWeekCommand,
       addBacklogCommand, addPlanCommand, addHoursCommand}},
     {"Diagrams", {addDiagramsCommand, addDiagramCommand}},
+    {"Meetings and sync", {addMeetingCommand, addSyncCommand}},
     {"Assistants",
      {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand}},
 };

@@ -12,15 +12,13 @@
 
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
-#include "app/Days.h"
 #include "app/Highlight.h"
+#include "app/NoteRows.h"
 #include "app/Options.h"
-#include "app/Table.h"
-#include "core/base/Calendar.h"
+#include "app/Terminal.h"
 #include "core/base/Json.h"
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
-#include "core/base/Time.h"
 
 namespace vesk::app {
 
@@ -42,29 +40,6 @@ struct SearchOptions {
   bool asJson = false;
 };
 
-Json entryOf(const Note& note) {
-  Json entry;
-  entry["path"] = note.id;
-  entry["title"] = note.title;
-  entry["role"] = bucket::name(note.bucket);
-  entry["modified"] = time::iso8601(note.modified);
-  entry["tags"] = Json::Array(note.tags.begin(), note.tags.end());
-  return entry;
-}
-
-// The first `limit` notes, and how many there are.
-void printJson(Json::Array entries, std::size_t total) {
-  Json json;
-  json["notes"] = std::move(entries);
-  json["total"] = total;
-  print("{}\n", json.pretty());
-}
-
-// Not among the output, which may go to another program.
-void sayWhenNone(const Notes& notes) {
-  if (notes.empty()) fmt::print(stderr, "No note was found.\n");
-}
-
 // ---- notes
 
 Notes chosenNotes(const Vault& vault, const NotesOptions& options) {
@@ -84,29 +59,8 @@ Notes chosenNotes(const Vault& vault, const NotesOptions& options) {
   return notes;
 }
 
-Json::Array entriesOf(const Notes& notes) {
-  Json::Array entries;
-  for (const NoteRef& note : notes) entries.push_back(entryOf(*note));
-  return entries;
-}
-
-std::string toText(const Notes& notes, const Terminal& terminal) {
-  constexpr std::size_t title = 1;
-  Table table(title);
-  const Calendar calendar = Calendar::ofSystem();
-  for (const NoteRef& note : notes)
-    table.add(
-        {{shownTime(note->modified, calendar), Style::faint}, {note->title, Style::strong}, {note->id, Style::plain}});
-  return table.text(terminal);
-}
-
 void listNotes(const NotesOptions& options) {
-  Notes notes = chosenNotes(currentVault(), options);
-  const std::size_t total = notes.size();
-  notes.resize(std::min(total, options.limit));
-  if (options.asJson) return printJson(entriesOf(notes), total);
-  sayWhenNone(notes);
-  print("{}", toText(notes, Terminal::ofStandardOutput()));
+  printNotes(chosenNotes(currentVault(), options), options.limit, options.asJson);
 }
 
 // ---- search
@@ -146,7 +100,7 @@ Json::Array foundEntries(const Notes& notes, std::string_view words) {
   const text::TextSearch search(words);
   Json::Array entries;
   for (const NoteRef& note : notes) {
-    Json entry = entryOf(*note);
+    Json entry = noteEntry(*note);
     if (const auto line = lineWith(search, *note); !line.empty()) entry["match"] = line;
     entries.push_back(std::move(entry));
   }
@@ -158,7 +112,7 @@ void search(const SearchOptions& options) {
   Notes notes = currentVault().scan().search(words);
   const std::size_t total = notes.size();
   notes.resize(std::min(total, options.limit));
-  if (options.asJson) return printJson(foundEntries(notes, words), total);
+  if (options.asJson) return printEntries(foundEntries(notes, words), total);
   sayWhenNone(notes);
   printFound(notes, words);
 }

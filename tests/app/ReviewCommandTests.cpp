@@ -117,7 +117,7 @@ TEST_F(Assistants, AreCalledUnderTheUsersSwitches) {
     EXPECT_EQ(result.exitStatus, exitStatus);
     EXPECT_THAT(exitStatus == 0 ? result.output : result.errors, HasSubstr(said));
   };
-  check({}, 0, "append_to_note     Add text to the end of a note.\n");
+  check({}, 0, " Add text to the end of a note.\n");
   check({"list_notes", "--help"}, 0, "--limit NUMBER\n");
   check({"trash_note", "--note", "Plan"}, 1, "vesk: Moving things to the Trash is turned off in Vesk.\n");
   check({"append_to_note", "--note", "Plan", "--text=--x"}, 0, "waiting_for_approval");

@@ -1,0 +1,103 @@
+// vesk context: the note that says what a project is about, shown or edited.
+
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "app/Commands.h"
+#include "app/CurrentVault.h"
+#include "app/EditedCopy.h"
+#include "app/Question.h"
+#include "app/Terminal.h"
+#include "core/base/Error.h"
+#include "core/base/Text.h"
+#include "core/insights/ProjectContext.h"
+#include "core/platform/Environment.h"
+
+namespace vesk::app {
+
+namespace {
+
+struct ContextOptions {
+  std::string project = {};
+  bool edits = false;
+};
+
+// A project's context note as it was found.
+struct Context {
+  std::string project = {};  // the folder's path
+  NoteRef note = {};         // nullptr when there is none
+};
+
+Context contextOf(const Vault& vault, std::string_view typed) {
+  const VaultSnapshot snapshot = vault.scan();
+  const FolderNode* project = ProjectContext::findProject(snapshot, typed);
+  if (!project) throw Error(fmt::format("There is no project {}. List them with vesk projects.", typed));
+  return {project->id, ProjectContext::note(*project)};
+}
+
+void show(const Context& context) {
+  if (!context.note)
+    throw Error(
+        fmt::format("{0} has no context note yet. Write it with vesk context \"{0}\" --edit.", context.project));
+  const std::string_view text = text::trim(context.note->body, "\r\n");
+  writeData(fmt::format("{}\n", text), Terminal::ofStandardOutput());
+}
+
+// ---- Editing
+
+// Writes the note when it still is what was read: that text, or none. VaultError::conflict else.
+void save(const Vault& vault, const std::string& path, const std::optional<std::string>& before,
+          const std::string& after) {
+  if (!before) {
+    if (!vault.createFile(path, after)) throw VaultError::conflict();
+    return;
+  }
+  vault.rewrite(path, [&](const std::string& current) {
+    if (current != *before) throw VaultError::conflict();
+    return after;
+  });
+}
+
+// The whole file is edited, so that the user sees the front matter that makes it a context note.
+void edit(const Vault& vault, const Context& context) {
+  if (!canAsk()) throw Error("Editing needs a terminal.");
+  const std::string path = context.note ? context.note->id : ProjectContext::path(context.project);
+  const auto before = context.note ? std::optional(vault.read(path)) : std::nullopt;
+  const std::string start =
+      before ? *before : ProjectContext::contextText(ProjectContext::startingText(environment::language()));
+  const EditedCopy copy(start, std::string(ProjectContext::fileName));
+  try {
+    const std::string after = copy.edit();
+    if (after != start) save(vault, path, before, after);
+    print("{}\n", after == start ? "Nothing was changed." : fmt::format("Saved {}", safe(path)));
+  } catch (const std::exception& failure) {
+    if (copy.discardUnchanged()) throw;
+    throw Error(fmt::format("{} Your text is kept in {}", failure.what(), copy.path()));
+  }
+  copy.discard();
+}
+
+void run(const ContextOptions& options) {
+  const Vault vault = currentVault();
+  const Context context = contextOf(vault, options.project);
+  if (options.edits) return edit(vault, context);
+  show(context);
+}
+
+}  // namespace
+
+void addContextCommand(CLI::App& program) {
+  const auto options = std::make_shared<ContextOptions>();
+  CLI::App* command = program.add_subcommand("context", "Show or edit what is said about a project as a whole.");
+  command->add_option("PROJECT", options->project, "The project's name, or its folder's path.")->required();
+  command->add_flag("--edit", options->edits, "Open it in your editor ($VISUAL or $EDITOR); it is made when missing.");
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace vesk::app
