@@ -78,6 +78,8 @@ const std::vector<Row>& rows() {
        probe::secondScan, probe::statFloor},
       {"peak memory of `vesk-mcp` over a session", "bytes of the notes", 1.6, {medium, large},
        probe::serverMemory, probe::noteMegabytes, "MB"},
+      {"a sync with nothing to do", "its git commands in a shell", 1.3, {medium},
+       probe::idleSync, probe::gitByHand},
       {"`vesk-bench diff`, two unlike 2,000-line texts", "`diff`", 1.0, {medium},
        probe::diff, probe::plainDiff},
       {"parse and write of a canvas of 5 MB", "the JSON library's own", 2.0, {medium},

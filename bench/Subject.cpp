@@ -10,6 +10,7 @@
 #include "bench/generator/Random.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
+#include "core/sync/GitSync.h"
 
 namespace vesk::bench {
 
@@ -124,6 +125,19 @@ std::string Subject::longNoteFolder() const {
   return folder;
 }
 
+std::string Subject::syncedVault() const {
+  const std::string folder = support_ + "/synced";
+  if (!fs::create_directory(folder)) return folder;
+  Random random(100);
+  for (int note = 0; note < 100; ++note)
+    std::ofstream(fmt::format("{}/{}.md", folder, note)) << randomLine(random) << '\n';
+  millisecondsOf({.arguments = {"git", "init", "-q", "--bare", "-b", "main", folder + ".git"}});
+  const GitSync sync(folder);
+  sync.connect(folder + ".git");
+  sync.sync();
+  return folder;
+}
+
 namespace probe {
 
 Probe change(std::string_view name, std::string_view there, std::string_view back) {
@@ -173,6 +187,17 @@ double diff(Subject& subject) {
 double plainDiff(Subject& subject) {
   const auto texts = subject.unlikeTexts();
   return millisecondsOf({.arguments = {"diff", texts[0], texts[1]}, .status = 1});  // they differ
+}
+
+double idleSync(Subject& subject) {
+  return millisecondsOf(subject.program("vesk-bench", {"sync", subject.syncedVault()}));
+}
+
+double gitByHand(Subject& subject) {
+  constexpr const char* script =
+      "cd \"$1\" && git add -A && git diff --cached --name-only && git symbolic-ref --short HEAD && "
+      "git ls-remote --heads origin main && git pull -q --rebase origin main && git push -q -u origin HEAD";
+  return millisecondsOf({.arguments = {"/bin/sh", "-c", script, "sh", subject.syncedVault()}});
 }
 
 double scanPerByte(Subject& subject) { return scanOf(subject, subject.vault()); }

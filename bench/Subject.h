@@ -35,6 +35,8 @@ class Subject {
   // Files that are made when they are first wanted: a canvas of that many nodes, and a change set that adds so many.
   std::string canvas(std::size_t nodes) const;
   std::string changeSet(std::size_t nodes, Links links) const;
+  // A small vault that is in step with a repository beside it, made when it is first wanted.
+  std::string syncedVault() const;
   // Two texts of 2,000 lines that have little in common: their files.
   std::vector<std::string> unlikeTexts() const;
 
@@ -75,6 +77,10 @@ double scanPerByte(Subject& subject);         // nanoseconds
 double smallerScanPerByte(Subject& subject);  // of the smaller vault
 double secondScan(Subject& subject);          // nothing changed since the first
 double statFloor(Subject& subject);
+
+// A sync with nothing to do, and the git commands that it takes, in a shell.
+double idleSync(Subject& subject);
+double gitByHand(Subject& subject);
 
 // Of a task in a long note, by the programs' own clocks.
 double taskUpdate(Subject& subject);

@@ -21,6 +21,7 @@
 #include "core/diagrams/DiagramFiles.h"
 #include "core/platform/Fd.h"
 #include "core/platform/FileError.h"
+#include "core/sync/GitSync.h"
 #include "core/tasks/TaskEdit.h"
 #include "core/vault/Vault.h"
 
@@ -150,6 +151,14 @@ bool openDiagram(Arguments arguments) {
   return true;
 }
 
+// sync FOLDER
+bool sync(Arguments arguments) {
+  if (arguments.size() != 1) return false;
+  const SyncResult done = GitSync(std::filesystem::absolute(arguments[0]).native()).sync();
+  fmt::print("{} committed\n", done.committed);
+  return true;
+}
+
 struct Verb {
   std::string_view name = {};
   std::string_view usage = {};
@@ -164,6 +173,7 @@ constexpr Verb verbs[] = {
     {"canvas", "canvas FILE              a diagram read from its text and written again, without the disk",
      rewriteCanvas},
     {"changes", "changes FILE CHANGES     a change set applied to a diagram", applyChanges},
+    {"sync", "sync FOLDER              a vault brought in step with its repository", sync},
     {"open", "open FOLDER DIAGRAM      a diagram of a vault opened: the most memory that took", openDiagram},
 };
 

@@ -12,6 +12,7 @@
 #include <unicode/bytestream.h>
 #include <unicode/casemap.h>
 #include <unicode/coll.h>
+#include <unicode/uchar.h>
 #include <unicode/utext.h>
 
 #include "core/base/Ascii.h"
@@ -61,6 +62,49 @@ bool mustDiffer(std::string_view a, std::string_view b) {
   if (a.size() > growth * b.size() || b.size() > growth * a.size()) return true;
   // Nothing that follows a last letter could change it.
   return ascii::isAscii(a.back()) && ascii::isAscii(b.back()) && ascii::lower(a.back()) != ascii::lower(b.back());
+}
+
+// The lower case of the letters of the Latin, Greek and Cyrillic scripts up to U+052F, and of what else stands among
+// them: 0 where the neighbours of a character may matter, or its lower case takes more or fewer bytes.
+using LowerCase = std::array<char16_t, 0x530>;
+
+LowerCase makeLowerCase() {
+  constexpr char16_t twoBytes = 0x80;  // the first character that takes so many
+  constexpr char16_t threeBytes = 0x800;
+  LowerCase table{};
+  for (char16_t c = 1; c < table.size(); ++c) {
+    const bool isComposed = u_getIntPropertyValue(c, UCHAR_NFC_QUICK_CHECK) == UNORM_YES && u_getCombiningClass(c) == 0;
+    const UChar32 lower = u_tolower(c);
+    const bool keepsLength = (c < twoBytes) == (lower < twoBytes) && lower < threeBytes;
+    // U+0130 becomes two characters, and a sigma another one at the end of a word.
+    if (isComposed && keepsLength && c != 0x130 && c != 0x3A3) table[c] = static_cast<char16_t>(lower);
+  }
+  return table;
+}
+
+// Kana, Chinese characters, Hangul syllables, dashes and quotation marks: nothing changes them in a key.
+bool hasNoCase(char32_t c) {
+  return (c >= 0x4E00 && c <= 0x9FFF) || (c >= 0x3041 && c <= 0x3096) || (c >= 0x30A1 && c <= 0x30FF) ||
+         (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0x2010 && c <= 0x2027);
+}
+
+// The key of a text in which each character stands for itself, as nearly all do; nullopt for any other text.
+std::optional<std::string> plainKey(std::string_view text) {
+  static const LowerCase lowerCase = makeLowerCase();
+  std::string key(text);
+  for (std::size_t position = 0; position < text.size();) {
+    const auto [c, length] = unicode::decode(text, position);
+    if (c < lowerCase.size()) {
+      const char16_t lower = lowerCase[c];
+      if (lower == 0) return std::nullopt;
+      if (length == 2) key[position] = static_cast<char>(0xC0 | lower >> 6);
+      key[position + length - 1] = static_cast<char>(length == 2 ? 0x80 | (lower & 0x3F) : lower);
+    } else if (!hasNoCase(c)) {
+      return std::nullopt;
+    }
+    position += length;
+  }
+  return key;
 }
 
 // The places of the printable ASCII characters in the root collation; 0 for every other byte. Capitals stand where
@@ -247,6 +291,7 @@ std::string key(std::string_view text) {
     std::transform(text.begin(), text.end(), lowered.begin(), ascii::lower);
     return lowered;
   }
+  if (auto plain = plainKey(text)) return std::move(*plain);
   UErrorCode status = U_ZERO_ERROR;
   icu::StringByteSink<std::string> sink(&lowered);
   icu::CaseMap::utf8ToLower("", 0, icuCalls::piece(nfc(text)), sink, nullptr, status);
@@ -328,7 +373,11 @@ std::string_view trim(std::string_view text, std::string_view characters) {
   return text.substr(first, text.find_last_not_of(characters) - first + 1);
 }
 
-std::string_view trimSpaces(std::string_view text) { return trim(text, " "); }
+std::string_view trimSpaces(std::string_view text) {
+  while (text.starts_with(' ')) text.remove_prefix(1);
+  while (text.ends_with(' ')) text.remove_suffix(1);
+  return text;
+}
 
 std::string_view trimWhitespace(std::string_view text) {
   while (!text.empty()) {
@@ -347,17 +396,20 @@ std::string_view trimWhitespace(std::string_view text) {
 std::string collapseWhitespace(std::string_view text) {
   std::string collapsed;
   collapsed.reserve(text.size());
-  bool spaceIsDue = false;
+  const auto addWord = [&](std::string_view word) {
+    if (word.empty()) return;
+    if (!collapsed.empty()) collapsed += ' ';
+    collapsed += word;
+  };
+  std::size_t begin = 0;
   for (std::size_t position = 0; position < text.size();) {
     const unicode::CodePoint c = unicode::decode(text, position);
-    const bool isSpace = unicode::isWhitespace(c.value);
-    if (!isSpace) {
-      if (spaceIsDue && !collapsed.empty()) collapsed += ' ';
-      collapsed += text.substr(position, c.length);
-    }
-    spaceIsDue = isSpace;
     position += c.length;
+    if (!unicode::isWhitespace(c.value)) continue;
+    addWord(text.substr(begin, position - c.length - begin));
+    begin = position;
   }
+  addWord(text.substr(begin));
   return collapsed;
 }
 

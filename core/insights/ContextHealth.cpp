@@ -5,8 +5,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <iterator>
 #include <unordered_map>
-#include <unordered_set>
 
 #include <fmt/format.h>
 
@@ -16,6 +16,7 @@
 #include "core/insights/NearestNames.h"
 #include "core/insights/ProjectContext.h"
 #include "core/insights/SameText.h"
+#include "core/platform/JobQueue.h"
 #include "core/platform/Parallel.h"
 #include "core/vault/MarkdownScanner.h"
 
@@ -38,6 +39,15 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
+Notes examinedNotes(const VaultSnapshot& snapshot) {
+  std::vector<char> isWanted(snapshot.notes.size());
+  inParallel(isWanted.size(), [&](std::size_t i) { isWanted[i] = isExamined(*snapshot.notes[i]); });
+  Notes notes;
+  for (std::size_t i = 0; i < isWanted.size(); ++i)
+    if (isWanted[i]) notes.push_back(snapshot.notes[i]);
+  return notes;
+}
+
 // ---- Links
 
 // What the links of a vault lead to.
@@ -52,15 +62,18 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-// Leaves the targets that stand in the note's prose: code may hold what looks like a link ("[[ -f $file ]]").
+// Leaves those of the sorted targets that stand in the note's prose: code may hold what looks like a link, such as
+// "[[ -f $file ]]".
 void keepProse(std::vector<std::string_view>& targets, const Note& note) {
   if (note.body.find('`') == std::string::npos) return;
-  std::unordered_set<std::string_view> inProse;
+  std::vector<std::string_view> inProse;
   for (const std::string_view piece : markdown::prosePieces(note.body)) {
     markdown::LinkScanner scanner(piece);
-    while (const auto link = scanner.next()) inProse.insert(link->target);
+    while (const auto link = scanner.next())
+      if (std::ranges::binary_search(targets, link->target)) inProse.push_back(link->target);
   }
-  std::erase_if(targets, [&](std::string_view target) { return !inProse.contains(target); });
+  sortOnce(inProse);
+  targets = std::move(inProse);
 }
 
 Links followLinks(const VaultSnapshot& snapshot) {
@@ -74,8 +87,8 @@ Links followLinks(const VaultSnapshot& snapshot) {
     for (const std::string& link : note.links) {
       const auto destination = index.destination(link);
       if (destination.named) isNamed[*destination.named].store(true, std::memory_order_relaxed);
-      const bool isFile = link.find('.') != std::string::npos;
-      if (!destination.exists && !isFile) broken.push_back(link);
+      const auto isFile = [&] { return link.find('.') != std::string::npos; };
+      if (!destination.exists && !isFile()) broken.push_back(link);
     }
     if (!isExamined(note)) broken.clear();
     sortOnce(broken);
@@ -222,18 +235,27 @@ std::string_view name(ContextIssue::Kind kind) {
 }
 
 std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Timestamp now) {
-  Notes notes;
-  std::ranges::copy_if(snapshot.notes, std::back_inserter(notes),
-                       [](const NoteRef& note) { return isExamined(*note); });
-  const Links links = followLinks(snapshot);
-  Issues issues;
-  addBrokenLinks(snapshot, links, issues);
-  addDuplicates(notes, issues);
-  addMissingContexts(snapshot, issues);
-  addStale(notes, now, issues);
-  addEmpty(notes, issues);
-  addIsolated(snapshot, links, issues);
-  return issues;
+  const Notes notes = examinedNotes(snapshot);
+  Issues broken;
+  Issues duplicates;
+  Issues others;
+  Issues isolated;
+  JobQueue jobs;  // the last is taken first
+  jobs.add([&] {
+    addMissingContexts(snapshot, others);
+    addStale(notes, now, others);
+    addEmpty(notes, others);
+  });
+  jobs.add([&] { addDuplicates(notes, duplicates); });
+  jobs.add([&] {
+    const Links links = followLinks(snapshot);
+    addBrokenLinks(snapshot, links, broken);
+    addIsolated(snapshot, links, isolated);
+  });
+  onEveryWorker([&] { jobs.work(); });
+  Issues all;
+  for (Issues* issues : {&broken, &duplicates, &others, &isolated}) std::ranges::move(*issues, std::back_inserter(all));
+  return all;
 }
 
 }  // namespace vesk

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/insights/NotesByName.h"
 #include "core/vault/VaultSnapshot.h"
 
 namespace vesk {
@@ -32,13 +33,8 @@ class LinkIndex {
   std::size_t firstNamedLike(std::size_t note) const { return firsts_[note]; }
 
  private:
-  struct Meaning {
-    std::size_t note = 0;  // the first, of several
-    bool isOnly = true;
-  };
-  using Meanings = std::unordered_map<std::string_view, Meaning>;
+  using Meaning = NotesByName::Meaning;
 
-  static void add(Meanings& meanings, std::string_view name, std::size_t note);
   void addEndings(std::size_t note);
   std::string_view path(std::size_t note) const;
   Destination destinationOf(const Meaning& meaning, std::optional<std::size_t> named) const;
@@ -48,9 +44,9 @@ class LinkIndex {
   std::vector<std::string> fileKeys_;   // of each note
   std::vector<std::string> titleKeys_;  // likewise; empty where the title is the file's name
   std::vector<std::size_t> firsts_;     // likewise: the first note of that file name
-  Meanings writtenNames_;
-  Meanings fileNames_;                                // as keys
-  Meanings titles_;                                   // likewise
+  NotesByName writtenNames_;
+  NotesByName fileNames_;                             // as keys
+  NotesByName titles_;                                // likewise
   std::unordered_map<std::string, Meaning> endings_;  // of paths, as keys, where several notes have the file name
 };
 

@@ -122,7 +122,8 @@ std::optional<Link> LinkScanner::next() {
       continue;
     }
     const std::string_view inside = text_.substr(begin, close_ - begin);
-    const std::string_view target = inside.substr(0, inside.find_first_of("|#"));
+    const auto targetEnd = std::find_if(inside.begin(), inside.end(), [](char c) { return c == '|' || c == '#'; });
+    const std::string_view target(inside.begin(), targetEnd);
     position_ = target.empty() ? open + 1 : close_ + 2;
     if (const auto trimmed = text::trimSpaces(target); !trimmed.empty())
       return Link{text_.substr(open, close_ + 2 - open), trimmed};
@@ -132,13 +133,11 @@ std::optional<Link> LinkScanner::next() {
 }
 
 std::vector<std::string> links(std::string_view text) {
-  std::vector<std::string> found;
+  std::vector<std::string_view> targets;  // counted before they are copied
+  targets.reserve(32);
   LinkScanner scanner(text);
-  while (const auto link = scanner.next()) {
-    if (found.empty()) found.reserve(8);
-    found.emplace_back(link->target);
-  }
-  return found;
+  while (const auto link = scanner.next()) targets.push_back(link->target);
+  return {targets.begin(), targets.end()};
 }
 
 std::vector<std::string_view> prosePieces(std::string_view text) {

@@ -19,26 +19,26 @@ bool isSchedulingTag(std::string_view tag) { return tag.starts_with("remind/") |
 // Tags in the order they are seen, each once. A few are compared one by one; thousands would take too long.
 class TagList {
  public:
+  TagList() { tags_.reserve(few); }
+
   void add(std::string_view tag) {
     if (isSchedulingTag(tag) || isKnown(tag)) return;
-    if (tags_.empty()) tags_.reserve(8);
-    tags_.emplace_back(tag);
-    if (tags_.size() > few) known_.insert(tags_.back());
+    tags_.push_back(tag);
+    if (tags_.size() > few) known_.insert(tag);
   }
 
-  std::vector<std::string> take() { return std::move(tags_); }
+  std::vector<std::string> copied() const { return {tags_.begin(), tags_.end()}; }
 
  private:
   static constexpr std::size_t few = 32;
 
   bool isKnown(std::string_view tag) const {
     const auto end = tags_.begin() + static_cast<std::ptrdiff_t>(std::min(tags_.size(), few));
-    return std::any_of(tags_.begin(), end, [&](const std::string& known) { return known == tag; }) ||
-           (!known_.empty() && known_.contains(std::string(tag)));
+    return std::find(tags_.begin(), end, tag) != end || (!known_.empty() && known_.contains(tag));
   }
 
-  std::vector<std::string> tags_;
-  std::unordered_set<std::string> known_;  // those behind the first few
+  std::vector<std::string_view> tags_;
+  std::unordered_set<std::string_view> known_;  // those behind the first few
 };
 
 }  // namespace
@@ -77,14 +77,14 @@ std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
 std::vector<std::string> noteTags(const MarkdownView& file) {
   TagList tags;
   for (const std::string_view tag : markdown::tags(file.frontmatter)) tags.add(tag);
-  if (file.body.find('#') == std::string::npos) return tags.take();
+  if (file.body.find('#') == std::string::npos) return tags.copied();
   // Most notes hold no code, and their text is their prose.
   const auto pieces = markdown::prosePieces(file.body);
   const std::string joined = pieces.size() > 1 ? markdown::joined(pieces) : std::string();
   const std::string_view prose = pieces.size() > 1 ? joined : pieces.empty() ? std::string_view() : pieces.front();
   markdown::TagScanner scanner(prose);
   while (const auto match = scanner.next()) tags.add(match->tag);
-  return tags.take();
+  return tags.copied();
 }
 
 void readNoteText(Note& note, std::string_view text) {

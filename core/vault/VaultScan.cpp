@@ -63,6 +63,7 @@ struct ScannedFolder {
   std::string path = {};
   Bucket bucket = Bucket::other;
   std::vector<FolderEntry> items = {};
+  bool isSorted = false;  // the items
   // Each of the same index as its item; nullptr for what is none.
   std::vector<NoteRef> notes = {};
   std::vector<ParsedNotes::Stamp> stamps = {};
@@ -173,7 +174,8 @@ class VaultScan {
     if (!opened) return;
     const auto folder = std::make_shared<const Folder>(std::move(*opened));
     // What a filter leaves is put in order when it is known: as a rule it is little.
-    scanned.items = options_.filter ? itemsOf(*folder) : sortedItemsOf(*folder);
+    scanned.isSorted = !options_.filter;
+    scanned.items = scanned.isSorted ? sortedItemsOf(*folder) : itemsOf(*folder);
     if (options_.cache) scanned.known = options_.cache->find(absolutePath(scanned.path), scanned.bucket);
     scanned.notes.resize(scanned.items.size());
     scanned.stamps.resize(scanned.items.size());
@@ -271,10 +273,11 @@ class VaultScan {
 // The indices of the items that were kept, in order.
 std::vector<std::size_t> keptItems(const ScannedFolder& scanned) {
   std::vector<std::size_t> kept;
+  kept.reserve(scanned.items.size());
   for (std::size_t i = 0; i < scanned.items.size(); ++i)
     if (scanned.folders[i] || scanned.notes[i]) kept.push_back(i);
   const auto isBefore = [&](std::size_t a, std::size_t b) { return comesBefore(scanned.items[a], scanned.items[b]); };
-  if (!std::is_sorted(kept.begin(), kept.end(), isBefore)) std::sort(kept.begin(), kept.end(), isBefore);
+  if (!scanned.isSorted) std::sort(kept.begin(), kept.end(), isBefore);
   return kept;
 }
 
@@ -284,7 +287,9 @@ FolderNode assemble(ScannedFolder& scanned, std::vector<NoteRef>& notes) {
   node.id = scanned.path;
   node.name = lastComponent(scanned.path);
   node.bucket = scanned.bucket;
-  for (const std::size_t i : keptItems(scanned)) {
+  const auto kept = keptItems(scanned);
+  node.notes.reserve(kept.size());
+  for (const std::size_t i : kept) {
     if (scanned.folders[i]) {
       node.folders.push_back(assemble(*scanned.folders[i], notes));
     } else {

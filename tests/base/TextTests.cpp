@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <unicode/brkiter.h>
 #include <unicode/coll.h>
+#include <unicode/normalizer2.h>
 #include <unicode/regex.h>
 #include <unicode/ustring.h>
 
@@ -62,6 +63,29 @@ TEST(Text, ComparesByOneKey) {
   for (const auto& [a, b] : different) EXPECT_FALSE(text::equalIgnoringCase(a, b)) << a;
   EXPECT_EQ(text::key("Z@[`{|0É"), "z@[`{|0é");
   EXPECT_EQ(text::nfc("cafe\u0301 \u212B"), "café Å");
+}
+
+std::string keyOfIcu(const std::string& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const auto normalized =
+      icu::Normalizer2::getNFCInstance(status)->normalize(icu::UnicodeString::fromUTF8(text), status);
+  std::string key;
+  icu::UnicodeString(normalized).toLower(icu::Locale::getRoot()).toUTF8String(key);
+  return key;
+}
+
+TEST(Text, MakesTheKeyThatIcuWouldMake) {
+  const auto check = [](const std::string& text) { ASSERT_EQ(text::key(text), keyOfIcu(text)) << text; };
+  for (UChar32 c = 0; c <= 0xFFFF; ++c) {
+    if (U_IS_SURROGATE(c)) continue;
+    std::string character;
+    icu::UnicodeString(c).toUTF8String(character);
+    check("é" + character + "e");
+  }
+  const auto alphabet = text::split(
+      "a Z é É ß Σ σ . İ ı Ⱥ ǅ Ж й и ΐ Ά か が は \u309A ー 中 가 ᄀ ᅡ ᆨ — \u0301 \u0308 \u0327 \u3099 😀 𐐀", ' ');
+  Random random(4);
+  for (int i = 0; i < 50'000; ++i) check(randomText(random, alphabet, 8));
 }
 
 TEST(Text, OrdersNamesAsAFileBrowserDoes) {
