@@ -124,8 +124,11 @@ TranscriptLine newTranscriptLine(MeetingSpeaker speaker, std::string_view text, 
 }
 
 std::string inOneLine(std::string_view text) {
-  const bool isOneLine = text.find_first_of("\r\n") == std::string_view::npos;
-  return isOneLine ? std::string(text) : text::collapseWhitespace(text);
+  constexpr std::array<std::string_view, 7> breaks = {"\n", "\r", "\v", "\f", "\u0085", "\u2028", "\u2029"};
+  const bool hasBreak = std::any_of(breaks.begin(), breaks.end(), [&](std::string_view lineBreak) {
+    return text.find(lineBreak) != std::string_view::npos;
+  });
+  return hasBreak ? text::collapseWhitespace(text) : std::string(text);
 }
 
 std::string plainText(const TranscriptLine& line, const Calendar& calendar) {

@@ -79,7 +79,6 @@ class ChildProcess {
  private:
   Event nextPiece(Fd& stream, Event::Kind kind, std::size_t most);
   Event nextOfRest();
-  bool waitForEvents(Clock::time_point deadline);
   Clock::time_point killWhenDue();
   bool hasEnded();
   void signalGroup(int number) const;

@@ -32,6 +32,7 @@ ProcessEnvironment gitEnvironment(std::string_view root) {
   variables["PATH"] = "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin";
   variables["LC_ALL"] = "C";
   variables["GIT_TERMINAL_PROMPT"] = "0";
+  variables["GIT_ASKPASS"] = "";  // nor in a window: set, it holds off core.askPass and SSH_ASKPASS
   // Where the folder is no repository after all, one around it isn't meant.
   variables["GIT_CEILING_DIRECTORIES"] = root.rfind('/') == 0 ? "/" : parentPath(root);
   return variables;

@@ -176,13 +176,47 @@ std::size_t commitAll(const GitCommand& git, const Arguments& as) {
   return count;
 }
 
-void pull(const GitCommand& git, const Arguments& as, const std::string& branch, bool allowUnrelated) {
-  const Arguments how =
-      allowUnrelated ? Arguments{"--no-rebase", "--no-edit", "--allow-unrelated-histories"} : Arguments{"--rebase"};
-  const ProcessResult pulled = git.result(joined({as, {"pull"}, how, {"origin", branch}}));
-  if (pulled.succeeded()) return;
-  if (!pulled.timedOut && hasConflicts(git)) throw GitError::conflict();
-  throw git.failure(pulled);
+bool isAncestor(const GitCommand& git, const char* commit, const char* of) {
+  return git.result({"merge-base", "--is-ancestor", commit, of}).succeeded();
+}
+
+// All that git doesn't ignore is committed by now. What it ignores it would write over without a word.
+void requireNothingHidden(const GitCommand& git, const std::string& root) {
+  constexpr const char* emptyTree = "4b825dc642cb6eb9a060e54bf8d69288fbee4904";
+  const char* ours = hasCommits(git) ? "HEAD" : emptyTree;
+  const std::string added =
+      git.run({"diff", "--name-only", "-z", "--no-renames", "--diff-filter=A", ours, "FETCH_HEAD"});
+  for (const std::string_view path : text::split(added, '\0'))
+    if (!path.empty() && isThere(fs::path(root) / path))
+      throw GitError::failed(
+          fmt::format("The repository holds {}, which Git ignores in this vault, so the file here "
+                      "would be lost. Move it out of the way, then sync again.",
+                      path));
+}
+
+// The command that brings in what was fetched. A merge that was made by hand is kept as one: a rebase would undo what
+// was decided in it.
+Arguments bringIn(const GitCommand& git, bool allowUnrelated) {
+  if (!hasCommits(git)) return {"merge", "-q", "--ff-only", "FETCH_HEAD"};
+  const bool isRelated = git.result({"merge-base", "HEAD", "FETCH_HEAD"}).succeeded();
+  if (!isRelated && !allowUnrelated)
+    throw GitError::failed("This vault and the repository have no history in common, so they aren't merged.");
+  if (!isRelated) return {"merge", "-q", "--no-edit", "--ff", "--allow-unrelated-histories", "FETCH_HEAD"};
+  const bool hasMerges = trimmed(git.run({"rev-list", "--merges", "--count", "FETCH_HEAD..HEAD"})) != "0";
+  if (hasMerges || allowUnrelated) return {"merge", "-q", "--no-edit", "--ff", "FETCH_HEAD"};
+  // A repository that was set back must not take the vault's notes with it, as it does by the fork point.
+  return {"rebase", "-q", "--no-fork-point", "FETCH_HEAD"};
+}
+
+void pull(const GitCommand& git, const std::string& root, const Arguments& as, const std::string& branch,
+          bool allowUnrelated) {
+  git.run({"fetch", "-q", "origin", branch});
+  if (hasCommits(git) && isAncestor(git, "FETCH_HEAD", "HEAD")) return;
+  requireNothingHidden(git, root);
+  const ProcessResult brought = git.result(joined({as, bringIn(git, allowUnrelated)}));
+  if (brought.succeeded()) return;
+  if (!brought.timedOut && hasConflicts(git)) throw GitError::conflict();
+  throw git.failure(brought);
 }
 
 }  // namespace
@@ -276,7 +310,7 @@ SyncResult GitSync::sync(bool allowUnrelated) const {
 
   SyncResult done{.committed = commitAll(git, as)};
   done.pulled = !git.run({"ls-remote", "--heads", "origin", branch}).empty();
-  if (done.pulled) pull(git, as, branch, allowUnrelated);
+  if (done.pulled) pull(git, root_, as, branch, allowUnrelated);
   const bool hasNothingYet = done.committed == 0 && !done.pulled && !hasCommits(git);
   if (!hasNothingYet) git.run({"push", "-u", "origin", "HEAD"});
   return done;

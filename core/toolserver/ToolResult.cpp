@@ -61,7 +61,9 @@ bool Page::add(Json entry) {
 }
 
 std::string Page::text(Json result) const {
-  const std::size_t next = begin_ + entries_.size();
+  const bool isStuck = entries_.empty() && begin_ < end_;
+  const std::size_t next = begin_ + (isStuck ? 1 : entries_.size());
+  if (isStuck) result["left_out"] = "One entry is too long to be shown.";
   result[key_] = entries_;
   result["total"] = total_;
   if (next < total_) result["next_offset"] = next;

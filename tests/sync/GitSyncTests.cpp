@@ -141,6 +141,46 @@ TEST_F(GitSyncTest, KeepsBothSidesOfAConflict) {
   EXPECT_EQ(folder.read("A/Plan.md"), "both\n");
 }
 
+// Whatever became of the repository meanwhile, what stands in the vault stays.
+TEST_F(GitSyncTest, KeepsEveryNote) {
+  const GitSync a = connected("A");
+  for (const char* note : {"one", "two"}) {
+    folder.write(fmt::format("A/{}.md", note), note);
+    a.sync();
+  }
+  git("origin.git", "update-ref refs/heads/main main~1");  // a backup was restored
+  folder.write("A/three.md", "three");
+  a.sync();
+  EXPECT_EQ(git("origin.git", "ls-tree --name-only main"), ".gitignore\none.md\nthree.md\ntwo.md\n");
+
+  // A merge made by hand, with a note that was written in it.
+  const GitSync b = vault("B");
+  b.connect(folder.at("origin.git"));
+  folder.write("B/b.md", "b");
+  b.sync(true);
+  folder.write("A/a.md", "a");
+  git("A", "add -A && git commit -q -m a && git fetch -q && git merge -q --no-commit origin/main");
+  folder.write("A/merged.md", "merged");
+  git("A", "add -A && git commit -q -m merged");
+  folder.write("B/b.md", "b again");
+  b.sync();
+  a.sync();
+  EXPECT_EQ(folder.read("A/merged.md") + folder.read("A/a.md") + folder.read("A/b.md"), "mergedab again");
+
+  // What Git ignores here, and the repository holds.
+  folder.write("A/.gitignore", "Private/\n");
+  a.sync();
+  b.sync();
+  folder.write("B/.gitignore", "");
+  folder.write("B/Private/d.md", "theirs");
+  b.sync();
+  folder.write("A/Private/d.md", "mine");
+  std::string text;
+  EXPECT_EQ(refusal([&] { a.sync(); }, &text), Kind::failed);
+  EXPECT_THAT(text, StartsWith("The repository holds Private/d.md, which Git ignores in this vault"));
+  EXPECT_EQ(folder.read("A/Private/d.md"), "mine");
+}
+
 TEST_F(GitSyncTest, MergesUnrelatedHistoriesWhenAllowedTo) {
   folder.write("A/Note.md", "from A");
   connected("A");

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "core/base/Text.h"
 #include "core/base/Time.h"
 #include "core/insights/ConnectionMap.h"
 #include "core/insights/ContextHealth.h"
@@ -53,14 +54,16 @@ std::string notesPage(std::string_view key, const std::vector<NoteRef>& notes, s
 // ---- get_overview
 
 Json quietCollections(const std::vector<CollectionSummary>& collections, Timestamp now, const Calendar& calendar) {
-  constexpr std::size_t most = 100;
+  constexpr std::size_t mostUnits = 15'000;
   Json::Array entries;
+  std::size_t units = 0;
   for (const CollectionSummary& collection : collections) {
-    if (entries.size() == most) break;
     Json entry;
     entry["path"] = collection.folder.id;
     entry["days_quiet"] = collection.daysQuiet(now, calendar).value_or(0);
     entry["open_tasks"] = collection.openTasks.size();
+    units += toolResult::unitsAsEntry(entry);
+    if (units > mostUnits) break;
     entries.push_back(std::move(entry));
   }
   return entries;
@@ -125,7 +128,7 @@ std::string listCollections(ToolContext& context, const ToolArguments& arguments
 
 // ---- get_connections
 
-Json connectionEntry(const ConnectionMap::Connection& connection) {
+Json entryOf(const ConnectionMap::Connection& connection) {
   Json::Array links;
   for (const ConnectionMap::Link& link : connection.links)
     links.push_back(Json::Object{{"from", link.from->id}, {"to", link.to->id}});
@@ -142,6 +145,21 @@ Json connectionEntry(const ConnectionMap::Connection& connection) {
   entry["shared_tags"] = connection.tagCount;
   if (!links.empty()) entry["links"] = std::move(links);
   if (!tags.empty()) entry["tags"] = std::move(tags);
+  return entry;
+}
+
+// With as much proof as fits: paths may be thousands of characters long.
+Json connectionEntry(ConnectionMap::Connection connection) {
+  constexpr std::size_t mostUnits = 20'000;
+  Json entry = entryOf(connection);
+  while (toolResult::unitsAsEntry(entry) > mostUnits && !(connection.links.empty() && connection.tags.empty())) {
+    if (connection.links.size() > connection.tags.size()) {
+      connection.links.pop_back();
+    } else {
+      connection.tags.pop_back();
+    }
+    entry = entryOf(connection);
+  }
   return entry;
 }
 
@@ -164,9 +182,18 @@ std::string listUnprocessedSources(ToolContext& context, const ToolArguments& ar
   return notesPage("sources", unprocessedSources(context.snapshot()), arguments.offset(), arguments.limit());
 }
 
+// As a query compares them.
+void requireFolderInAnyCase(ToolContext& context, const std::string& folder) {
+  const auto isIt = [&](const FolderSummary& each) { return text::equalIgnoringCase(each.path, folder); };
+  if (std::ranges::none_of(context.folders(), isIt))
+    throw ToolError("That folder doesn't exist. Use list_folders to see the options.");
+}
+
 std::string runQuery(ToolContext& context, const ToolArguments& arguments) {
-  const VaultQuery query = VaultQuery::parse(arguments.text("query", "A query is required."));
-  for (const std::string& folder : query.folders) context.requireFolder(folder);
+  const std::string typed = arguments.text("query", "A query is required.");
+  if (text::trimWhitespace(typed).empty()) throw ToolError("A query is required.");
+  const VaultQuery query = VaultQuery::parse(typed);
+  for (const std::string& folder : query.folders) requireFolderInAnyCase(context, folder);
   const std::vector<NoteRef> notes = run(query, context.snapshot());
   return notesPage("notes", notes, arguments.offset(), query.limit ? notes.size() : arguments.limit());
 }

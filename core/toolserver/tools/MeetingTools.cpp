@@ -50,7 +50,8 @@ std::string getLiveTranscript(ToolContext& context, const ToolArguments& argumen
   const std::string transcript = meeting.transcript(std::nullopt, context.surroundings().calendar());
   const auto parts = toolResult::parts(transcript, transcriptUnits);
   const std::size_t part = arguments.has("part") ? arguments.part() : parts.size();
-  if (part > parts.size()) throw ToolError(fmt::format("This transcript has only {} part(s).", parts.size()));
+  if (part > parts.size())
+    throw ToolError(fmt::format("This transcript has only {} part{}.", parts.size(), parts.size() == 1 ? "" : "s"));
   Json result;
   result["title"] = toolResult::shortened(meeting.title, titleCharacters);
   result["started"] = time::iso8601(meeting.started);
