@@ -63,10 +63,13 @@ std::vector<std::string> conflictingFiles(const GitSync& sync) {
 
 // The notes that hold both sides, and how to bring these together.
 void explainConflict(const GitSync& sync) {
-  std::string text = fmt::format("In {}\n", safe(sync.root()));
-  for (const std::string& path : conflictingFiles(sync)) text += fmt::format("  {}\n", safe(path));
-  text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them, then:\n  git add -A\n";
   const std::string unfinished = sync.status().unfinished;
+  const auto files = conflictingFiles(sync);
+  std::string text = fmt::format("In {}\n", safe(sync.root()));
+  for (const std::string& path : files) text += fmt::format("  {}\n", safe(path));
+  if (files.empty()) text += fmt::format("a {} is unfinished. To complete it:\n", unfinished);
+  if (!files.empty())
+    text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them, then:\n  git add -A\n";
   if (unfinished.empty()) text += "  git commit\n";
   if (!unfinished.empty()) text += fmt::format("  git {} --continue\n", unfinished);
   if (!unfinished.empty()) text += fmt::format("Or go back to how it was:\n  git {} --abort\n", unfinished);
