@@ -1,7 +1,6 @@
 #include "core/toolserver/tools/ContextTools.h"
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <utility>
 
@@ -13,6 +12,7 @@
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/PlanEdit.h"
+#include "core/toolserver/tools/StructureTools.h"
 
 namespace vesk {
 
@@ -36,14 +36,6 @@ bool isCollection(const FolderSummary& folder) {
   const bool hasRole =
       folder.bucket == Bucket::projects || folder.bucket == Bucket::areas || folder.bucket == Bucket::resources;
   return hasRole && std::count(folder.path.begin(), folder.path.end(), '/') == 1;
-}
-
-// The notes in each folder and below.
-std::map<std::string_view, std::size_t> notesWithin(const std::vector<FolderSummary>& folders) {
-  std::map<std::string_view, std::size_t> counts;
-  for (const FolderSummary& folder : folders)
-    for (std::string_view path = folder.path; !path.empty(); path = parentPath(path)) counts[path] += folder.notes;
-  return counts;
 }
 
 std::string getContextMap(ToolContext& context, const ToolArguments& arguments) {

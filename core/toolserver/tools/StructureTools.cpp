@@ -1,7 +1,5 @@
 #include "core/toolserver/tools/StructureTools.h"
 
-#include <unordered_map>
-
 #include "core/base/Text.h"
 #include "core/toolserver/ToolResult.h"
 
@@ -11,14 +9,6 @@ namespace {
 
 // Places, folders and tags are short, and are wanted all at once: as many as fit a result.
 constexpr std::size_t everything = static_cast<std::size_t>(-1);
-
-// The notes in each folder and in those below it: as many as list_notes gives for it.
-std::unordered_map<std::string_view, std::size_t> notesWithin(const std::vector<FolderSummary>& folders) {
-  std::unordered_map<std::string_view, std::size_t> counts;
-  for (const FolderSummary& folder : folders)
-    for (std::string_view path = folder.path; !path.empty(); path = parentPath(path)) counts[path] += folder.notes;
-  return counts;
-}
 
 std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
   const auto& folders = context.folders();
@@ -77,6 +67,13 @@ std::string getOrganization(ToolContext& context, const ToolArguments& arguments
 }
 
 }  // namespace
+
+std::unordered_map<std::string_view, std::size_t> notesWithin(const std::vector<FolderSummary>& folders) {
+  std::unordered_map<std::string_view, std::size_t> counts;
+  for (const FolderSummary& folder : folders)
+    for (std::string_view path = folder.path; !path.empty(); path = parentPath(path)) counts[path] += folder.notes;
+  return counts;
+}
 
 Tool listFoldersTool() {
   return {"list_folders",         "List the folders a note can be filed into.",
