@@ -91,7 +91,7 @@ void printGroup(const Group& group, const Issues& issues, std::size_t limit, con
 }
 
 void showHealth(const HealthOptions& options) {
-  const Issues issues = ContextHealth::check(currentVault().scan(), std::chrono::system_clock::now());
+  const Issues issues = ContextHealth::check(currentVault(), std::chrono::system_clock::now());
   if (options.asJson) return print("{}\n", toJson(issues, options.limit).pretty());
   if (issues.empty()) return print("All is well: every link leads somewhere, and no note is double, old or empty.\n");
   print("{} worth a look.\n", counted(issues.size(), "finding"));

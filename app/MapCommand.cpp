@@ -110,7 +110,7 @@ void printCommonTags(const std::vector<TagCount>& tags, const Terminal& terminal
 }
 
 void showMap(const MapOptions& options) {
-  const ConnectionMap map = ConnectionMap::of(currentVault().scan());
+  const ConnectionMap map = ConnectionMap::of(currentVault().survey());
   if (options.asJson) return print("{}\n", toJson(map, options.limit).pretty());
   if (map.connections.empty()) fmt::print(stderr, "No project, area or topic is connected with another.\n");
   const Terminal terminal = Terminal::ofStandardOutput();

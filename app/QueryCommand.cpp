@@ -33,7 +33,7 @@ void query(const std::vector<std::string>& lines, bool asJson) {
   const std::size_t limit = std::exchange(query.limit, std::nullopt).value_or(unlimited);  // JSON tells the total, too
   const Vault vault = currentVault();
   for (const std::string& folder : query.folders) requireFolder(vault, folder);
-  printNotes(run(query, vault.scan()), limit, asJson);
+  printNotes(run(query, vault), limit, asJson);
 }
 
 }  // namespace

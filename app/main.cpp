@@ -12,10 +12,11 @@
 
 #include "app/Commands.h"
 #include "app/Terminal.h"
+#include "core/platform/ChildProcess.h"
 
 namespace {
 
-using vesk::app::safe;
+using vesk::app::safeLines;
 
 constexpr int failed = 1;
 constexpr int wrongUse = 2;
@@ -32,7 +33,7 @@ std::string understoodCommand(const CLI::App& program) {
 
 void complain(std::string_view sentence) {
   std::fflush(stdout);  // what was said before comes first
-  fmt::print(stderr, "vesk: {}\n", safe(sentence));
+  fmt::print(stderr, "vesk: {}\n", safeLines(sentence));
 }
 
 void addCommands(CLI::App& program) {
@@ -68,6 +69,7 @@ int run(int argumentCount, char** arguments) {
 int main(int argumentCount, char** arguments) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters; what Vesk writes is UTF-8 in every locale
   std::signal(SIGXFSZ, SIG_IGN);        // a file-size limit is a failed write like any other
+  vesk::endProgramsOnSignals();
   try {
     return run(argumentCount, arguments);
   } catch (const std::exception& failure) {

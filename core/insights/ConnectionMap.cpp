@@ -119,7 +119,7 @@ std::vector<std::vector<std::size_t>> targetsOf(const VaultSnapshot& snapshot, c
   const auto places = placesOf(members, snapshot);
   std::vector<std::vector<std::size_t>> targets(members.size());
   inParallel(members.size(), [&](std::size_t i) {
-    for (const std::string& link : (*members[i].note)->links) {
+    for (const std::string_view link : (*members[i].note)->links) {
       const auto note = index.destination(link).note;
       const auto target = note ? places[*note] : std::nullopt;
       if (target && members[*target].collection != members[i].collection) targets[i].push_back(*target);

@@ -5,8 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <iterator>
+#include <mutex>
 #include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -28,8 +31,6 @@ using Kind = ContextIssue::Kind;
 using Notes = std::vector<NoteRef>;
 using Issues = std::vector<ContextIssue>;
 
-constexpr std::string_view transcriptTag = "meeting-transcript";
-
 ContextIssue issue(Kind kind, const Note& note, std::string detail) {
   return {kind, note.id, note.title, false, std::move(detail)};
 }
@@ -38,6 +39,40 @@ bool isExamined(const Note& note) {
   return !note.isVeskPage && note.bucket != Bucket::sources && note.bucket != Bucket::archive &&
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
+
+// What is asked of the notes' texts, so that a scan need not hold them all.
+class Texts {
+ public:
+  using BodyOf = std::function<std::string(const Note& note)>;
+
+  // `bodyOf` is asked for the few bodies that have to be read whole.
+  explicit Texts(BodyOf bodyOf) : bodyOf_(std::move(bodyOf)) {}
+
+  // Looks at a note that has its body. May be called from several threads.
+  void add(const Note& note) {
+    const Facts facts = {text::trimWhitespace(note.body).empty(), beginningMark(note.body)};
+    const std::lock_guard lock(mutex_);
+    facts_.emplace(&note, facts);
+  }
+
+  bool isEmpty(const Note& note) const { return facts_.at(&note).isEmpty; }
+
+  SameNotes same(const Notes& notes) const {
+    std::vector<std::size_t> marks;
+    for (const NoteRef& note : notes) marks.push_back(facts_.at(note.get()).mark);
+    return sameTexts(notes, marks, bodyOf_);
+  }
+
+ private:
+  struct Facts {
+    bool isEmpty = false;
+    std::size_t mark = 0;
+  };
+
+  BodyOf bodyOf_;
+  std::mutex mutex_;
+  std::unordered_map<const Note*, Facts> facts_;
+};
 
 Notes examinedNotes(const VaultSnapshot& snapshot) {
   std::vector<char> isWanted(snapshot.notes.size());
@@ -62,10 +97,12 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-// Leaves those of the sorted targets that stand in the note's prose: code may hold what looks like a link, such as
-// "[[ -f $file ]]".
+// Whether some of the note's links may be none: code may hold what looks like a link, such as "[[ -f $file ]]".
+bool mayLinkInCode(const Note& note) { return !note.links.empty() && note.body.find('`') != std::string::npos; }
+
+// Leaves those of the sorted targets that stand in the note's prose.
 void keepProse(std::vector<std::string_view>& targets, const Note& note) {
-  if (note.body.find('`') == std::string::npos) return;
+  if (!mayLinkInCode(note)) return;
   std::vector<std::string_view> inProse;
   for (const std::string_view piece : markdown::prosePieces(note.body)) {
     markdown::LinkScanner scanner(piece);
@@ -84,10 +121,10 @@ Links followLinks(const VaultSnapshot& snapshot) {
   inParallel(count, [&](std::size_t i) {
     const Note& note = *snapshot.notes[i];
     auto& broken = links.broken[i];
-    for (const std::string& link : note.links) {
+    for (const std::string_view link : note.links) {
       const auto destination = index.destination(link);
       if (destination.named) isNamed[*destination.named].store(true, std::memory_order_relaxed);
-      const auto isFile = [&] { return link.find('.') != std::string::npos; };
+      const auto isFile = [&] { return link.find('.') != std::string_view::npos; };
       if (!destination.exists && !isFile()) broken.push_back(link);
     }
     if (!isExamined(note)) broken.clear();
@@ -142,21 +179,21 @@ struct Duplicate {
   std::size_t note = 0;
   std::size_t first = 0;  // the first note of all that it shares something with
   const Group* sameTitle = nullptr;
-  const Group* sameText = nullptr;
+  const Group* sameText = nullptr;  // sameTitle itself where both hold the same notes
 };
 
 std::string detailOf(const Duplicate& duplicate, const Notes& notes) {
   const auto others = [&](const Group* group) { return othersIn(*group, duplicate.note, notes); };
   if (!duplicate.sameText) return fmt::format("Same title as {}.", others(duplicate.sameTitle));
   if (!duplicate.sameTitle) return fmt::format("Same text as {}.", others(duplicate.sameText));
-  if (*duplicate.sameTitle == *duplicate.sameText)
+  if (duplicate.sameTitle == duplicate.sameText)
     return fmt::format("Same title and text as {}.", others(duplicate.sameText));
   return fmt::format("Same title as {}; same text as {}.", others(duplicate.sameTitle), others(duplicate.sameText));
 }
 
-void addDuplicates(const Notes& notes, Issues& issues) {
+void addDuplicates(const Notes& notes, const Texts& bodies, Issues& issues) {
   const SameNotes titles = sameTitles(notes);
-  const SameNotes texts = sameTexts(notes);
+  const SameNotes texts = bodies.same(notes);
   std::unordered_map<std::size_t, Duplicate> byNote;
   const auto add = [&](const Group& group, const Group* Duplicate::*place) {
     for (const std::size_t i : group) {
@@ -166,7 +203,11 @@ void addDuplicates(const Notes& notes, Issues& issues) {
     }
   };
   for (const Group& group : titles) add(group, &Duplicate::sameTitle);
-  for (const Group& group : texts) add(group, &Duplicate::sameText);
+  for (const Group& group : texts) {
+    const auto first = byNote.find(group.front());
+    const Group* sameTitle = first == byNote.end() ? nullptr : first->second.sameTitle;
+    add(sameTitle && *sameTitle == group ? *sameTitle : group, &Duplicate::sameText);
+  }
 
   std::vector<Duplicate> duplicates;
   for (const auto& [note, duplicate] : byNote) duplicates.push_back(duplicate);
@@ -219,9 +260,34 @@ void addStale(const Notes& notes, Timestamp now, Issues& issues) {
   }
 }
 
-void addEmpty(const Notes& notes, Issues& issues) {
+void addEmpty(const Notes& notes, const Texts& texts, Issues& issues) {
   for (const NoteRef& note : notes)
-    if (text::trimWhitespace(note->body).empty()) issues.push_back(issue(Kind::empty, *note, "It has no text."));
+    if (texts.isEmpty(*note)) issues.push_back(issue(Kind::empty, *note, "It has no text."));
+}
+
+// The notes that have to be examined are among the texts, and those that may link in code have their bodies.
+Issues issuesOf(const VaultSnapshot& snapshot, const Texts& texts, Timestamp now) {
+  const Notes notes = examinedNotes(snapshot);
+  Issues broken;
+  Issues duplicates;
+  Issues others;
+  Issues isolated;
+  JobQueue jobs;  // the last is taken first
+  jobs.add([&] {
+    addMissingContexts(snapshot, others);
+    addStale(notes, now, others);
+    addEmpty(notes, texts, others);
+  });
+  jobs.add([&] { addDuplicates(notes, texts, duplicates); });
+  jobs.add([&] {
+    const Links links = followLinks(snapshot);
+    addBrokenLinks(snapshot, links, broken);
+    addIsolated(snapshot, links, isolated);
+  });
+  onEveryWorker([&] { jobs.work(); });
+  Issues all;
+  for (Issues* issues : {&broken, &duplicates, &others, &isolated}) std::ranges::move(*issues, std::back_inserter(all));
+  return all;
 }
 
 }  // namespace
@@ -235,27 +301,22 @@ std::string_view name(ContextIssue::Kind kind) {
 }
 
 std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Timestamp now) {
-  const Notes notes = examinedNotes(snapshot);
-  Issues broken;
-  Issues duplicates;
-  Issues others;
-  Issues isolated;
-  JobQueue jobs;  // the last is taken first
-  jobs.add([&] {
-    addMissingContexts(snapshot, others);
-    addStale(notes, now, others);
-    addEmpty(notes, others);
+  Texts texts([](const Note& note) { return note.body; });
+  for (const NoteRef& note : snapshot.notes)
+    if (isExamined(*note)) texts.add(*note);
+  return issuesOf(snapshot, texts, now);
+}
+
+std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now) {
+  Texts texts([&](const Note& note) {
+    const NoteRef read = vault.note(note.id);
+    return read ? read->body : std::string();  // it has gone meanwhile
   });
-  jobs.add([&] { addDuplicates(notes, duplicates); });
-  jobs.add([&] {
-    const Links links = followLinks(snapshot);
-    addBrokenLinks(snapshot, links, broken);
-    addIsolated(snapshot, links, isolated);
+  const VaultSnapshot snapshot = vault.survey([&](const Note& note) {
+    if (isExamined(note)) texts.add(note);
+    return mayLinkInCode(note);
   });
-  onEveryWorker([&] { jobs.work(); });
-  Issues all;
-  for (Issues* issues : {&broken, &duplicates, &others, &isolated}) std::ranges::move(*issues, std::back_inserter(all));
-  return all;
+  return issuesOf(snapshot, texts, now);
 }
 
 }  // namespace vesk

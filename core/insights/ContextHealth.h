@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/base/Time.h"
+#include "core/vault/Vault.h"
 #include "core/vault/VaultSnapshot.h"
 
 namespace vesk {
@@ -50,6 +51,9 @@ inline constexpr std::chrono::days staleAfter{180};
 // Within a kind the findings stand as the vault lists its notes, but for duplicates, which stand together, and for
 // stale notes, the longest unchanged first. Takes time near linear in the vault's size.
 std::vector<ContextIssue> check(const VaultSnapshot& snapshot, Timestamp now);
+
+// The findings of a vault as it is now, without holding all its text in memory.
+std::vector<ContextIssue> check(const Vault& vault, Timestamp now);
 
 }  // namespace ContextHealth
 

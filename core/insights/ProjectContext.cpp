@@ -67,7 +67,10 @@ std::string ProjectContext::contextText(std::string_view text) {
 void ProjectContext::writeContext(const Vault& vault, std::string_view text, std::string_view folder) {
   std::string content = contextText(text);
   if (vault.createFile(path(folder), content)) return;
-  vault.rewrite(path(folder), [&](const std::string&) { return content; });
+  vault.rewrite(path(folder), [&](const std::string& old) {
+    if (!text::isValidUtf8(old)) throw Error(fmt::format("{} isn't UTF-8 text. Rename it first.", path(folder)));
+    return content;
+  });
 }
 
 const FolderNode* ProjectContext::findProject(const VaultSnapshot& snapshot, std::string_view pathOrName) {

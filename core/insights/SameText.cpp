@@ -40,12 +40,10 @@ std::string beginning(std::string_view text, std::size_t bytes) {
   }
 }
 
-// The groups of those whose texts have the same hash.
-SameNotes equalHashes(const std::vector<NoteRef>& notes, const Members& members, const TextOf& textOf) {
-  std::vector<std::pair<std::size_t, std::size_t>> hashes(members.size());
-  inParallel(members.size(), [&](std::size_t i) {
-    hashes[i] = {std::hash<std::string>{}(textOf(*notes[members[i]])), members[i]};
-  });
+// A hash, and whose it is.
+using Hashes = std::vector<std::pair<std::size_t, std::size_t>>;
+
+SameNotes equalHashes(Hashes hashes) {
   std::sort(hashes.begin(), hashes.end());
   SameNotes groups;
   for (auto first = hashes.begin(); first != hashes.end();) {
@@ -61,8 +59,12 @@ SameNotes equalHashes(const std::vector<NoteRef>& notes, const Members& members,
 
 // The groups of those whose texts are the same, and not empty. Only texts of equal hashes are ever held together.
 SameNotes equalTexts(const std::vector<NoteRef>& notes, const Members& members, const TextOf& textOf) {
+  Hashes hashes(members.size());
+  inParallel(members.size(), [&](std::size_t i) {
+    hashes[i] = {std::hash<std::string>{}(textOf(*notes[members[i]])), members[i]};
+  });
   SameNotes same;
-  for (const Members& group : equalHashes(notes, members, textOf)) {
+  for (const Members& group : equalHashes(std::move(hashes))) {
     std::unordered_map<std::string, Members> byText;  // one, unless hashes met by chance
     for (const std::size_t i : group) byText[textOf(*notes[i])].push_back(i);
     for (auto& [text, equal] : byText)
@@ -89,14 +91,18 @@ SameNotes sameTitles(const std::vector<NoteRef>& notes) {
   return equalTexts(notes, all(notes), [](const Note& note) { return comparable(note.title); });
 }
 
-SameNotes sameTexts(const std::vector<NoteRef>& notes) {
-  // Texts that begin alike are few, and only those are read on.
+std::size_t beginningMark(std::string_view text) {
   constexpr std::size_t looked = 64;  // bytes
-  const auto alike = equalHashes(notes, all(notes), [](const Note& note) { return beginning(note.body, looked); });
+  return std::hash<std::string>{}(beginning(text, looked));
+}
+
+SameNotes sameTexts(const std::vector<NoteRef>& notes, const std::vector<std::size_t>& marks, const TextOf& bodyOf) {
+  Hashes hashes;
+  for (std::size_t i = 0; i < marks.size(); ++i) hashes.emplace_back(marks[i], i);
   Members members;
-  for (const Members& group : alike) members.insert(members.end(), group.begin(), group.end());
-  return equalTexts(notes, members, [](const Note& note) {
-    std::string text = comparable(note.body);
+  for (const Members& group : equalHashes(std::move(hashes))) members.insert(members.end(), group.begin(), group.end());
+  return equalTexts(notes, members, [&](const Note& note) {
+    std::string text = comparable(bodyOf(note));
     return isLong(text) ? text : std::string();
   });
 }

@@ -31,7 +31,7 @@ std::vector<NoteRef> unprocessedSources(const VaultSnapshot& snapshot) {
   }
   for (const NoteRef& note : snapshot.notes) {
     if (note->bucket == Bucket::sources || sources.empty()) continue;
-    for (const std::string& link : note->links) {
+    for (const std::string_view link : note->links) {
       const std::string target = text::key(link);
       cite(titles, target);
       cite(fileNames, std::string(lastComponent(target)));

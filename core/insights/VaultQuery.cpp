@@ -38,17 +38,18 @@ VaultQuery::Sort sortNamed(std::string_view value) {
   throw Error(fmt::format("Notes are sorted by modified, created or title, not by \"{}\".", shown(value)));
 }
 
-std::string folderNamed(std::string_view value) {
-  while (value.ends_with('/')) value.remove_suffix(1);
-  return std::string(value);
+// Without the marks that may be written with it: the "/" behind a folder, the "#" before a tag.
+std::string_view withoutMarks(std::string_view value, std::string_view key) {
+  while (key == "folder" && value.ends_with('/')) value = text::trimWhitespace(value.substr(0, value.size() - 1));
+  if (key == "tag" && value.starts_with('#')) value = text::trimWhitespace(value.substr(1));
+  return value;
 }
-
-std::string tagNamed(std::string_view value) { return std::string(value.substr(value.starts_with('#') ? 1 : 0)); }
 
 void readLine(std::string_view line, VaultQuery& query) {
   const std::size_t colon = std::min(line.find(':'), line.size());
   const std::string key = text::key(text::trimWhitespace(line.substr(0, colon)));
-  const std::string_view value = text::trimWhitespace(line.substr(std::min(colon + 1, line.size())));
+  const std::string_view typed = text::trimWhitespace(line.substr(std::min(colon + 1, line.size())));
+  const std::string_view value = withoutMarks(typed, key);
   const bool isKnown = key == "folder" || key == "tag" || key == "text" || key == "sort" || key == "limit";
   if (!isKnown || colon == line.size())
     throw Error(
@@ -56,8 +57,8 @@ void readLine(std::string_view line, VaultQuery& query) {
                     "title) and limit:, each on a line of its own.",
                     shown(line)));
   if (value.empty()) throw Error(fmt::format("Nothing stands behind \"{}:\".", key));
-  if (key == "folder") query.folders.push_back(folderNamed(value));
-  if (key == "tag") query.tags.push_back(tagNamed(value));
+  if (key == "folder") query.folders.emplace_back(value);
+  if (key == "tag") query.tags.emplace_back(value);
   if (key == "text") query.texts.emplace_back(value);
   if (key == "sort") query.sort = sortNamed(value);
   if (key == "limit") query.limit = limitNamed(value);
@@ -99,6 +100,17 @@ VaultQuery VaultQuery::parse(std::string_view text) {
     readLine(line, query);
   }
   return query;
+}
+
+std::vector<NoteRef> run(const VaultQuery& query, const Vault& vault) {
+  if (query.texts.empty()) return run(query, vault.survey());
+  const std::vector<text::TextSearch> texts(query.texts.begin(), query.texts.end());
+  // Title, tags and body stand in the file's text, but for a title that is the file's name.
+  return run(query, vault.scanOnce([&](const NoteFile& file) {
+    return std::ranges::all_of(texts, [&](const text::TextSearch& words) {
+      return words.occursIn(file.text) || words.occursIn(file.fileName());
+    });
+  }));
 }
 
 std::vector<NoteRef> run(const VaultQuery& query, const VaultSnapshot& snapshot) {

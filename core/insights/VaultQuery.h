@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/vault/Vault.h"
 #include "core/vault/VaultSnapshot.h"
 
 namespace vesk {
@@ -41,5 +42,8 @@ struct VaultQuery {
 
 // The notes that the query asks for.
 std::vector<NoteRef> run(const VaultQuery& query, const VaultSnapshot& snapshot);
+
+// Those of the vault as it is now. They have their bodies only when the query asks for a text.
+std::vector<NoteRef> run(const VaultQuery& query, const Vault& vault);
 
 }  // namespace vesk

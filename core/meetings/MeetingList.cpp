@@ -74,7 +74,7 @@ class Transcripts {
 
   NoteRef of(const Note& summary, const NoteName& name) const {
     if (!summary.links.empty()) {
-      const std::string& link = summary.links.back();
+      const std::string_view link = summary.links.back();
       if (NoteRef linked = near(summary, link)) return linked;
       if (NoteRef linked = near(summary, lastComponent(link))) return linked;
     }
@@ -113,7 +113,7 @@ bool isNewer(const SavedMeeting& a, const SavedMeeting& b) {
 }  // namespace
 
 std::vector<SavedMeeting> savedMeetings(const VaultSnapshot& snapshot, const Calendar& calendar) {
-  const std::vector<NoteRef> transcriptNotes = snapshot.notesTagged(MeetingNote::transcriptTag);
+  const std::vector<NoteRef> transcriptNotes = snapshot.notesTagged(transcriptTag);
   const Transcripts transcripts(transcriptNotes);
   const std::unordered_set<NoteRef> areTranscripts(transcriptNotes.begin(), transcriptNotes.end());
   std::unordered_set<NoteRef> paired;

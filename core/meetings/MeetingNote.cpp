@@ -88,7 +88,7 @@ std::string saveMeeting(const Vault& vault, const LiveMeeting& meeting, std::str
                         const Calendar& calendar, Language language) {
   return vault.createNote(MeetingNote::name(meeting, MeetingNote::Kind::transcript, calendar, language),
                           MeetingNote::body(meeting, calendar, language),
-                          {std::string(MeetingNote::tag), std::string(MeetingNote::transcriptTag)}, folder);
+                          {std::string(MeetingNote::tag), std::string(transcriptTag)}, folder);
 }
 
 std::string saveSummary(const Vault& vault, std::string_view summary, const LiveMeeting& meeting,

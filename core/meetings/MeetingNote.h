@@ -15,8 +15,7 @@ namespace vesk {
 // The two notes that remain of a meeting: its transcript, and a summary that ends with a link to it.
 namespace MeetingNote {
 
-inline constexpr std::string_view tag = "meeting";                       // both have it,
-inline constexpr std::string_view transcriptTag = "meeting-transcript";  // the transcript this one, too
+inline constexpr std::string_view tag = "meeting";  // of both; the transcript has transcriptTag, too
 
 enum class Kind { transcript, summary };
 

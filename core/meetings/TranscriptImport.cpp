@@ -11,7 +11,6 @@
 #include "core/base/Ascii.h"
 #include "core/base/Error.h"
 #include "core/base/Text.h"
-#include "core/base/Unicode.h"
 #include "core/meetings/MeetingNote.h"
 #include "core/vault/MarkdownView.h"
 
@@ -122,13 +121,65 @@ std::optional<std::string_view> voice(std::string_view tag) {
   return blank == none ? std::string_view() : text::trimWhitespace(tag.substr(blank));
 }
 
+// Whether WebVTT or SubRip has such a tag. The time of a word, "00:00:05.000", is one, too.
+bool isMarkup(std::string_view tag) {
+  constexpr std::array<std::string_view, 10> kinds = {"b", "c", "font", "i", "lang", "rt", "ruby", "s", "u", "v"};
+  if (takeTime(tag)) return tag.empty();
+  if (tag.starts_with('/')) tag.remove_prefix(1);
+  const std::string_view kind = tag.substr(0, tag.find_first_of(". \t\n"));
+  return std::any_of(kinds.begin(), kinds.end(),
+                     [&](std::string_view each) { return text::equalIgnoringCase(each, kind); });
+}
+
 // Where the tag that begins at `begin` ends; npos when none does.
 std::size_t tagEnd(std::string_view cue, std::size_t begin) {
-  if (cue[begin] != '<' || begin + 1 == cue.size()) return none;
-  const bool isTag = cue[begin + 1] == '/' || unicode::isLetterOrNumber(unicode::decode(cue, begin + 1).value);
-  const std::size_t end = isTag ? cue.find_first_of("<>", begin + 1) : none;
-  return end != none && cue[end] == '>' ? end : none;
+  if (cue[begin] != '<') return none;
+  const std::size_t end = cue.find_first_of("<>", begin + 1);
+  const bool isTag = end != none && cue[end] == '>' && isMarkup(cue.substr(begin + 1, end - begin - 1));
+  return isTag ? end : none;
 }
+
+// The lines between the times of two cues: what is said in the first, and maybe the name of the second. Programs leave
+// blank lines within a cue, and none between two, so a line is left out only where it can be nothing that was said.
+class CueText {
+ public:
+  explicit CueText(bool isWebVtt) : isWebVtt_(isWebVtt) {}
+
+  void add(std::string_view line) {
+    const bool isBelowBlank = std::exchange(isBlank_, line.empty());
+    isNote_ = !line.empty() && (isNote_ || (isWebVtt_ && isBelowBlank && isNoteMark(line)));
+    const bool isNumber = startsWithDigits(line, line.size());
+    if (!isInCue_ && !line.empty()) isNumbered_ = isNumber;
+    if (!isInCue_ || isNote_ || (isNumbered_ && line.empty())) return;
+    // A file has a number above every cue, or names above some: in WebVTT, lines that stand alone there.
+    const bool mayBeName = isNumbered_ ? isNumber : isWebVtt_ && isBelowBlank;
+    const std::size_t begin = text_.size();
+    if (!line.empty()) text_.append(line).append("\n");
+    endBeforeTime_ = mayBeName ? begin : text_.size();
+  }
+
+  // What was said in the cue that ends where the next one's time stands.
+  std::string takeBeforeTime() {
+    text_.resize(endBeforeTime_);
+    endBeforeTime_ = 0;
+    isInCue_ = true;
+    isBlank_ = isNote_ = false;
+    return take();
+  }
+
+  std::string take() { return std::exchange(text_, {}); }
+
+ private:
+  static bool isNoteMark(std::string_view line) { return line.substr(0, line.find_first_of(" \t")) == "NOTE"; }
+
+  bool isWebVtt_ = false;
+  bool isNumbered_ = false;  // the first cue has a number
+  bool isInCue_ = false;     // what stands above the first one's time is said by nobody
+  bool isBlank_ = false;     // the last line is
+  bool isNote_ = false;      // the last line belongs to one of WebVTT's remarks
+  std::string text_;
+  std::size_t endBeforeTime_ = 0;  // where the text ends should a time follow
+};
 
 // ---- The lines
 
@@ -138,25 +189,17 @@ class TranscriptReader {
       : start_(std::chrono::floor<seconds>(start)), calendar_(calendar), me_(me), at_(time::nearest(start_)) {}
 
   void readCues(std::string_view file) {
-    std::string cue;
-    bool isInCue = false;
-    const auto endCue = [&] {
-      addCue(cue);
-      cue.clear();
-    };
+    CueText cue(file.starts_with(webVttMark));
     while (!file.empty()) {
       const std::string_view line = takeLine(file);
       if (const auto time = cueTime(line)) {
-        endCue();
+        addCue(cue.takeBeforeTime());
         at_ = afterStart(*time);
-        isInCue = true;
-      } else if (line.empty()) {
-        isInCue = false;
-      } else if (isInCue) {  // else a cue's name, or one of WebVTT's notes and styles
-        cue.append(line).append("\n");
+      } else {
+        cue.add(line);
       }
     }
-    endCue();
+    addCue(cue.take());
   }
 
   void readPlain(std::string_view file) {

@@ -99,7 +99,8 @@ bool writeAll(int output, std::string_view text) {
 void serveLines(const MCPServer& server, int input, int output) {
   LineReader reader(input);
   while (const auto line = reader.next()) {
-    auto answer = line->isTooLong ? std::optional(MCPServer::parseError()) : server.handle(line->text);
+    MCPServer::Remains remains;  // freed when the answer is out
+    auto answer = line->isTooLong ? std::optional(MCPServer::parseError()) : server.handle(line->text, &remains);
     if (answer && !writeAll(output, answer->append("\n"))) return;
   }
 }

@@ -123,7 +123,7 @@ Json::Object argumentsOf(const Proposal& proposal) {
 
 std::string MCPServer::parseError() { return answer(Json(), "error", errorJson(parseErrorCode, "Parse error")); }
 
-std::optional<std::string> MCPServer::handle(std::string_view line) const {
+std::optional<std::string> MCPServer::handle(std::string_view line, Remains* remains) const {
   Json request;
   try {
     request = Json::parse(line);
@@ -140,7 +140,7 @@ std::optional<std::string> MCPServer::handle(std::string_view line) const {
   if (*method->string() == "initialize") return answer(*id, "result", initializeResult(params));
   if (*method->string() == "ping") return answer(*id, "result", Json::Object());
   if (*method->string() == "tools/list") return answer(*id, "result", toolList());
-  if (*method->string() == "tools/call") return answer(*id, "result", callResult(params));
+  if (*method->string() == "tools/call") return answer(*id, "result", callResult(params, remains));
   return answer(*id, "error", errorJson(methodNotFoundCode, "Method not found"));
 }
 
@@ -167,12 +167,13 @@ std::string MCPServer::instructions() const {
                      vault ? rulesOf(*vault) : std::string());
 }
 
-Json MCPServer::callResult(const Json& params) const {
+Json MCPServer::callResult(const Json& params, Remains* remains) const {
   const Json* name = params.find("name");
   const Json* arguments = params.find("arguments");
   try {
     const std::string tool = name && name->string() ? *name->string() : "";
-    std::string text = run(tool, arguments && arguments->object() ? *arguments->object() : Json::Object());
+    std::string text =
+        run(tool, arguments && arguments->object() ? *arguments->object() : Json::Object(), false, remains);
     return toolCatalog::find(tool)->givesPicture ? pictureResult(std::move(text)) : textResult(std::move(text));
   } catch (const std::exception& failure) {
     // A sentence that names what was given may be as long as that.
@@ -191,8 +192,11 @@ ToolContext MCPServer::contextFor(std::string_view name, std::string changeID, c
   return {directory_, surroundings_, std::move(access), std::move(vault), std::move(changeID), approved};
 }
 
-std::string MCPServer::run(std::string_view name, const Json::Object& arguments, bool approved) const {
-  ToolContext context = contextFor(name, newUuid());
+std::string MCPServer::run(std::string_view name, const Json::Object& arguments, bool approved,
+                           Remains* remains) const {
+  const std::shared_ptr<ToolContext> kept(new ToolContext(contextFor(name, newUuid())));
+  if (remains) *remains = kept;
+  ToolContext& context = *kept;
   const Tool& tool = *toolCatalog::find(name);
   const ToolArguments given(arguments);
   if (const Reading* read = std::get_if<Reading>(&tool.handler)) return (*read)(context, given);

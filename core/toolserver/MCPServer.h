@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,7 +26,11 @@ class MCPServer {
   // Answers one message with one line, without its "\n"; nullopt when it needs no answer. Never throws for what the
   // line holds: what can't be read is answered with a parse error, and a failure of a tool is a result flagged
   // "isError".
-  std::optional<std::string> handle(std::string_view line) const;
+  //
+  // What the call has read is handed over in `remains`, when given: to free ten thousand notes takes its time, and the
+  // client need not wait for that.
+  using Remains = std::shared_ptr<const void>;
+  std::optional<std::string> handle(std::string_view line, Remains* remains = nullptr) const;
 
   // The answer to a line that can't be read.
   static std::string parseError();
@@ -33,7 +38,8 @@ class MCPServer {
   // Carries out one tool; returns its result's text. A change that must wait for the user is stored as a proposal
   // instead, unless it is `approved`. Throws ToolError for what the user's switches forbid and for what the tool
   // refuses; failures of the vault and of the file system pass through.
-  std::string run(std::string_view name, const Json::Object& arguments, bool approved = false) const;
+  std::string run(std::string_view name, const Json::Object& arguments, bool approved = false,
+                  Remains* remains = nullptr) const;
 
   // Carries out a proposal that the user approved, exactly as it was shown, and drops it from the store. Throws, and
   // the proposal is kept: VaultError::conflict when its note changed since it was proposed, ProposalError for
@@ -46,7 +52,7 @@ class MCPServer {
 
  private:
   Json initializeResult(const Json& params) const;
-  Json callResult(const Json& params) const;
+  Json callResult(const Json& params, Remains* remains) const;
   ToolContext contextFor(std::string_view name, std::string changeID, const Proposal* approved = nullptr) const;
   std::string propose(const Tool& tool, const ToolContext& context, const ToolArguments& arguments,
                       const PlannedChange& change) const;

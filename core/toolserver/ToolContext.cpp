@@ -105,7 +105,6 @@ void ToolContext::recordSearch(std::string_view query, std::size_t results) cons
 }
 
 const Organization& ToolContext::organization() {
-  if (snapshot_) return snapshot_->organization;
   if (!organization_) organization_ = vault_.organization().value_or(Organization::para());
   return *organization_;
 }
@@ -118,13 +117,11 @@ const std::vector<FolderSummary>& ToolContext::folders() {
   return *folders_;
 }
 
-const VaultSnapshot& ToolContext::snapshot() {
-  if (!snapshot_) snapshot_ = vault_.scanOnce();
-  return *snapshot_;
+const VaultSnapshot& ToolContext::survey(BodyFilter keepsBody) {
+  return surveyed_.emplace(vault_.survey(std::move(keepsBody)));
 }
 
 const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {
-  if (snapshot_) return *snapshot_;
   if (notesAbout_ && text::equalIgnoringCase(about_, name)) return *notesAbout_;
   about_ = name;
   // What a note is titled and links to stands in its text or is its file's name. Most notes need not be taken apart to

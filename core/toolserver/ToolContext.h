@@ -56,8 +56,8 @@ class ToolContext {
   // The folders a note can be filed into: those there are, and the places whose folder is still to be made.
   const std::vector<FolderSummary>& folders();
 
-  // Reads every note.
-  const VaultSnapshot& snapshot();
+  // Every note, without the bodies but for those that the filter wants. Kept as long as the context.
+  const VaultSnapshot& survey(BodyFilter keepsBody = [](const Note&) { return false; });
 
   // The note that the argument "note" names by its path or its exact title. ToolError when it is missing, or no note or
   // several match.
@@ -98,7 +98,6 @@ class ToolContext {
   RecordedChanges changes_;
   std::optional<Organization> organization_;
   std::optional<std::vector<FolderSummary>> folders_;
-  std::optional<VaultSnapshot> snapshot_;
 
   void recordQuietly(AIAction action) const;
 
@@ -106,6 +105,7 @@ class ToolContext {
   const VaultSnapshot& notesAbout(std::string_view name);
   std::string about_;
   std::optional<VaultSnapshot> notesAbout_;
+  std::optional<VaultSnapshot> surveyed_;
 };
 
 }  // namespace vesk

@@ -132,12 +132,12 @@ std::optional<Link> LinkScanner::next() {
   return std::nullopt;
 }
 
-std::vector<std::string> links(std::string_view text) {
-  std::vector<std::string_view> targets;  // counted before they are copied
+PackedStrings links(std::string_view text) {
+  std::vector<std::string_view> targets;
   targets.reserve(32);
   LinkScanner scanner(text);
   while (const auto link = scanner.next()) targets.push_back(link->target);
-  return {targets.begin(), targets.end()};
+  return PackedStrings(targets);
 }
 
 std::vector<std::string_view> prosePieces(std::string_view text) {

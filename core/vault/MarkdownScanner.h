@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/base/PackedStrings.h"
+
 // What Vesk reads in a note's text. Each scanner accepts exactly what its pattern would in ICU's regular expressions,
 // in time linear in the text.
 namespace vesk::markdown {
@@ -33,7 +35,7 @@ class LinkScanner {
 };
 
 // The targets of all wiki links, in order.
-std::vector<std::string> links(std::string_view text);
+PackedStrings links(std::string_view text);
 
 // The beginning of the next line that opens or closes a fenced block, from the line that begins at `lineBegin` on; npos
 // without one.

@@ -19,8 +19,6 @@ bool isSchedulingTag(std::string_view tag) { return tag.starts_with("remind/") |
 // Tags in the order they are seen, each once. A few are compared one by one; thousands would take too long.
 class TagList {
  public:
-  TagList() { tags_.reserve(few); }
-
   void add(std::string_view tag) {
     if (isSchedulingTag(tag) || isKnown(tag)) return;
     tags_.push_back(tag);

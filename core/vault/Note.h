@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/base/PackedStrings.h"
 #include "core/base/Time.h"
 #include "core/tasks/TaskItem.h"
 #include "core/vault/Bucket.h"
@@ -20,8 +21,8 @@ struct Note {
   std::string title = {};    // the front matter's title, else the first level-one heading, else the file's name
   std::string body = {};     // the text after the front matter
   std::size_t bodyLine = 0;  // the file's line, counted from 0, that the body begins with
-  std::vector<std::string> tags = {};   // without "#", the front matter's first, each once
-  std::vector<std::string> links = {};  // the targets of the wiki links, in order
+  std::vector<std::string> tags = {};  // without "#", the front matter's first, each once
+  PackedStrings links = {};            // the targets of the wiki links, in order
   Timestamp modified = distantPast;
   Timestamp created = distantPast;
   Bucket bucket = Bucket::other;  // the role of the top-level folder it lies under
@@ -32,6 +33,7 @@ struct Note {
   std::string_view preview() const;     // the first line of text
 
   // The task lines. Most notes hold none, so they are read from the body by those who ask.
+  bool mayHoldTasks() const { return body.find("- [") != std::string::npos; }  // false for most
   std::vector<TaskItem> tasks() const;
   std::vector<std::string> openTasks() const;  // the titles of those that aren't done
   std::size_t doneTaskCount() const;

@@ -140,6 +140,12 @@ VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
 
 VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filter = std::move(filter)}); }
 
+VaultSnapshot Vault::survey() const {
+  return survey([](const Note&) { return false; });
+}
+
+VaultSnapshot Vault::survey(BodyFilter keepsBody) const { return scanWith({.keepsBody = std::move(keepsBody)}); }
+
 NoteRef Vault::note(std::string_view noteID) const {
   const bool canBePath = noteID.find('\0') == std::string_view::npos && withoutSteps(noteID) == noteID;
   return canBePath ? scanNote(root_, noteID, organization().value_or(Organization::para())) : nullptr;

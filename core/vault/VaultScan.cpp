@@ -115,7 +115,11 @@ class NoteReader {
 
   void shrink() {
     if (buffer_.size() > keptSize) std::string(keptSize, '\0').swap(buffer_);
+    if (spareBody.capacity() > keptSize) std::string().swap(spareBody);
   }
+
+  // Empty, with room for the body of a note that need not be kept.
+  std::string spareBody = {};
 
  private:
   static constexpr std::size_t keptSize = std::size_t{256} << 10;
@@ -241,9 +245,20 @@ class VaultScan {
     note->modified = info.modified;
     note->created = info.created;
     note->bucket = scanned.bucket;
-    readNoteText(*note, *text);
+    takeApart(*note, *text, reader);
     stamp = {info.modified, text->size()};
     return note;
+  }
+
+  void takeApart(Note& note, std::string_view text, NoteReader& reader) const {
+    if (!options_.keepsBody) return readNoteText(note, text);
+    note.body.swap(reader.spareBody);
+    readNoteText(note, text);
+    if (options_.keepsBody(note)) {
+      note.body.shrink_to_fit();
+    } else {
+      note.body.swap(reader.spareBody);
+    }
   }
 
   Fd openNote(const FolderEntry& item, const std::string& id, const Folder& folder) const {

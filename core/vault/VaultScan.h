@@ -28,11 +28,16 @@ struct NoteFile {
 // Says of a note whether the scan is to take it apart. Asked from several threads at once, in no order.
 using NoteFilter = std::function<bool(const NoteFile& file)>;
 
+// Sees a note while its text is at hand, and says whether the snapshot is to hold its body. Asked likewise.
+using BodyFilter = std::function<bool(const Note& note)>;
+
 struct ScanOptions {
   // Spares reading the notes that have not changed; nullptr reads every note and remembers none.
   ParsedNotes* cache = nullptr;
   // Leaves out the notes that aren't wanted before they are taken apart; empty leaves out none.
   NoteFilter filter = {};
+  // Leaves out the bodies that aren't wanted, without a cache only; empty leaves out none.
+  BodyFilter keepsBody = {};
 };
 
 // Reads every folder and note of a vault, on several threads, into the snapshot's notes and root. Hidden entries,

@@ -88,7 +88,7 @@ std::vector<TagCount> VaultSnapshot::tags() const {
 
 std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
   const std::string_view name = note.fileName();
-  const auto leadsThere = [&](const std::string& link) { return text::equalIgnoringCase(lastComponent(link), name); };
+  const auto leadsThere = [&](std::string_view link) { return text::equalIgnoringCase(lastComponent(link), name); };
   std::vector<NoteRef> found;
   for (const NoteRef& other : notes)
     if (other->id != note.id && std::any_of(other->links.begin(), other->links.end(), leadsThere))

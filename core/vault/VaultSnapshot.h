@@ -67,8 +67,9 @@ struct VaultSnapshot {
   std::optional<std::string> folder(Bucket bucket) const;
 };
 
-// The tag of the notes that hold a saved chat with an assistant.
+// The tags of the notes that hold a saved chat with an assistant, and of those that hold a meeting's transcript.
 inline constexpr std::string_view chatTag = "ai-conversation";
+inline constexpr std::string_view transcriptTag = "meeting-transcript";
 
 // Orders notes by when they were edited, the latest first; notes of equal date keep their order.
 void sortNewestFirst(std::vector<NoteRef>& notes);

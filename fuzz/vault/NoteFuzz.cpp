@@ -59,7 +59,8 @@ void checkFound(std::string_view text) {
     const auto again = markdown::TagScanner(alone).next();
     require(again && again->tag == match->tag);
   }
-  for (const std::string& link : markdown::links(text)) require(markdown::links("[[" + link + "]]") == Tags{link});
+  for (const std::string& link : markdown::links(text).copied())
+    require(markdown::links("[[" + link + "]]").copied() == Tags{link});
 }
 
 // Renaming comes to rest: the second time at the latest, as a listed tag with a comma is put right when it is written.

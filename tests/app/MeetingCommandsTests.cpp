@@ -110,6 +110,8 @@ TEST_F(MeetingCommands, ListMeetingsAndImportOthers) {
   EXPECT_EQ(meeting({"import", file, "--start", "2026-11-19"}).exitStatus, 2);
   for (const std::string& missing : {vault.path(), vault.at("none.srt")})
     EXPECT_EQ(meeting({"import", missing}).exitStatus, 1) << missing;
+  EXPECT_EQ(meeting({"import", "two\nlines\x1b"}).errors,
+            "vesk: Can't read two\nlines\uFFFD: No such file or directory.\n");
 }
 
 }  // namespace

@@ -56,9 +56,9 @@ std::vector<std::string> plainConnections(const MadeVault& vault) {
   const auto isIn = [](const NoteRef& note, const std::string& folder) { return note->id.starts_with(folder + "/"); };
   const auto links = [&](const std::string& from, const std::string& to) {
     return std::ranges::count_if(vault.snapshot.notes, [&](const NoteRef& note) {
-      return isIn(note, from) && std::ranges::any_of(note->links, [&](const std::string& link) {
+      return isIn(note, from) && std::ranges::any_of(note->links, [&](std::string_view link) {
                const auto meant = [&](const NoteRef& other) {
-                 return text::key("/" + other->id.substr(0, other->id.size() - 3)).ends_with(text::key("/" + link));
+                 return text::key("/" + other->id.substr(0, other->id.size() - 3)).ends_with(text::key("/" + std::string(link)));
                };
                return std::ranges::count_if(vault.snapshot.notes, meant) == 1 &&
                       isIn(*std::ranges::find_if(vault.snapshot.notes, meant), to);

@@ -19,8 +19,9 @@ TEST(TranscriptImport, ReadsThreeFormats) {
       {"\uFEFFWEBVTT - a call\r\nKind: captions\r\n\r\nNOTE\r\nnothing said\r\n\r\n"
        "intro\r\n00:05.000 --> 00:07.000 align:start\r\n<v.loud Ana Silva>Hi <i>all</i>,\r\nI'm "
        "&lt;here&gt;.</v>\r\n\r\n"
-       "61:00:00.000 --> 61:00:01.000\r\n<v Rui>Olá.</v> <v Ana Silva></v><v Eva>3 < 4 <\r\n\r\nlost\r\n",
-       "[23:00] Me: Hi all, I'm <here>.\n[12:00] Others: Rui: Olá.\n[12:00] Others: Eva: 3 < 4 <"},
+       "61:00:00.000 --> 61:00:01.000\r\n<v Rui>Olá.</v> <v Ana Silva></v><v Eva>3 < 4 <\r\n\r\nNOTE a\nb\n\r\nI <3 "
+       "that. <so>\r\n",
+       "[23:00] Me: Hi all, I'm <here>.\n[12:00] Others: Rui: Olá.\n[12:00] Others: Eva: 3 < 4 < I <3 that. <so>"},
       {"1\n00:01:00,000 --> 00:01:02,000\nMe: one\ntwo\n\n2\n00:02:00,500 --> 00:02:01,000\nOUTROS : Bye\n\n3\n"
        "00:03:00,000 --> 00:03:01,000\n\n",
        "[23:01] Me: one two\n[23:02] Others: Bye"},
@@ -28,6 +29,14 @@ TEST(TranscriptImport, ReadsThreeFormats) {
        "[02:00:00] y\n[a] 12345:00 z\n",
        "[23:00] Others: Rui: 10:30 then.\n[23:00] Me: Hi\n[00:00] Others: Rui: there\n[00:00] Others: no name\n"
        "[00:10] Me: late\n[00:05] Others: x\n[01:00] Others: y\n[01:00] Others: [a] 12345:00 z"},
+      {"7\n00:00:01,000 --> 00:00:02,000\n\n<B>Hi.</B>\n\n42\n9\n00:01:00,000 --> 00:01:02,000\nNOTE "
+       "one\n\n\ntwo\n12\n\n"
+       "00:02:00,000 --> 00:02:02,000\n\n3\n00:03:00,000 --> 00:03:00,000\nend\n\n13",
+       "[23:00] Others: Hi. 42\n[23:01] Others: NOTE one two\n[23:03] Others: end 13"},
+      {"00:01 --> 00:02\nNOTE a\n12\n00:03 --> 00:04\nb", "[23:00] Others: NOTE a 12\n[23:00] Others: b"},
+      {"WEBVTT\n\n00:01.000 --> 00:02.000\n<00:00:01.000>a\n12\n\nname\n00:03.000 --> 00:04.000\nb\n\nc\nd\n"
+       "00:05.000 --> 00:06.000\n",
+       "[23:00] Others: a 12\n[23:00] Others: b c d"},
       {"a --> b\n00:01 -> c\n", "[23:00] Others: a --> b\n[23:00] Others: -> c"},
   };
   for (const auto& [file, lines] : cases) EXPECT_EQ(imported(file), lines);

@@ -50,6 +50,7 @@ TEST_F(InsightTools, SayHowTheVaultIsDoing) {
   const Json shed = vault.json("list_collections", R"({"kind":"project"})").find("collections")->array()->front();
   EXPECT_EQ(shed.find("path")->compact() + shed.find("status")->compact(), R"("Projects/Shed""Active")");
   EXPECT_EQ(shown("list_collections", "total"), "4");
+  EXPECT_THAT(shown("list_collections", "collections", R"({"kind":"area"})"), HasSubstr(R"("open_tasks":1)"));
   EXPECT_EQ(vault.failure("list_collections", R"({"kind":"book"})"), "The kind must be project, area or topic.");
 
   const Json map = vault.json("get_connections").find("connections")->array()->front();
@@ -66,6 +67,8 @@ TEST_F(InsightTools, ListWhatAQueryAsksFor) {
   EXPECT_THAT(shown("run_query", "notes", R"({"query":"folder: Areas\ntag: garden"})"),
               HasSubstr("Areas/Home/Lime.md"));
   EXPECT_EQ(shown("run_query", "total", R"({"query":"sort: title\nlimit: 2"})"), "2");
+  EXPECT_EQ(shown("run_query", "total", R"({"query":"text: ROOF of\ntext: boards"})"), "1");
+  EXPECT_EQ(shown("run_query", "total", R"({"query":"text: idea"})"), "1");  // a title that only the file's name gives
   EXPECT_EQ(vault.failure("run_query"), "A query is required.");
   EXPECT_THAT(vault.failure("run_query", R"({"query":"colour: red"})"), HasSubstr("folder"));
   EXPECT_EQ(shown("list_unprocessed_sources", "total"), "0");
@@ -81,6 +84,8 @@ TEST_F(InsightTools, KnowAProjectByItsSummary) {
   EXPECT_EQ(vault.failure("get_project_context"), "A project path or name is required.");
   EXPECT_EQ(vault.failure("update_project_context", R"({"project":"Site","text":" "})"),
             "The context text is required.");
+  vault.folder.write("Projects/Old/Context.md", "\xFF\xFE");
+  EXPECT_THAT(vault.failure("update_project_context", R"({"project":"Old","text":"New"})"), HasSubstr("UTF-8"));
 
   // For a project without a summary and for one with it; each as it was shown, and undone.
   vault.allowAll(ApprovalLevel::important);

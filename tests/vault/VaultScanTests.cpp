@@ -70,7 +70,7 @@ TEST_F(VaultScan, NeverLeavesTheVaultNorWaits) {
 
   const VaultSnapshot snapshot = vault.scan();
   EXPECT_THAT(idsOf(snapshot.notes), ElementsAre("Linked.md", "Real/Note.md"));
-  EXPECT_THAT(snapshot.notes.at(0)->links, ElementsAre("inside"));
+  EXPECT_THAT(snapshot.notes.at(0)->links.copied(), ElementsAre("inside"));
   EXPECT_EQ(snapshot.root.folders.size(), 2u);
 }
 

@@ -17,6 +17,7 @@
 #include "core/insights/VaultQuery.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/toolserver/tools/NoteTools.h"
 
 namespace vesk {
 
@@ -32,15 +33,6 @@ std::string_view kindOf(Bucket role) {
   const auto isIt = [&](const auto& kind) { return kind.second == role; };
   const auto* const found = std::find_if(kinds.begin(), kinds.end(), isIt);
   return found == kinds.end() ? bucket::name(role) : found->first;
-}
-
-Json noteEntry(const Note& note) {
-  Json entry;
-  entry["path"] = note.id;
-  entry["title"] = toolResult::shortened(note.title, titleCharacters);
-  entry["role"] = bucket::name(note.bucket);
-  entry["modified"] = time::iso8601(note.modified);
-  return entry;
 }
 
 // A page of notes.
@@ -73,7 +65,7 @@ std::string getOverview(ToolContext& context, const ToolArguments&) {
   constexpr int days = 15;
   const Timestamp now = context.surroundings().now();
   const Calendar calendar = context.surroundings().calendar();
-  const VaultSnapshot& snapshot = context.snapshot();
+  const VaultSnapshot& snapshot = context.survey(&Note::mayHoldTasks);
   const auto stalled = Insights::stalledProjects(snapshot, now, calendar);
   const auto quiet = Insights::untouchedAreas(snapshot, now, calendar);
   Json saved;
@@ -98,7 +90,7 @@ Json collectionEntry(const CollectionSummary& collection, Bucket role, Timestamp
   entry["path"] = collection.folder.id;
   entry["name"] = collection.folder.name;
   entry["kind"] = kindOf(role);
-  if (role == Bucket::projects) entry["status"] = name(collection.status(now, calendar));
+  entry["status"] = name(collection.status(now, calendar));
   entry["notes"] = collection.noteCount();
   entry["open_tasks"] = collection.openTasks.size();
   entry["done_tasks"] = collection.doneTasks;
@@ -114,10 +106,11 @@ std::string listCollections(ToolContext& context, const ToolArguments& arguments
   const auto isKnown = [&](const auto& kind) { return kind.first == wanted; };
   if (wanted && std::none_of(kinds.begin(), kinds.end(), isKnown))
     throw ToolError("The kind must be project, area or topic.");
+  const VaultSnapshot& snapshot = context.survey(&Note::mayHoldTasks);
   std::vector<Json> entries;
   for (const auto& [kind, role] : kinds) {
     if (wanted && kind != *wanted) continue;
-    for (const CollectionSummary& collection : Insights::collections(role, context.snapshot()))
+    for (const CollectionSummary& collection : Insights::collections(role, snapshot))
       entries.push_back(collectionEntry(collection, role, now, calendar));
   }
   toolResult::Page page("collections", entries.size(), arguments.offset(), arguments.limit());
@@ -165,7 +158,7 @@ Json connectionEntry(ConnectionMap::Connection connection) {
 
 std::string getConnections(ToolContext& context, const ToolArguments& arguments) {
   constexpr std::size_t commonUnits = 2'000;
-  const ConnectionMap map = ConnectionMap::of(context.snapshot());
+  const ConnectionMap map = ConnectionMap::of(context.survey());
   std::vector<std::string> common;
   for (const TagCount& tag : map.commonTags) common.push_back(tag.name);
   Json result;
@@ -179,7 +172,7 @@ std::string getConnections(ToolContext& context, const ToolArguments& arguments)
 // ---- list_unprocessed_sources, run_query
 
 std::string listUnprocessedSources(ToolContext& context, const ToolArguments& arguments) {
-  return notesPage("sources", unprocessedSources(context.snapshot()), arguments.offset(), arguments.limit());
+  return notesPage("sources", unprocessedSources(context.survey()), arguments.offset(), arguments.limit());
 }
 
 // As a query compares them.
@@ -194,14 +187,14 @@ std::string runQuery(ToolContext& context, const ToolArguments& arguments) {
   if (text::trimWhitespace(typed).empty()) throw ToolError("A query is required.");
   const VaultQuery query = VaultQuery::parse(typed);
   for (const std::string& folder : query.folders) requireFolderInAnyCase(context, folder);
-  const std::vector<NoteRef> notes = run(query, context.snapshot());
+  const std::vector<NoteRef> notes = run(query, context.vault());
   return notesPage("notes", notes, arguments.offset(), query.limit ? notes.size() : arguments.limit());
 }
 
 // ---- get_context_health
 
 std::string getContextHealth(ToolContext& context, const ToolArguments& arguments) {
-  const auto issues = ContextHealth::check(context.snapshot(), context.surroundings().now());
+  const auto issues = ContextHealth::check(context.vault(), context.surroundings().now());
   std::map<std::string_view, std::size_t> counts;
   for (const ContextIssue& issue : issues) ++counts[name(issue.kind)];
   Json result;

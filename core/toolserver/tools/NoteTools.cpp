@@ -23,17 +23,6 @@ constexpr std::size_t textUnits = 30'000;
 constexpr std::size_t listUnits = 3'000;
 constexpr std::size_t frontmatterUnits = 2'000;
 
-// What every list of notes says of one.
-Json entryOf(const Note& note) {
-  Json entry;
-  entry["path"] = note.id;
-  entry["title"] = toolResult::shortened(note.title, titleCharacters);
-  entry["role"] = bucket::name(note.bucket);
-  entry["modified"] = time::iso8601(note.modified);
-  if (!note.tags.empty()) entry["tags"] = toolResult::firstOf(note.tags, 1'000);
-  return entry;
-}
-
 std::string lineAt(std::string_view text, std::size_t begin) {
   const std::string_view line = text.substr(begin, text.find('\n', begin) - begin);
   return toolResult::shortened(text::trimWhitespace(line), previewCharacters);
@@ -55,7 +44,7 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     const NoteRef note = context.vault().note(hits[i].id);
     if (!note) continue;  // it has gone since
-    Json entry = entryOf(*note);
+    Json entry = noteEntry(*note);
     if (wantsPreview) addPreview(entry, *note, search);
     if (!page.add(std::move(entry))) break;
   }
@@ -77,15 +66,14 @@ std::string listNotes(ToolContext& context, const ToolArguments& arguments) {
   const auto tag = arguments.optionalText("tag");
   while (folder && folder->ends_with('/')) folder->pop_back();
   if (folder) context.requireFolder(*folder);
-  const VaultSnapshot& snapshot = context.snapshot();
-  auto notes = arguments.flag("unsorted") ? snapshot.unsorted() : snapshot.notes;
+  auto notes = arguments.flag("unsorted") ? context.survey(&Note::mayHoldTasks).unsorted() : context.survey().notes;
   std::erase_if(notes, [&](const NoteRef& note) {
     return (folder && !isIn(*note, *folder)) || (tag && !hasTag(*note, std::string(withoutHash(*tag))));
   });
   sortNewestFirst(notes);
   toolResult::Page page("notes", notes.size(), arguments.offset(), arguments.limit());
   for (std::size_t i = page.begin(); i < page.end(); ++i)
-    if (!page.add(entryOf(*notes[i]))) break;
+    if (!page.add(noteEntry(*notes[i]))) break;
   return page.text();
 }
 
@@ -116,7 +104,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   result["modified"] = time::iso8601(note->modified);
   addFrontmatter(result, context.vault(), *note);
   toolResult::addList(result, "tags", note->tags, listUnits);
-  toolResult::addList(result, "links", note->links, listUnits);
+  toolResult::addList(result, "links", note->links.copied(), listUnits);
   toolResult::addList(result, "backlinks", context.backlinks(*note), listUnits);
   addPart(result, note->body, arguments.part());
   context.recordRead(note->title, note->id);
@@ -124,6 +112,16 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
 }
 
 }  // namespace
+
+Json noteEntry(const Note& note) {
+  Json entry;
+  entry["path"] = note.id;
+  entry["title"] = toolResult::shortened(note.title, titleCharacters);
+  entry["role"] = bucket::name(note.bucket);
+  entry["modified"] = time::iso8601(note.modified);
+  if (!note.tags.empty()) entry["tags"] = toolResult::firstOf(note.tags, 1'000);
+  return entry;
+}
 
 Tool searchNotesTool() {
   return {"search_notes",

@@ -25,7 +25,7 @@ std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
 }
 
 std::string listTags(ToolContext& context, const ToolArguments& arguments) {
-  const auto tags = context.snapshot().tags();
+  const auto tags = context.survey().tags();
   toolResult::Page page("tags", tags.size(), arguments.offset(), everything);
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry;
