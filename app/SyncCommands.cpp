@@ -36,18 +36,9 @@ namespace vesk::app {
 
 namespace {
 
-constexpr std::string_view oneAtATime = "Use one at a time. iCloud can damage a Git repository while syncing it.";
-
 GitSync currentSync() { return GitSync(currentVault().root()); }
 
 bool isInICloud(const GitSync& sync) { return ICloudDrive(environment::home()).contains(sync.root()); }
-
-// Throws Error when the vault is in iCloud Drive.
-void requireNoICloud(const GitSync& sync) {
-  if (isInICloud(sync))
-    throw Error(fmt::format("This vault is in iCloud Drive. {} Move its folder elsewhere and open it there first.",
-                            oneAtATime));
-}
 
 // ---- What goes wrong
 
@@ -61,19 +52,39 @@ std::vector<std::string> conflictingFiles(const GitSync& sync) {
   return paths;
 }
 
+// "a rebase", "a git am"
+std::string named(const std::string& operation) { return (operation == "am" ? "a git " : "a ") + operation; }
+
 // The notes that hold both sides, and how to bring these together.
-void explainConflict(const GitSync& sync) {
-  const std::string unfinished = sync.status().unfinished;
-  const auto files = conflictingFiles(sync);
-  std::string text = fmt::format("In {}\n", safe(sync.root()));
+std::string adviceForConflict(const std::vector<std::string>& files, const std::string& unfinished) {
+  std::string text;
   for (const std::string& path : files) text += fmt::format("  {}\n", safe(path));
-  if (files.empty()) text += fmt::format("a {} is unfinished. To complete it:\n", unfinished);
-  if (!files.empty())
-    text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them, then:\n  git add -A\n";
-  if (unfinished.empty()) text += "  git commit\n";
-  if (!unfinished.empty()) text += fmt::format("  git {} --continue\n", unfinished);
-  if (!unfinished.empty()) text += fmt::format("Or go back to how it was:\n  git {} --abort\n", unfinished);
-  fmt::print(stderr, "{}", text);
+  text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them, then:\n  git add -A\n";
+  if (unfinished.empty()) return text + "  git commit\n";
+  text += fmt::format("  git {} --continue\n", unfinished);
+  return text +
+         fmt::format("Or go back to how it was, without all that was written since:\n  git {} --abort\n", unfinished);
+}
+
+// Nothing waits for the user: the operation is one of the user's own, or a sync was stopped halfway. Going back must
+// not take with it what was written since.
+std::string adviceForUnfinished(const GitStatus& status) {
+  std::string text = fmt::format("{} is unfinished. ", named(status.unfinished));
+  if (status.unfinished != "rebase")
+    return text + fmt::format("To complete it:\n  git {} --continue\n", status.unfinished);
+  const bool hasChanges = status.pendingChanges > 0;
+  text += "If a sync was stopped halfway, go back to how it was, then sync again:\n";
+  if (hasChanges) text += "  git stash -u\n";
+  text += "  git rebase --abort\n";
+  if (hasChanges) text += "  git stash pop\n";
+  return text + "If the rebase is your own, complete it:\n  git rebase --continue\n";
+}
+
+void explainConflict(const GitSync& sync) {
+  const GitStatus status = sync.status();
+  const std::string advice =
+      status.hasConflicts ? adviceForConflict(conflictingFiles(sync), status.unfinished) : adviceForUnfinished(status);
+  fmt::print(stderr, "In {}\n{}", safe(sync.root()), advice);
 }
 
 // Does something with git, and says more than one sentence about what goes wrong.
@@ -110,7 +121,6 @@ void run(const GitSync& sync, std::string_view remote, bool allowUnrelated = fal
 
 void connect(const std::string& address, bool merge) {
   const GitSync sync = currentSync();
-  requireNoICloud(sync);
   attempt(sync, [&] {
     if (!merge) requireRelated(sync, address);
     sync.connect(address);
@@ -120,7 +130,6 @@ void connect(const std::string& address, bool merge) {
 
 void syncNow() {
   const GitSync sync = currentSync();
-  requireNoICloud(sync);
   attempt(sync, [&] {
     const auto remote = sync.remote();
     if (!remote) throw Error("This vault isn't connected to a repository. Do that with vesk sync connect.");
@@ -166,10 +175,11 @@ std::string toText(const GitStatus& status, const GitSync& sync, const Terminal&
     if (!status.branch.empty()) add("Commits", commitsOf(status));
   }
   if (!status.unfinished.empty())
-    add("Unfinished", fmt::format("a {}, to be completed in Git", status.unfinished), Style::bad);
+    add("Unfinished", fmt::format("{}, to be completed in Git", named(status.unfinished)), Style::bad);
   if (status.hasConflicts) add("Conflicts", "vesk sync now says in which notes, and what to do", Style::bad);
   if (isInICloud(sync))
-    add("iCloud Drive", fmt::format("this vault is in it. {}", oneAtATime), status.remote ? Style::bad : Style::plain);
+    add("iCloud Drive", fmt::format("this vault is in it. {}", ICloudDrive::oneAtATime),
+        status.remote ? Style::bad : Style::plain);
   return table.text(terminal);
 }
 

@@ -5,6 +5,7 @@
 #include <exception>
 #include <unistd.h>
 
+#include "core/platform/ChildProcess.h"
 #include "core/platform/Environment.h"
 #include "core/platform/Memory.h"
 #include "core/toolserver/LineLoop.h"
@@ -14,6 +15,7 @@ int main() {
   // A client that is gone, or a file-size limit, is a failed write like any other.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  vesk::endProgramsOnSignals();
   try {
     vesk::serveLines(vesk::MCPServer(vesk::environment::supportDirectory()), STDIN_FILENO, STDOUT_FILENO);
     return 0;

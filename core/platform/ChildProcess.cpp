@@ -2,18 +2,20 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <unistd.h>
 #include <utility>
 
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -58,39 +60,47 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-struct FileActions {
-  FileActions() { ::posix_spawn_file_actions_init(&value); }
-  ~FileActions() { ::posix_spawn_file_actions_destroy(&value); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-  posix_spawn_file_actions_t value = {};
-};
-
-struct Attributes {
-  Attributes() { ::posix_spawnattr_init(&value); }
-  ~Attributes() { ::posix_spawnattr_destroy(&value); }
-  Attributes(const Attributes&) = delete;
-  Attributes& operator=(const Attributes&) = delete;
-  posix_spawnattr_t value = {};
-};
-
-// A session and a clean state of signals: what this process ignores would stay ignored in the program.
-void setUp(Attributes& attributes) {
-  sigset_t signals = {};
-  ::sigemptyset(&signals);
-  ::posix_spawnattr_setsigmask(&attributes.value, &signals);
-  ::sigfillset(&signals);
-  ::posix_spawnattr_setsigdefault(&attributes.value, &signals);
-  ::posix_spawnattr_setflags(&attributes.value, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+// Waits for the end of a child that has ended or will do so in a moment.
+void reap(pid_t child) {
+  while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
 }
 
-// The streams are given in the order in which they were opened: where this process has closed its own, a descriptor
-// may be one of those that it is copied over.
-void setUp(FileActions& actions, const Fd& input, const Fd& output, const Fd& errors) {
-  ::posix_spawn_file_actions_adddup2(&actions.value, input.get(), STDIN_FILENO);
-  ::posix_spawn_file_actions_adddup2(&actions.value, output.get(), STDOUT_FILENO);
-  ::posix_spawn_file_actions_adddup2(&actions.value, errors.get(), STDERR_FILENO);
-  ::posix_spawn_file_actions_addclosefrom_np(&actions.value, STDERR_FILENO + 1);
+// What it takes to become a program, made beforehand: a process that was forked off one with threads can't allocate.
+struct Launch {
+  const char* executable = nullptr;
+  std::vector<char*> arguments = {};
+  std::vector<char*> environment = {};
+  std::array<int, 3> streams = {};
+  int failure = -1;  // a pipe for the reason why the program can't be started
+  pid_t parent = ::getpid();
+  bool endsWithParent = true;
+};
+
+// A descriptor that is in its place already would be closed with the others.
+void put(int descriptor, int place) {
+  if (descriptor == place) ::fcntl(place, F_SETFD, 0);
+  if (descriptor != place) ::dup2(descriptor, place);
+}
+
+// In the new process, which posix_spawn can't tie to the life of this one: a session and a clean state of signals, as
+// what this process ignores would stay ignored in the program. The streams are put in the order in which they were
+// opened: where this process has closed its own, a descriptor may be one of those that it is copied over.
+[[noreturn]] void become(const Launch& launch) {
+  constexpr int failure = STDERR_FILENO + 1;
+  ::setsid();
+  for (int number = 1; number < NSIG; ++number) ::signal(number, SIG_DFL);
+  sigset_t none = {};
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+  if (launch.endsWithParent) ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (launch.endsWithParent && ::getppid() != launch.parent) ::_exit(EXIT_FAILURE);
+  for (int place = STDIN_FILENO; const int stream : launch.streams) put(stream, place++);
+  ::dup3(launch.failure, failure, O_CLOEXEC);
+  ::closefrom(failure + 1);
+  ::execve(launch.executable, launch.arguments.data(), launch.environment.data());
+  const int reason = errno;
+  [[maybe_unused]] const ssize_t told = ::write(failure, &reason, sizeof reason);
+  ::_exit(EXIT_FAILURE);
 }
 
 pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, const Fd& errors) {
@@ -102,15 +112,41 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
     for (const std::string& text : *texts)
       if (text.find('\0') != std::string::npos) throw FileError("start", request.executable, EINVAL);
 
-  FileActions actions;
-  setUp(actions, input, output, errors);
-  Attributes attributes;
-  setUp(attributes);
-  pid_t child = -1;
-  const int failure = ::posix_spawn(&child, request.executable.c_str(), &actions.value, &attributes.value,
-                                    pointersTo(arguments).data(), pointersTo(environment).data());
-  if (failure != 0) throw FileError("start", request.executable, failure);
-  return child;
+  Pipe failure = openPipe();
+  const Launch launch = {.executable = request.executable.c_str(),
+                         .arguments = pointersTo(arguments),
+                         .environment = pointersTo(environment),
+                         .streams = {input.get(), output.get(), errors.get()},
+                         .failure = failure.writing.get(),
+                         .endsWithParent = request.endsWithUs};
+  const pid_t child = ::fork();
+  if (child < 0) throw FileError("start", request.executable, errno);
+  if (child == 0) become(launch);
+
+  failure.writing.reset();  // the other one closes as the program starts
+  int reason = 0;
+  ssize_t count = -1;
+  while ((count = ::read(failure.reading.get(), &reason, sizeof reason)) < 0 && errno == EINTR) continue;
+  if (count <= 0) return child;
+  reap(child);
+  throw FileError("start", request.executable, reason);
+}
+
+// The groups of the programs that end with this process, where a signal handler gets at them; 0 is a free place. Of a
+// program beyond these, only the program itself is ended.
+constinit std::array<std::atomic<pid_t>, 64> groups = {};
+static_assert(std::atomic<pid_t>::is_always_lock_free);
+
+void replaceGroup(pid_t group, pid_t by) {
+  for (auto& place : groups)
+    if (pid_t expected = group; place.compare_exchange_strong(expected, by)) return;
+}
+
+// Runs once: the signal that is raised here ends this process.
+void endPrograms(int signal) {
+  for (const auto& place : groups)
+    if (const pid_t group = place; group > 0) ::kill(-group, SIGTERM);
+  ::raise(signal);
 }
 
 // Whoever starts this process may have it ignore the end of its children, and the system then forgets how they ended.
@@ -142,6 +178,18 @@ ProcessEnvironment ownEnvironment() {
   return variables;
 }
 
+void endProgramsOnSignals() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action = {};
+    ::sigaction(number, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = endPrograms;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    ::sigaction(number, &action, nullptr);
+  }
+}
+
 ChildProcess::ChildProcess(const ProcessRequest& request, std::chrono::milliseconds grace)
     : grace_(grace), buffer_(pieceSize) {
   const Fd input = openInput(request.input);
@@ -153,13 +201,15 @@ ChildProcess::ChildProcess(const ProcessRequest& request, std::chrono::milliseco
   if (!wake_) throw FileError("start", request.executable, errno);
   rememberEndedChildren();
   child_ = spawn(request, input, output.writing, errors.writing);
+  if (request.endsWithUs) replaceGroup(0, child_);
   handle_ = Fd(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
 }
 
 ChildProcess::~ChildProcess() {
   if (child_ < 0) return;
   signalGroup(SIGKILL);
-  while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) continue;
+  replaceGroup(child_, 0);
+  reap(child_);
 }
 
 ChildProcess::Event ChildProcess::next(Clock::time_point deadline) {
@@ -232,7 +282,8 @@ bool ChildProcess::hasEnded() {
   if (isOurs && info.si_pid == 0) return false;
   if (isOurs) {
     signalGroup(SIGKILL);
-    while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) continue;
+    replaceGroup(child_, 0);
+    reap(child_);
     exit_ = info.si_code == CLD_EXITED ? ProcessExit{.code = info.si_status} : ProcessExit{.signal = info.si_status};
   }
   child_ = -1;
@@ -243,10 +294,16 @@ void ChildProcess::signalGroup(int number) const { ::kill(-child_, number); }
 
 namespace {
 
+void cutTo(std::size_t most, std::string& kept, bool& isCut) {
+  if (kept.size() <= most) return;
+  kept.erase(0, kept.size() - most);
+  isCut = true;
+}
+
+// Keeps the end, where programs say what went wrong. It is cut now and then, not at each piece.
 void keep(std::string_view piece, std::size_t most, std::string& kept, bool& isCut) {
-  const std::size_t room = most - std::min(most, kept.size());
-  isCut = isCut || piece.size() > room;
-  kept.append(piece.substr(0, room));
+  kept.append(piece);
+  if (kept.size() / 2 > most) cutTo(most, kept, isCut);
 }
 
 }  // namespace
@@ -261,7 +318,11 @@ ProcessResult runProcess(const ProcessRequest& request, const ProcessLimits& lim
     switch (event.kind) {
       case Kind::output: keep(event.text, limits.output, result.output, result.isOutputCut); break;
       case Kind::errors: keep(event.text, limits.errors, result.errors, result.areErrorsCut); break;
-      case Kind::ended: result.exit = child.wait(); return result;
+      case Kind::ended:
+        cutTo(limits.output, result.output, result.isOutputCut);
+        cutTo(limits.errors, result.errors, result.areErrorsCut);
+        result.exit = child.wait();
+        return result;
       case Kind::timeUp:
         result.timedOut = true;
         child.terminate();

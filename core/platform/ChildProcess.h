@@ -21,12 +21,17 @@ using ProcessEnvironment = std::map<std::string, std::string, std::less<>>;
 // Those of this process.
 ProcessEnvironment ownEnvironment();
 
+// From now on SIGINT, SIGTERM and SIGHUP, unless they are ignored, first end the programs that end with this process
+// and all that these started. For main().
+void endProgramsOnSignals();
+
 // A program to start. Nothing of it goes through a shell.
 struct ProcessRequest {
   std::string executable = {};              // a path; PATH isn't searched
   std::vector<std::string> arguments = {};  // what follows the program's name
   ProcessEnvironment environment = {};      // all that the program gets to see
   std::string input = {};                   // for its standard input, which then ends
+  bool endsWithUs = true;                   // with this process; what must not stop halfway goes on to its own end
 };
 
 // How a program ended.
@@ -38,9 +43,10 @@ struct ProcessExit {
 
 // A program while it runs, in a session of its own: it has no terminal to ask on, and all that it starts (but for what
 // leaves the session on purpose) can be ended with it. It gets no descriptor of ours beside its three streams, and no
-// signal is blocked or ignored in it.
+// signal is blocked or ignored in it. Should this process end in whatever way, the program is told to end (SIGTERM).
 //
-// One thread reads its events; any other may terminate() it meanwhile.
+// One thread reads its events; any other may terminate() it meanwhile. The thread that starts a program has to outlive
+// it: to the system, its end is the end of this process.
 class ChildProcess {
  public:
   using Clock = std::chrono::steady_clock;
@@ -98,7 +104,7 @@ class ChildProcess {
 struct ProcessLimits {
   std::chrono::milliseconds time = std::chrono::seconds(60);
   std::chrono::milliseconds grace = std::chrono::seconds(2);  // from being told to end to being ended
-  std::size_t output = 1 << 20;                               // bytes that are kept; the rest is read and dropped
+  std::size_t output = 1 << 20;                               // bytes that are kept, the last ones
   std::size_t errors = 1 << 20;                               // likewise
 };
 

@@ -46,9 +46,9 @@ std::string shortened(std::string_view text) {
   return std::string("…\n").append(text.substr(line == std::string_view::npos ? 0 : line + 1));
 }
 
-// A line that was cut may hold the beginning of an address whose password can't be told from a path any more.
+// A line that was cut may hold the rest of an address whose password can't be told from other words any more.
 std::string shown(std::string_view text, bool isCut) {
-  if (isCut) text = text.substr(0, text.rfind('\n') + 1);
+  if (isCut) text = text.substr(std::min(text.find('\n'), text.size()));
   return text::wellFormed(shortened(remoteAddress::withoutCredentials(text::trimWhitespace(text))));
 }
 
@@ -57,8 +57,11 @@ std::string shown(std::string_view text, bool isCut) {
 GitCommand::GitCommand(std::string root, GitProgram program)
     : root_(std::move(root)), program_(std::move(program)), environment_(gitEnvironment(root_)) {}
 
-ProcessResult GitCommand::result(const std::vector<std::string>& arguments) const {
-  ProcessRequest request{.executable = program_.executable, .arguments = {"-C", root_}, .environment = environment_};
+ProcessResult GitCommand::result(const std::vector<std::string>& arguments, Interruption interruption) const {
+  ProcessRequest request{.executable = program_.executable,
+                         .arguments = {"-C", root_},
+                         .environment = environment_,
+                         .endsWithUs = interruption == Interruption::allowed};
   request.arguments.insert(request.arguments.end(), arguments.begin(), arguments.end());
   return runProcess(request, {.time = program_.timeout, .output = keptOutput, .errors = keptErrors});
 }

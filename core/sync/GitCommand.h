@@ -24,8 +24,12 @@ class GitCommand {
   // Has ssh fail where it would ask for a password. The user's own core.sshCommand no longer counts then.
   void keepSshFromAsking() { environment_["GIT_SSH_COMMAND"] = "ssh -oBatchMode=yes"; }
 
+  // Whether git ends with this process. Stopped while it changes the vault, it would leave it half changed.
+  enum class Interruption { allowed, prevented };
+
   // Runs git with -C <root> and these arguments. FileError when it can't be started.
-  ProcessResult result(const std::vector<std::string>& arguments) const;
+  ProcessResult result(const std::vector<std::string>& arguments,
+                       Interruption interruption = Interruption::allowed) const;
 
   // The same, for its output. GitError::failed when it doesn't succeed, or prints more than can be kept.
   std::string run(const std::vector<std::string>& arguments) const;

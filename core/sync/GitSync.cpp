@@ -11,9 +11,11 @@
 #include <fmt/format.h>
 
 #include "core/base/Text.h"
+#include "core/platform/Environment.h"
 #include "core/platform/FileError.h"
 #include "core/platform/FileLock.h"
 #include "core/platform/Folder.h"
+#include "core/sync/ICloudDrive.h"
 #include "core/sync/RemoteAddress.h"
 #include "core/vault/Vault.h"
 
@@ -56,11 +58,15 @@ fs::path repositoryFolder(const std::string& root, const GitCommand& git) {
 // The operation that git keeps such a file for until it is completed or given up; "" when there is none.
 std::string unfinishedOperation(const fs::path& repository) {
   constexpr std::pair<const char*, const char*> traces[] = {
-      {"rebase-merge", "rebase"},          {"rebase-apply", "rebase"}, {"MERGE_HEAD", "merge"},
-      {"CHERRY_PICK_HEAD", "cherry-pick"}, {"REVERT_HEAD", "revert"},  {"sequencer", "cherry-pick"}};
+      {"rebase-merge", "rebase"}, {"rebase-apply/applying", "am"},     {"rebase-apply", "rebase"},
+      {"MERGE_HEAD", "merge"},    {"CHERRY_PICK_HEAD", "cherry-pick"}, {"REVERT_HEAD", "revert"}};
   for (const auto& [file, operation] : traces)
     if (isThere(repository / file)) return operation;
-  return {};
+  // Several commits at a time: the next one to come stands first.
+  const Folder folder = Folder::open(repository.string());
+  if (!folder.exists("sequencer")) return {};
+  const bool reverts = folder.exists("sequencer/todo") && folder.read("sequencer/todo").starts_with("revert");
+  return reverts ? "revert" : "cherry-pick";
 }
 
 bool hasConflicts(const GitCommand& git) {
@@ -71,13 +77,13 @@ bool hasConflicts(const GitCommand& git) {
 
 // Throws unless the repository is in a state in which all that is in the vault may be committed.
 void requireReady(const GitCommand& git, const fs::path& repository) {
-  if (!unfinishedOperation(repository).empty() || hasConflicts(git)) throw GitError::conflict();
-  for (const char* name : {"index.lock", "HEAD.lock"})
+  for (const char* name : {"index.lock", "HEAD.lock"})  // first, as nothing else can be mended before
     if (const fs::path lock = repository / name; isThere(lock))
       throw GitError::failed(
           fmt::format("Another Git command is at work in this vault, or one was stopped halfway. When none is running, "
                       "remove {} and sync again.",
                       lock.string()));
+  if (!unfinishedOperation(repository).empty() || hasConflicts(git)) throw GitError::conflict();
 }
 
 // The full name, "refs/heads/main": as a short one, it could be taken for a tag's.
@@ -165,12 +171,28 @@ Arguments joined(std::initializer_list<Arguments> parts) {
   return all;
 }
 
+// Of a repository within the vault, Git would commit no more than the name of its last commit. One that was committed
+// by hand, as a submodule is, is meant that way.
+void requireNoneWithin(const GitCommand& git) {
+  const std::string added = git.run({"diff", "--cached", "--raw", "-z", "--no-renames", "--diff-filter=A"});
+  const auto fields = text::split(added, '\0');  // ":000000 160000 …", then the path
+  for (std::size_t i = 0; i + 1 < fields.size(); i += 2) {
+    if (!fields[i].starts_with(":000000 160000 ")) continue;
+    git.run({"reset", "-q"});
+    throw GitError::failed(
+        fmt::format("{0} is a Git repository of its own, so a sync would leave out all that is in it. Move its .git "
+                    "elsewhere, or leave the folder out with a line /{0}/ in .gitignore, then sync again.",
+                    fields[i + 1]));
+  }
+}
+
 // Returns the number of files that have changed.
 std::size_t commitAll(const GitCommand& git, const Arguments& as) {
   git.run({"add", "-A"});
   const std::string names = git.run({"diff", "--cached", "--name-only", "-z"});
   const auto count = static_cast<std::size_t>(std::ranges::count(names, '\0'));
   if (count == 0) return 0;
+  requireNoneWithin(git);
   const std::string message = count == 1 ? "Update 1 note" : fmt::format("Update {} notes", count);
   git.run(joined({as, {"commit", "-q", "-m", message}}));
   return count;
@@ -213,7 +235,8 @@ void pull(const GitCommand& git, const std::string& root, const Arguments& as, c
   git.run({"fetch", "-q", "origin", branch});
   if (hasCommits(git) && isAncestor(git, "FETCH_HEAD", "HEAD")) return;
   requireNothingHidden(git, root);
-  const ProcessResult brought = git.result(joined({as, bringIn(git, allowUnrelated)}));
+  const Arguments bringing = joined({as, bringIn(git, allowUnrelated)});
+  const ProcessResult brought = git.result(bringing, GitCommand::Interruption::prevented);
   if (brought.succeeded()) return;
   if (!brought.timedOut && hasConflicts(git)) throw GitError::conflict();
   throw git.failure(brought);
@@ -227,6 +250,13 @@ bool GitSync::isRepository() const { return isThere(fs::path(root_) / ".git"); }
 
 void GitSync::requireRepository() const {
   if (!isRepository()) throw GitError::failed("This vault isn't connected to a repository.");
+}
+
+void GitSync::requireOutsideICloud() const {
+  if (ICloudDrive(environment::home()).contains(root_))
+    throw GitError::failed(
+        fmt::format("This vault is in iCloud Drive. {} Move its folder elsewhere and open it there first.",
+                    ICloudDrive::oneAtATime));
 }
 
 std::optional<std::string> GitSync::remote() const {
@@ -274,6 +304,7 @@ GitStatus GitSync::status() const {
 
 void GitSync::connect(std::string_view remote) const {
   if (!isSafe(remote)) throw GitError::unsafeRemote();
+  requireOutsideICloud();
   const std::string address(text::trimSpaces(remote));
   const GitCommand git = this->git();
   if (!isRepository()) {
@@ -287,6 +318,7 @@ void GitSync::connect(std::string_view remote) const {
 
 bool GitSync::isUnrelatedTo(std::string_view remote) const {
   if (!isSafe(remote)) throw GitError::unsafeRemote();
+  requireOutsideICloud();
   const std::string address(text::trimSpaces(remote));
   GitCommand git = this->git();
   const std::string branch = isRepository() ? currentBranch(git) : "refs/heads/main";
@@ -299,6 +331,7 @@ bool GitSync::isUnrelatedTo(std::string_view remote) const {
 
 SyncResult GitSync::sync(bool allowUnrelated) const {
   requireRepository();
+  requireOutsideICloud();
   GitCommand git = this->git();
   const fs::path repository = repositoryFolder(root_, git);
   const FileLock alone = lockRepository(repository);

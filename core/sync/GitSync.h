@@ -27,8 +27,8 @@ struct GitStatus {
   std::size_t pendingChanges = 0;          // files and new folders that the next sync will commit
   std::optional<std::size_t> ahead = {};   // commits that the remote lacks; nullopt before the first push
   std::optional<std::size_t> behind = {};  // commits that the remote had more at the last sync; likewise
-  std::string unfinished = {};             // "rebase", "merge", "cherry-pick" or "revert" to be completed in Git, or ""
-  bool hasConflicts = false;               // files wait for both sides to be brought together
+  std::string unfinished = {};  // "rebase", "merge", "cherry-pick", "revert" or "am", for Git to complete; or ""
+  bool hasConflicts = false;    // files wait for both sides to be brought together
   bool operator==(const GitStatus&) const = default;
 };
 
@@ -66,17 +66,19 @@ class GitSync {
   GitStatus status() const;
 
   // Asks a remote whether it has content that shares no history with the vault: then the first sync with it is to be
-  // one that allows this. Changes nothing. GitError::unsafeRemote unless isSafe(remote).
+  // one that allows this. Changes nothing. Throws what connect() would.
   bool isUnrelatedTo(std::string_view remote) const;
 
-  // Makes the vault a repository if it is none, and `remote` its origin. GitError::unsafeRemote unless isSafe(remote).
+  // Makes the vault a repository if it is none, and `remote` its origin. GitError::unsafeRemote unless isSafe(remote),
+  // GitError::failed in iCloud Drive.
   void connect(std::string_view remote) const;
 
   // Commits everything, pulls what the remote has of the branch, and pushes. `allowUnrelated` merges with a remote that
   // shares no history with the vault.
   //
   // GitError::conflict, and nothing is changed, while an operation in the repository is unfinished; also when the pull
-  // stops because both sides changed the same notes: they stay as git leaves them.
+  // stops because both sides changed the same notes: they stay as git leaves them. GitError::failed in iCloud Drive,
+  // and when the vault has come to hold another repository, whose notes would be left out.
   SyncResult sync(bool allowUnrelated = false) const;
 
   // Turns sync off: moves ".git" to the Trash and returns the path that it has there. The remote keeps its copy.
@@ -87,6 +89,7 @@ class GitSync {
  private:
   GitCommand git() const { return {root_, program_}; }
   void requireRepository() const;
+  void requireOutsideICloud() const;
 
   std::string root_;
   GitProgram program_;

@@ -11,6 +11,9 @@ namespace vesk {
 // repository while syncing it.
 class ICloudDrive {
  public:
+  static constexpr std::string_view oneAtATime =
+      "Use one at a time. iCloud can damage a Git repository while syncing it.";
+
   // `home` is the user's home folder.
   explicit ICloudDrive(std::string home) : home_(std::move(home)) {}
 

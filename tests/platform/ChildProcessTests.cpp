@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <thread>
 #include <unistd.h>
@@ -34,6 +35,12 @@ class Leash {
     end_ = Fd(::open(path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   }
   std::string path() const { return folder_.at("leash"); }
+  // Waits for the first byte that is written to it.
+  bool isTaken() const {
+    pollfd polled = {end_.get(), POLLIN, 0};
+    char byte = 0;
+    return ::poll(&polled, 1, 20'000) == 1 && ::read(end_.get(), &byte, 1) == 1;
+  }
   bool hangsUp() const {
     pollfd polled = {end_.get(), POLLIN, 0};
     char byte = 0;
@@ -51,12 +58,13 @@ bool hasNoChildren() { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == 
 
 TEST(ChildProcess, PassesOnAllItIsGivenAndNothingElse) {
   std::string large(3'000'000, 'x');
-  ProcessRequest echo = shell("tee /dev/stderr; exit 7");
+  ProcessRequest echo = shell("tee /dev/stderr; echo last words >&2; exit 7");
   echo.input = large;
-  const ProcessResult echoed = runProcess(echo, {.output = 5'000'000, .errors = 2'000'000});
+  const ProcessResult echoed = runProcess(echo, {.output = 3'000'000, .errors = 1'000'000});
   EXPECT_EQ(echoed.exit, (ProcessExit{.code = 7}));
   EXPECT_TRUE(echoed.output == large && !echoed.isOutputCut);
-  EXPECT_TRUE(echoed.errors.size() == 2'000'000 && echoed.areErrorsCut);
+  EXPECT_TRUE(echoed.errors.size() == 1'000'000 && echoed.areErrorsCut);
+  EXPECT_TRUE(echoed.errors.ends_with("xlast words\n"));
 
   const Fd leaking(::open("/dev/null", O_RDONLY));
   ::signal(SIGPIPE, SIG_IGN);
@@ -115,6 +123,37 @@ TEST(ChildProcess, DoesNotWaitForWhatHoldsItsPipes) {
   const Leash started;
   const char* daemon = "setsid sh -c 'echo >\"$0\"; while :; do echo on; done' \"$1\" & read line <\"$1\"; exit 3";
   EXPECT_EQ(runProcess(shell(daemon, started.path())).exit, (ProcessExit{.code = 3}));
+}
+
+TEST(ChildProcess, EndsWithThisProcessUnlessItMustNot) {
+  struct Case {
+    int signal;
+    bool endsWithUs;
+    const char* script;
+  };
+  for (const Case& c : {Case{SIGKILL, true, "exec sleep 300"},
+                        {SIGTERM, true, "sleep 300 & sleep 300"},
+                        {SIGINT, true, "sleep 300"},
+                        {SIGTERM, false, "sleep 0.2"}}) {
+    SCOPED_TRACE(c.script);
+    const Leash leash;
+    const pid_t starter = ::fork();
+    if (starter == 0) {
+      endProgramsOnSignals();
+      ProcessRequest request =
+          shell("exec 9>\"$1\"; echo >&9; " + std::string(c.script) + "; echo >\"$1.end\"", leash.path());
+      request.endsWithUs = c.endsWithUs;
+      runProcess(request);
+      ::_exit(0);
+    }
+    EXPECT_TRUE(leash.isTaken());
+    ::kill(starter, c.signal);
+    int status = 0;
+    ::waitpid(starter, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal);
+    EXPECT_TRUE(leash.hangsUp());
+    EXPECT_EQ(std::filesystem::exists(leash.path() + ".end"), !c.endsWithUs);
+  }
 }
 
 TEST(ChildProcess, HandsOutEventsUntilAnotherThreadEndsIt) {

@@ -181,6 +181,30 @@ TEST_F(GitSyncTest, KeepsEveryNote) {
   EXPECT_EQ(folder.read("A/Private/d.md"), "mine");
 }
 
+// Git takes in no more of a repository within the vault than the name of its last commit.
+TEST_F(GitSyncTest, LeavesNoFolderOutUnsaid) {
+  const GitSync a = connected("A");
+  folder.write("A/Work/App/Note.md", "text");
+  folder.write("A/Note.md", "text");
+  git("A/Work/App", "init -q");
+  std::string text;
+  EXPECT_EQ(refusal([&] { a.sync(); }, &text), Kind::failed);
+  EXPECT_THAT(text, HasSubstr("'Work/App/' does not have a commit")) << "in Git's words, as Git refuses";
+  git("A/Work/App", "add -A && git commit -qm App");
+  EXPECT_EQ(refusal([&] { a.sync(); }, &text), Kind::failed);
+  EXPECT_THAT(text, StartsWith("Work/App is a Git repository of its own"));
+
+  folder.write("A/.gitignore", "/Work/App/\n");
+  EXPECT_EQ(a.sync().committed, 2u);
+  fs::remove(folder.at("A/.gitignore")), fs::remove_all(folder.at("A/Work/App/.git"));
+  EXPECT_EQ(a.sync().committed, 2u);
+  EXPECT_EQ(git("origin.git", "show main:Work/App/Note.md"), "text");
+
+  // A submodule is committed by hand.
+  git("A", "-c protocol.file.allow=always submodule add -q ../origin.git Sub && git commit -qm Sub");
+  EXPECT_EQ(a.sync(), (SyncResult{.pulled = true}));
+}
+
 TEST_F(GitSyncTest, MergesUnrelatedHistoriesWhenAllowedTo) {
   folder.write("A/Note.md", "from A");
   connected("A");
@@ -207,13 +231,17 @@ TEST_F(GitSyncTest, TouchesNothingWhileTheRepositoryIsNotReady) {
     const char* commands;
     Kind kind;
     const char* says;
+    const char* unfinished = "";
   };
   const Case cases[] = {
-      {"git merge side", Kind::conflict, "Nothing was lost"},
-      {"git merge -s ours --no-commit side", Kind::conflict, "Nothing was lost"},
-      {"git cherry-pick side", Kind::conflict, "Nothing was lost"},
-      {"git revert HEAD~1", Kind::conflict, "Nothing was lost"},
-      {"git rebase side", Kind::conflict, "Nothing was lost"},
+      {"git merge side", Kind::conflict, "Nothing was lost", "merge"},
+      {"git merge -s ours --no-commit side", Kind::conflict, "Nothing was lost", "merge"},
+      {"git cherry-pick side", Kind::conflict, "Nothing was lost", "cherry-pick"},
+      {"git revert HEAD~1", Kind::conflict, "Nothing was lost", "revert"},
+      {"git revert HEAD~1 HEAD; git rm -qf Plan.md; git commit -qm x", Kind::conflict, "Nothing was lost", "revert"},
+      {"git rebase side", Kind::conflict, "Nothing was lost", "rebase"},
+      {"git format-patch -q -1 side; git am *.patch", Kind::conflict, "Nothing was lost", "am"},
+      {"git rebase side; touch .git/index.lock", Kind::failed, "/.git/index.lock and sync again."},
       {"git merge side; rm .git/MERGE_*", Kind::conflict, "Nothing was lost"},  // only the index knows
       {"git checkout -q --detach", Kind::failed, "No branch is checked out"},
       {"touch .git/index.lock", Kind::failed, "/.git/index.lock and sync again."},
@@ -232,6 +260,7 @@ TEST_F(GitSyncTest, TouchesNothingWhileTheRepositoryIsNotReady) {
     EXPECT_EQ(refusal([&] { vault("X").sync(); }, &text), c.kind);
     EXPECT_THAT(text, HasSubstr(c.says));
     EXPECT_TRUE(test::contentsOf(folder.at("X")) == before);
+    EXPECT_EQ(c.kind == Kind::conflict ? vault("X").status().unfinished : "", c.unfinished);
   }
 }
 
@@ -274,8 +303,8 @@ TEST_F(GitSyncTest, OutlivesAnyGit) {
   EXPECT_THAT(textOf(program("echo waiting >&2; sleep 300", 500ms)), StartsWith("Git didn't finish within 1 seconds"));
   EXPECT_EQ(textOf(program("head -c 3000000 /dev/zero | tr '\\0' '\\n'; head -c 100000000 /dev/zero >&2; exit 1")),
             "Git failed with exit status 1.");
-  EXPECT_THAT(textOf(program("seq 10000 >&2; echo fatal: last >&2; exit 1")),
-              AllOf(StartsWith("…\n8366\n"), EndsWith("10000\nfatal: last")));
+  EXPECT_THAT(textOf(program("seq 200000 >&2; echo fatal: last >&2; exit 1")),
+              AllOf(StartsWith("…\n198833\n"), EndsWith("200000\nfatal: last")));
   EXPECT_EQ(textOf(program("(sleep 300) & echo fatal: early; exit 128")), "fatal: early");
   EXPECT_THAT(textOf(program("read answer </dev/tty || exit 5")), HasSubstr("/dev/tty"));
   EXPECT_EQ(textOf(program("kill -9 $$")), "Git was ended by signal 9.");
@@ -350,6 +379,15 @@ TEST_F(GitSyncTest, LeavesGitForICloudDriveOrStaysWhole) {
   fs::create_directory(drive.documents());
   EXPECT_EQ(drive.moveOut(moved), folder.at("home/Documents/A"));
   EXPECT_FALSE(drive.contains(drive.documents() + "/A"));
+
+  folder.write("../home/Library/Mobile Documents/V/Note.md", "");
+  const GitSync kept(folder.at("../home/Library/Mobile Documents/V"));
+  for (const auto& step : {std::function([&] { kept.connect("/x"); }), std::function([&] { kept.sync(); })}) {
+    std::string text;
+    EXPECT_EQ(refusal(step, &text), Kind::failed);
+    EXPECT_THAT(text, StartsWith("This vault is in iCloud Drive. Use one at a time."));
+    git("../home/Library/Mobile Documents/V", "init -q");
+  }
 }
 
 }  // namespace

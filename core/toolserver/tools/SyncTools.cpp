@@ -50,8 +50,6 @@ PlannedChange syncNow(ToolContext& context, const ToolArguments&) {
   const GitSync sync(context.vault().root());
   if (!sync.isRepository() || !sync.remote())
     throw ToolError("This vault isn't connected to a repository. That's set up in Vesk.");
-  if (ICloudDrive(environment::home()).contains(context.vault().root()))
-    throw ToolError("Use one at a time. iCloud can damage a Git repository while syncing it.");
   PlannedChange change{.title = "Sync the vault"};
   change.carryOut = [&context, sync] {
     const SyncResult done = sync.sync();
