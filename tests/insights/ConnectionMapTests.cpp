@@ -58,7 +58,8 @@ std::vector<std::string> plainConnections(const MadeVault& vault) {
     return std::ranges::count_if(vault.snapshot.notes, [&](const NoteRef& note) {
       return isIn(note, from) && std::ranges::any_of(note->links, [&](std::string_view link) {
                const auto meant = [&](const NoteRef& other) {
-                 return text::key("/" + other->id.substr(0, other->id.size() - 3)).ends_with(text::key("/" + std::string(link)));
+                 return text::key("/" + other->id.substr(0, other->id.size() - 3))
+                     .ends_with(text::key("/" + std::string(link)));
                };
                return std::ranges::count_if(vault.snapshot.notes, meant) == 1 &&
                       isIn(*std::ranges::find_if(vault.snapshot.notes, meant), to);
