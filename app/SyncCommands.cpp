@@ -42,48 +42,64 @@ bool isInICloud(const GitSync& sync) { return ICloudDrive(environment::home()).c
 
 // ---- What goes wrong
 
-// The paths of the files that git could not bring together.
-std::vector<std::string> conflictingFiles(const GitSync& sync) {
+// A file that git could not bring together.
+struct ConflictingFile {
+  std::string path = {};
+  bool isDeleted = false;  // on one side; then the file is the other's, without marks
+};
+
+// From the records "u XY …" of git-status(1), "Porcelain Format Version 2"; the path is their eleventh field.
+std::vector<ConflictingFile> conflictingFiles(const GitSync& sync) {
   const GitCommand git(sync.root(), {});
-  const std::string names = git.run({"diff", "--name-only", "--diff-filter=U", "-z"});
-  std::vector<std::string> paths;
-  for (const std::string_view name : text::split(names, '\0'))
-    if (!name.empty()) paths.emplace_back(name);
-  return paths;
+  const std::string records = git.run({"--no-optional-locks", "status", "--porcelain=v2", "-z"});
+  std::vector<ConflictingFile> files;
+  for (const std::string_view record : text::split(records, '\0')) {
+    if (!record.starts_with("u ")) continue;
+    std::size_t path = 0;
+    for (int field = 0; field < 10; ++field) path = record.find(' ', path) + 1;
+    files.push_back({std::string(record.substr(path)), record.substr(2, 2).find('D') != std::string_view::npos});
+  }
+  return files;
 }
 
 // "a rebase", "a git am"
 std::string named(const std::string& operation) { return (operation == "am" ? "a git " : "a ") + operation; }
 
 // The notes that hold both sides, and how to bring these together.
-std::string adviceForConflict(const std::vector<std::string>& files, const std::string& unfinished) {
+std::string adviceForConflict(const std::vector<ConflictingFile>& files, const std::string& unfinished,
+                              const std::string& git) {
   std::string text;
-  for (const std::string& path : files) text += fmt::format("  {}\n", safe(path));
-  text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them, then:\n  git add -A\n";
-  if (unfinished.empty()) return text + "  git commit\n";
-  text += fmt::format("  git {} --continue\n", unfinished);
+  for (const ConflictingFile& file : files)
+    text += fmt::format("  {}{}\n", safe(file.path),
+                        file.isDeleted ? " (deleted on one side, changed on the other: keep it or remove it)" : "");
+  if (!std::ranges::all_of(files, &ConflictingFile::isDeleted))
+    text += "Between <<<<<<< and >>>>>>> stand both sides. Keep what you want of them.\n";
+  text += "Then:\n  git add -A\n";
+  if (unfinished.empty()) return text + fmt::format("  {} commit\n", git);
+  text += fmt::format("  {} {} --continue\n", git, unfinished);
   return text +
          fmt::format("Or go back to how it was, without all that was written since:\n  git {} --abort\n", unfinished);
 }
 
 // Nothing waits for the user: the operation is one of the user's own, or a sync was stopped halfway. Going back must
 // not take with it what was written since.
-std::string adviceForUnfinished(const GitStatus& status) {
+std::string adviceForUnfinished(const GitStatus& status, const std::string& git) {
   std::string text = fmt::format("{} is unfinished. ", named(status.unfinished));
   if (status.unfinished != "rebase")
-    return text + fmt::format("To complete it:\n  git {} --continue\n", status.unfinished);
+    return text + fmt::format("To complete it:\n  {} {} --continue\n", git, status.unfinished);
   const bool hasChanges = status.pendingChanges > 0;
   text += "If a sync was stopped halfway, go back to how it was, then sync again:\n";
   if (hasChanges) text += "  git stash -u\n";
   text += "  git rebase --abort\n";
   if (hasChanges) text += "  git stash pop\n";
-  return text + "If the rebase is your own, complete it:\n  git rebase --continue\n";
+  return text + fmt::format("If the rebase is your own, complete it:\n  {} rebase --continue\n", git);
 }
 
 void explainConflict(const GitSync& sync) {
   const GitStatus status = sync.status();
-  const std::string advice =
-      status.hasConflicts ? adviceForConflict(conflictingFiles(sync), status.unfinished) : adviceForUnfinished(status);
+  const std::string git = sync.commandForCommits();
+  const std::string advice = status.hasConflicts ? adviceForConflict(conflictingFiles(sync), status.unfinished, git)
+                                                 : adviceForUnfinished(status, git);
   fmt::print(stderr, "In {}\n{}", safe(sync.root()), advice);
 }
 
@@ -109,8 +125,8 @@ void requireRelated(const GitSync& sync, const std::string& address) {
   if (sync.isUnrelatedTo(address))
     throw Error(
         fmt::format("{0} has content of its own already. Nothing was changed so far. To bring it and this vault "
-                    "together, use vesk sync connect {0} --merge.",
-                    address));
+                    "together, use vesk sync connect '{0}' --merge.",
+                    text::trimSpaces(address)));
 }
 
 void run(const GitSync& sync, std::string_view remote, bool allowUnrelated = false) {
@@ -124,7 +140,7 @@ void connect(const std::string& address, bool merge) {
   attempt(sync, [&] {
     if (!merge) requireRelated(sync, address);
     sync.connect(address);
-    run(sync, address, merge);
+    run(sync, remoteAddress::withoutCredentials(text::trimSpaces(address)), merge);
   });
 }
 
@@ -132,6 +148,7 @@ void syncNow() {
   const GitSync sync = currentSync();
   attempt(sync, [&] {
     const auto remote = sync.remote();
+    if (!remote) sync.status();  // throws what a git that fails says
     if (!remote) throw Error("This vault isn't connected to a repository. Do that with vesk sync connect.");
     run(sync, remoteAddress::withoutCredentials(*remote));
   });

@@ -20,19 +20,27 @@ constexpr std::size_t keptErrors = 1 << 20;
 constexpr std::size_t longestText = 8 << 10;  // of what an error shows
 
 // The keys of assistants are none of git's business, nor of its hooks'. By GPG_TTY, a program that was started long ago
-// would ask on this process's terminal.
-constexpr std::array<std::string_view, 4> withheld = {"ANTHROPIC_API_KEY", "ANTHROPIC_AUTH_TOKEN", "OPENAI_API_KEY",
-                                                      "GPG_TTY"};
+// would ask on this process's terminal. SSH_ASKPASS is for what the user starts: git would open its window for any
+// login.
+constexpr std::array<std::string_view, 5> withheld = {"ANTHROPIC_API_KEY", "ANTHROPIC_AUTH_TOKEN", "OPENAI_API_KEY",
+                                                      "GPG_TTY", "SSH_ASKPASS"};
+
+// Of git's own variables, those by which the user logs in. Others may lead it to another repository.
+bool isLogin(std::string_view variable) {
+  constexpr std::array<std::string_view, 5> beginnings = {"GIT_SSH", "GIT_SSL_", "GIT_HTTP_", "GIT_PROXY_",
+                                                          "GIT_ASKPASS"};
+  return std::ranges::any_of(beginnings, [&](std::string_view beginning) { return variable.starts_with(beginning); });
+}
 
 ProcessEnvironment gitEnvironment(std::string_view root) {
   ProcessEnvironment variables = ownEnvironment();
   std::erase_if(variables, [](const auto& variable) {
-    return variable.first.starts_with("GIT_") || std::ranges::count(withheld, variable.first) > 0;
+    return (variable.first.starts_with("GIT_") && !isLogin(variable.first)) ||
+           std::ranges::count(withheld, variable.first) > 0;
   });
   variables["PATH"] = "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin";
   variables["LC_ALL"] = "C";
   variables["GIT_TERMINAL_PROMPT"] = "0";
-  variables["GIT_ASKPASS"] = "";  // nor in a window: set, it holds off core.askPass and SSH_ASKPASS
   // Where the folder is no repository after all, one around it isn't meant.
   variables["GIT_CEILING_DIRECTORIES"] = root.rfind('/') == 0 ? "/" : parentPath(root);
   return variables;

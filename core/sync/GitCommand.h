@@ -22,7 +22,9 @@ class GitCommand {
   GitCommand(std::string root, GitProgram program);
 
   // Has ssh fail where it would ask for a password. The user's own core.sshCommand no longer counts then.
-  void keepSshFromAsking() { environment_["GIT_SSH_COMMAND"] = "ssh -oBatchMode=yes"; }
+  void keepSshFromAsking() {
+    if (!environment_.contains("GIT_SSH")) environment_.try_emplace("GIT_SSH_COMMAND", "ssh -oBatchMode=yes");
+  }
 
   // Whether git ends with this process. Stopped while it changes the vault, it would leave it half changed.
   enum class Interruption { allowed, prevented };

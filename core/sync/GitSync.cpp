@@ -5,6 +5,7 @@
 #include <charconv>
 #include <filesystem>
 #include <initializer_list>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -75,6 +76,13 @@ bool hasConflicts(const GitCommand& git) {
   return !unmerged.output.empty();
 }
 
+// A rebase goes on when the sync that began it is stopped.
+bool isStillRebasing(const fs::path& repository) {
+  std::error_code none;
+  const auto changed = fs::last_write_time(repository / "rebase-merge", none);
+  return !none && std::chrono::abs(fs::file_time_type::clock::now() - changed) < std::chrono::seconds(10);
+}
+
 // Throws unless the repository is in a state in which all that is in the vault may be committed.
 void requireReady(const GitCommand& git, const fs::path& repository) {
   for (const char* name : {"index.lock", "HEAD.lock"})  // first, as nothing else can be mended before
@@ -83,7 +91,10 @@ void requireReady(const GitCommand& git, const fs::path& repository) {
           fmt::format("Another Git command is at work in this vault, or one was stopped halfway. When none is running, "
                       "remove {} and sync again.",
                       lock.string()));
-  if (!unfinishedOperation(repository).empty() || hasConflicts(git)) throw GitError::conflict();
+  if (hasConflicts(git)) throw GitError::conflict();
+  if (isStillRebasing(repository))
+    throw GitError::failed("Git is still at work on a sync that was stopped. Sync again in a moment.");
+  if (!unfinishedOperation(repository).empty()) throw GitError::conflict();
 }
 
 // The full name, "refs/heads/main": as a short one, it could be taken for a tag's.
@@ -95,7 +106,11 @@ std::string currentBranch(const GitCommand& git) {
   return trimmed(head.output);
 }
 
-bool hasCommits(const GitCommand& git) { return git.result({"rev-parse", "--verify", "--quiet", "HEAD"}).succeeded(); }
+bool hasCommits(const GitCommand& git) {
+  const ProcessResult head = git.result({"rev-parse", "--verify", "--quiet", "HEAD"});
+  if (!head.succeeded() && head.exit.code != 1) throw git.failure(head);
+  return head.succeeded();
+}
 
 // Holds off other syncs of the vault.
 FileLock lockRepository(const fs::path& repository) {
@@ -202,18 +217,37 @@ bool isAncestor(const GitCommand& git, const char* commit, const char* of) {
   return git.result({"merge-base", "--is-ancestor", commit, of}).succeeded();
 }
 
+// What is in the place of a file that is to be written: something of its name, or a file of a folder's name. "" when
+// nothing is.
+std::string_view inTheWay(const fs::path& root, std::string_view path) {
+  std::error_code unknown;
+  for (std::size_t slash = path.find('/'); slash != std::string_view::npos; slash = path.find('/', slash + 1)) {
+    const std::string_view folder = path.substr(0, slash);
+    const fs::file_status found = fs::symlink_status(root / folder, unknown);
+    if (!fs::exists(found)) return {};
+    if (!fs::is_directory(found)) return folder;
+  }
+  return isThere(root / path) ? path : std::string_view();
+}
+
 // All that git doesn't ignore is committed by now. What it ignores it would write over without a word.
 void requireNothingHidden(const GitCommand& git, const std::string& root) {
   constexpr const char* emptyTree = "4b825dc642cb6eb9a060e54bf8d69288fbee4904";
   const char* ours = hasCommits(git) ? "HEAD" : emptyTree;
-  const std::string added =
-      git.run({"diff", "--name-only", "-z", "--no-renames", "--diff-filter=A", ours, "FETCH_HEAD"});
-  for (const std::string_view path : text::split(added, '\0'))
-    if (!path.empty() && isThere(fs::path(root) / path))
+  const std::string changed =
+      git.run({"diff", "--name-status", "-z", "--no-renames", "--diff-filter=AD", ours, "FETCH_HEAD"});
+  const auto fields = text::split(changed, '\0');  // "A" or "D", then the path
+  std::set<std::string_view> removed;
+  for (std::size_t i = 0; i + 1 < fields.size(); i += 2)
+    if (fields[i] == "D") removed.insert(fields[i + 1]);
+  for (std::size_t i = 0; i + 1 < fields.size(); i += 2) {
+    if (fields[i] != "A") continue;
+    if (const auto hidden = inTheWay(root, fields[i + 1]); !hidden.empty() && !removed.contains(hidden))
       throw GitError::failed(
-          fmt::format("The repository holds {}, which Git ignores in this vault, so the file here "
-                      "would be lost. Move it out of the way, then sync again.",
-                      path));
+          fmt::format("The repository holds {}, and here Git ignores {}, which would be lost. Move it out of the way, "
+                      "then sync again.",
+                      fields[i + 1], hidden));
+  }
 }
 
 // The command that brings in what was fetched. A merge that was made by hand is kept as one: a rebase would undo what
@@ -230,16 +264,30 @@ Arguments bringIn(const GitCommand& git, bool allowUnrelated) {
   return {"rebase", "-q", "--no-fork-point", "FETCH_HEAD"};
 }
 
-void pull(const GitCommand& git, const std::string& root, const Arguments& as, const std::string& branch,
-          bool allowUnrelated) {
+void pull(const GitCommand& git, const std::string& root, const fs::path& repository, const Arguments& as,
+          const std::string& branch, bool allowUnrelated) {
   git.run({"fetch", "-q", "origin", branch});
   if (hasCommits(git) && isAncestor(git, "FETCH_HEAD", "HEAD")) return;
   requireNothingHidden(git, root);
   const Arguments bringing = joined({as, bringIn(git, allowUnrelated)});
   const ProcessResult brought = git.result(bringing, GitCommand::Interruption::prevented);
   if (brought.succeeded()) return;
-  if (!brought.timedOut && hasConflicts(git)) throw GitError::conflict();
+  // With both sides brought together by git's own memory ("rerere"), it stops all the same.
+  if (!brought.timedOut && (hasConflicts(git) || !unfinishedOperation(repository).empty())) throw GitError::conflict();
   throw git.failure(brought);
+}
+
+// The vault would be pushed beside what the repository holds, and never see it.
+void requireNoOtherBranch(const GitCommand& git, const std::string& address, std::string_view branch) {
+  constexpr std::string_view heads = "refs/heads/";
+  const std::string listed = git.run({"ls-remote", "--heads", address});  // "<hash>\trefs/heads/master\n"
+  const std::size_t found = listed.find(heads);
+  if (found == std::string::npos) return;
+  const std::string_view other = std::string_view(listed).substr(found + heads.size());
+  throw GitError::failed(
+      fmt::format("The repository has no branch {0}, which this vault would sync with, but one named {1}. Rename that "
+                  "one, or the vault's own with git branch -m.",
+                  branch.substr(heads.size()), other.substr(0, other.find('\n'))));
 }
 
 }  // namespace
@@ -323,10 +371,17 @@ bool GitSync::isUnrelatedTo(std::string_view remote) const {
   GitCommand git = this->git();
   const std::string branch = isRepository() ? currentBranch(git) : "refs/heads/main";
   if (readSettings(git).sshCommand.empty()) git.keepSshFromAsking();
-  if (git.run({"ls-remote", "--heads", address, branch}).empty()) return false;
+  if (git.run({"ls-remote", "--heads", address, branch}).empty()) {
+    requireNoOtherBranch(git, address, branch);
+    return false;
+  }
   if (!isRepository() || !hasCommits(git)) return true;
   git.run({"fetch", "-q", address, branch});
   return git.result({"merge-base", "HEAD", "FETCH_HEAD"}).exit.code == 1;
+}
+
+std::string GitSync::commandForCommits() const {
+  return text::join(joined({{"git"}, identity(readSettings(git()))}), " ");
 }
 
 SyncResult GitSync::sync(bool allowUnrelated) const {
@@ -343,9 +398,11 @@ SyncResult GitSync::sync(bool allowUnrelated) const {
 
   SyncResult done{.committed = commitAll(git, as)};
   done.pulled = !git.run({"ls-remote", "--heads", "origin", branch}).empty();
-  if (done.pulled) pull(git, root_, as, branch, allowUnrelated);
+  if (done.pulled) pull(git, root_, repository, as, branch, allowUnrelated);
   const bool hasNothingYet = done.committed == 0 && !done.pulled && !hasCommits(git);
-  if (!hasNothingYet) git.run({"push", "-u", "origin", "HEAD"});
+  if (hasNothingYet) return done;
+  git.run({"push", "-u", "origin", "HEAD"});
+  done.pushed = true;
   return done;
 }
 

@@ -35,6 +35,7 @@ struct GitStatus {
 struct SyncResult {
   std::size_t committed = 0;  // changed files
   bool pulled = false;        // false when the remote did not have the branch yet
+  bool pushed = false;        // false when there is no commit yet
   bool operator==(const SyncResult&) const = default;
 };
 
@@ -59,14 +60,18 @@ class GitSync {
   // How many files and new folders would be committed; 0 when git can't tell.
   std::size_t pendingChanges() const;
 
-  // The last commits, the newest first; none when git can't tell.
+  // The last commits, the newest first.
   std::vector<GitCommit> history(std::size_t limit) const;
 
   // Reads only.
   GitStatus status() const;
 
+  // "git", as the user has to type it before what commits: with a name where git knows none of the user's.
+  std::string commandForCommits() const;
+
   // Asks a remote whether it has content that shares no history with the vault: then the first sync with it is to be
-  // one that allows this. Changes nothing. Throws what connect() would.
+  // one that allows this. Changes nothing. Throws what connect() would, and GitError::failed when all it has stands in
+  // branches of other names.
   bool isUnrelatedTo(std::string_view remote) const;
 
   // Makes the vault a repository if it is none, and `remote` its origin. GitError::unsafeRemote unless isSafe(remote),

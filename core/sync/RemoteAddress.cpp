@@ -40,8 +40,12 @@ std::string wordWithoutCredentials(std::string_view word) {
   const std::size_t at = word.rfind('@');
   const std::size_t user = slashes + 2;
   const bool hasUser = slashes != std::string_view::npos && at != std::string_view::npos && user <= at;
-  if (!hasUser || !isSecret(word.substr(user, at - user))) return std::string(word);
-  return std::string(word.substr(0, user)).append("…").append(word.substr(at));
+  std::string shown(word);
+  if (hasUser && isSecret(word.substr(user, at - user)))
+    shown = std::string(word.substr(0, user)).append("…").append(word.substr(at));
+  // A token may also stand behind the path.
+  const std::size_t question = slashes == std::string_view::npos ? slashes : shown.find('?', slashes);
+  return question == std::string::npos ? shown : shown.substr(0, question + 1) + "…";
 }
 
 }  // namespace

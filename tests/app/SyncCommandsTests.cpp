@@ -65,7 +65,7 @@ TEST_F(SyncCommands, ConnectSyncAndTurnOff) {
 
 TEST_F(SyncCommands, BringTwoVaultsTogetherOnlyWhenAsked) {
   sync("A", {"connect", origin});
-  EXPECT_THAT(sync("B", {"connect", origin}).errors, HasSubstr("use vesk sync connect " + origin + " --merge."));
+  EXPECT_THAT(sync("B", {"connect", origin}).errors, HasSubstr("use vesk sync connect '" + origin + "' --merge."));
   EXPECT_FALSE(folder.has("B/.git"));
   shell("cd B && git init -q -b main && git add -A && git commit -qm own");
   EXPECT_THAT(sync("B", {"connect", origin}).errors, HasSubstr(" --merge."));
@@ -75,6 +75,9 @@ TEST_F(SyncCommands, BringTwoVaultsTogetherOnlyWhenAsked) {
   EXPECT_EQ(sync("A", {"now"}).exitStatus, 0);
   EXPECT_EQ(folder.read("A/Other.md"), "from B\n");
   EXPECT_EQ(sync("B", {"connect", "file://" + origin}).exitStatus, 0) << "they are related now";
+  shell("git -C origin.git branch -q -m main master && rm -rf A/.git");
+  EXPECT_THAT(sync("A", {"connect", origin}).errors,
+              HasSubstr("has no branch main, which this vault would sync with, but one named master."));
 }
 
 TEST_F(SyncCommands, SayHowAConflictIsResolved) {
@@ -93,6 +96,14 @@ TEST_F(SyncCommands, SayHowAConflictIsResolved) {
   EXPECT_EQ(sync("B", {"now"}).exitStatus, 0);
   sync("A", {"now"});
   EXPECT_EQ(folder.read("A/Plan.md"), "both\n");
+
+  // Deleted on one side, and nobody is known to git.
+  shell("rm A/Plan.md"), sync("A", {"now"});
+  folder.write("B/Plan.md", "more\n");
+  folder.write("../home/.gitconfig", "");
+  EXPECT_THAT(sync("B", {"now"}).errors,
+              AllOf(HasSubstr("\n  Plan.md (deleted on one side, changed on the other: keep it or remove it)\nThen:"),
+                    HasSubstr("  git -c user.name=Vesk -c user.email=vesk@localhost rebase --continue\n")));
 }
 
 }  // namespace

@@ -84,8 +84,8 @@ TEST_F(GitSyncTest, CommitsPullsAndPushes) {
   EXPECT_EQ(a.remote(), folder.at("origin.git"));
   EXPECT_EQ(folder.read("A/.gitignore"), ".DS_Store\n.trash/\n.obsidian/workspace*\n");
   EXPECT_TRUE(a.history(5).empty());
-  EXPECT_EQ(a.sync(), (SyncResult{.committed = 1})) << "the remote is empty";
-  EXPECT_EQ(a.sync(), (SyncResult{.pulled = true}));
+  EXPECT_EQ(a.sync(), (SyncResult{.committed = 1, .pushed = true})) << "the remote is empty";
+  EXPECT_EQ(a.sync(), (SyncResult{.pulled = true, .pushed = true}));
   EXPECT_EQ(git("A", "rev-parse --abbrev-ref '@{u}'"), "origin/main\n");
 
   // As git writes them in its lists, these names are quoted or look like options.
@@ -95,7 +95,7 @@ TEST_F(GitSyncTest, CommitsPullsAndPushes) {
   folder.write("A/New/1.md", ""), folder.write("A/New/2.md", "");
   git("A", "mv .gitignore moved");
   EXPECT_EQ(a.pendingChanges(), 6u);
-  EXPECT_EQ(a.sync(), (SyncResult{.committed = 7, .pulled = true}));
+  EXPECT_EQ(a.sync(), (SyncResult{.committed = 7, .pulled = true, .pushed = true}));
   const auto commits = a.history(10);
   ASSERT_EQ(commits.size(), 2u);
   EXPECT_EQ(commits[0].message, "Update 7 notes");
@@ -136,7 +136,7 @@ TEST_F(GitSyncTest, KeepsBothSidesOfAConflict) {
 
   folder.write("C/Plan.md", "both\n");
   git("C", "add -A"), git("C", "-c core.editor=true rebase --continue");
-  EXPECT_EQ(vault("C").sync(), (SyncResult{.pulled = true}));
+  EXPECT_EQ(vault("C").sync(), (SyncResult{.pulled = true, .pushed = true}));
   a.sync();
   EXPECT_EQ(folder.read("A/Plan.md"), "both\n");
 }
@@ -168,7 +168,7 @@ TEST_F(GitSyncTest, KeepsEveryNote) {
   EXPECT_EQ(folder.read("A/merged.md") + folder.read("A/a.md") + folder.read("A/b.md"), "mergedab again");
 
   // What Git ignores here, and the repository holds.
-  folder.write("A/.gitignore", "Private/\n");
+  folder.write("A/.gitignore", "Private\n");
   a.sync();
   b.sync();
   folder.write("B/.gitignore", "");
@@ -177,8 +177,13 @@ TEST_F(GitSyncTest, KeepsEveryNote) {
   folder.write("A/Private/d.md", "mine");
   std::string text;
   EXPECT_EQ(refusal([&] { a.sync(); }, &text), Kind::failed);
-  EXPECT_THAT(text, StartsWith("The repository holds Private/d.md, which Git ignores in this vault"));
+  EXPECT_THAT(text,
+              StartsWith("The repository holds Private/d.md, and here Git ignores Private/d.md, which would be lost."));
   EXPECT_EQ(folder.read("A/Private/d.md"), "mine");
+  fs::remove_all(folder.at("A/Private"));
+  folder.write("A/Private", "mine");
+  EXPECT_EQ(refusal([&] { a.sync(); }, &text), Kind::failed);
+  EXPECT_THAT(text, HasSubstr("here Git ignores Private, which"));
 }
 
 // Git takes in no more of a repository within the vault than the name of its last commit.
@@ -202,7 +207,7 @@ TEST_F(GitSyncTest, LeavesNoFolderOutUnsaid) {
 
   // A submodule is committed by hand.
   git("A", "-c protocol.file.allow=always submodule add -q ../origin.git Sub && git commit -qm Sub");
-  EXPECT_EQ(a.sync(), (SyncResult{.pulled = true}));
+  EXPECT_EQ(a.sync(), (SyncResult{.pulled = true, .pushed = true}));
 }
 
 TEST_F(GitSyncTest, MergesUnrelatedHistoriesWhenAllowedTo) {
@@ -213,13 +218,13 @@ TEST_F(GitSyncTest, MergesUnrelatedHistoriesWhenAllowedTo) {
   folder.write("B/.gitignore", ".DS_Store\n.trash/\n.obsidian/workspace*\n");
   const GitSync b = vault("B");
   b.connect(folder.at("origin.git"));
-  EXPECT_EQ(b.sync(true), (SyncResult{.committed = 2, .pulled = true}));
+  EXPECT_EQ(b.sync(true), (SyncResult{.committed = 2, .pulled = true, .pushed = true}));
   EXPECT_EQ(folder.read("B/Note.md"), "from A");
   EXPECT_EQ(git("B", "log -1 --format='%an <%ae>' Other.md"), "Vesk <vesk@localhost>\n");
   // The same when commits have to be made anew on top of others.
   folder.write("B/Other.md", "more"), folder.write("A/Note.md", "more");
   vault("A").sync();
-  EXPECT_EQ(b.sync(), (SyncResult{.committed = 1, .pulled = true}));
+  EXPECT_EQ(b.sync(), (SyncResult{.committed = 1, .pulled = true, .pushed = true}));
 }
 
 TEST_F(GitSyncTest, TouchesNothingWhileTheRepositoryIsNotReady) {
@@ -351,7 +356,7 @@ TEST_F(GitSyncTest, GivesUpARepositoryOfItsOwnOnly) {
   const GitSync a = connected("A");
   git("A", "worktree add -q ../W -b other");
   folder.write("W/More.md", "");
-  EXPECT_EQ(vault("W").sync(), (SyncResult{.committed = 1})) << "its .git is a file";
+  EXPECT_EQ(vault("W").sync(), (SyncResult{.committed = 1, .pushed = true})) << "its .git is a file";
   EXPECT_EQ(refusal([&] { vault("W").removeRepository(); }), Kind::failed);
   EXPECT_TRUE(folder.has("W/.git"));
 

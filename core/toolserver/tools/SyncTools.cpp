@@ -48,6 +48,7 @@ std::string syncStatus(ToolContext& context, const ToolArguments&) {
 
 PlannedChange syncNow(ToolContext& context, const ToolArguments&) {
   const GitSync sync(context.vault().root());
+  if (sync.isRepository() && !sync.remote()) sync.status();  // throws what a git that fails says
   if (!sync.isRepository() || !sync.remote())
     throw ToolError("This vault isn't connected to a repository. That's set up in Vesk.");
   PlannedChange change{.title = "Sync the vault"};
@@ -57,7 +58,7 @@ PlannedChange syncNow(ToolContext& context, const ToolArguments&) {
     Json result;
     result["committed"] = done.committed;
     result["pulled"] = done.pulled;
-    result["pushed"] = true;
+    result["pushed"] = done.pushed;
     return result.pretty();
   };
   return change;
