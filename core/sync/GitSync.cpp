@@ -264,14 +264,33 @@ Arguments bringIn(const GitCommand& git, bool allowUnrelated) {
   return {"rebase", "-q", "--no-fork-point", "FETCH_HEAD"};
 }
 
-void pull(const GitCommand& git, const std::string& root, const fs::path& repository, const Arguments& as,
-          const std::string& branch, bool allowUnrelated) {
+// Whether git may have given up because of what was written in the vault meanwhile: before it began, or when a rebase
+// had put what was fetched in place. At a commit it stops for the user to decide.
+bool isToGoOn(const ProcessResult& result, const GitCommand& git, const fs::path& repository) {
+  const bool hasStopped = isThere(repository / "MERGE_HEAD") || isThere(repository / "rebase-merge/stopped-sha");
+  return !result.succeeded() && !result.timedOut && !hasStopped && !hasConflicts(git);
+}
+
+// Returns how many files were committed that were written meanwhile.
+std::size_t pull(const GitCommand& git, const std::string& root, const fs::path& repository, const Arguments& as,
+                 const std::string& branch, bool allowUnrelated) {
   git.run({"fetch", "-q", "origin", branch});
-  if (hasCommits(git) && isAncestor(git, "FETCH_HEAD", "HEAD")) return;
+  if (hasCommits(git) && isAncestor(git, "FETCH_HEAD", "HEAD")) return 0;
   requireNothingHidden(git, root);
-  const Arguments bringing = joined({as, bringIn(git, allowUnrelated)});
-  const ProcessResult brought = git.result(bringing, GitCommand::Interruption::prevented);
-  if (brought.succeeded()) return;
+  const auto finish = [&](const Arguments& command) {
+    const FileLock held(root);  // git would write over what Vesk changes meanwhile
+    return git.result(joined({as, command}), GitCommand::Interruption::prevented);
+  };
+  const Arguments bringing = bringIn(git, allowUnrelated);
+  ProcessResult brought = finish(bringing);
+  std::size_t committed = 0;
+  for (int again = 0; again < 3 && isToGoOn(brought, git, repository); ++again) {
+    const std::size_t count = commitAll(git, as);
+    if (count == 0) break;
+    committed += count;
+    brought = finish(unfinishedOperation(repository).empty() ? bringing : Arguments{"rebase", "--continue"});
+  }
+  if (brought.succeeded()) return committed;
   // With both sides brought together by git's own memory ("rerere"), it stops all the same.
   if (!brought.timedOut && (hasConflicts(git) || !unfinishedOperation(repository).empty())) throw GitError::conflict();
   throw git.failure(brought);
@@ -398,7 +417,7 @@ SyncResult GitSync::sync(bool allowUnrelated) const {
 
   SyncResult done{.committed = commitAll(git, as)};
   done.pulled = !git.run({"ls-remote", "--heads", "origin", branch}).empty();
-  if (done.pulled) pull(git, root_, repository, as, branch, allowUnrelated);
+  if (done.pulled) done.committed += pull(git, root_, repository, as, branch, allowUnrelated);
   const bool hasNothingYet = done.committed == 0 && !done.pulled && !hasCommits(git);
   if (hasNothingYet) return done;
   git.run({"push", "-u", "origin", "HEAD"});

@@ -131,17 +131,16 @@ TEST(ChildProcess, EndsWithThisProcessUnlessItMustNot) {
     bool endsWithUs;
     const char* script;
   };
-  for (const Case& c : {Case{SIGKILL, true, "exec sleep 300"},
-                        {SIGTERM, true, "sleep 300 & sleep 300"},
-                        {SIGINT, true, "sleep 300"},
-                        {SIGTERM, false, "sleep 0.2"}}) {
+  for (const Case& c : {Case{SIGKILL, true, "echo >&9; exec sleep 300"},
+                        {SIGTERM, true, "sleep 300 & echo >&9; wait"},
+                        {SIGINT, true, "sleep 300 & echo >&9; wait"},
+                        {SIGTERM, false, "echo >&9; sleep 0.2"}}) {
     SCOPED_TRACE(c.script);
     const Leash leash;
     const pid_t starter = ::fork();
     if (starter == 0) {
       endProgramsOnSignals();
-      ProcessRequest request =
-          shell("exec 9>\"$1\"; echo >&9; " + std::string(c.script) + "; echo >\"$1.end\"", leash.path());
+      ProcessRequest request = shell("exec 9>\"$1\"; " + std::string(c.script) + "; echo >\"$1.end\"", leash.path());
       request.endsWithUs = c.endsWithUs;
       runProcess(request);
       ::_exit(0);

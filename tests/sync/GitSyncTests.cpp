@@ -141,6 +141,27 @@ TEST_F(GitSyncTest, KeepsBothSidesOfAConflict) {
   EXPECT_EQ(folder.read("A/Plan.md"), "both\n");
 }
 
+// A note that is written between the commit and the rebase, and one that is while the rebase goes on.
+TEST_F(GitSyncTest, TakesInWhatIsWrittenMeanwhile) {
+  const GitSync a = connected("A");
+  git("", "clone -q origin.git C");
+  folder.write("C/Note.md", "first\n");
+  vault("C").sync();
+  folder.write("A/a.md", "from A");
+  a.sync();
+
+  folder.write("C/c.md", "from C");
+  folder.write("C/.git/hooks/post-checkout", "#!/bin/sh\necho third >>.gitignore; rm \"$0\"");
+  fs::permissions(folder.at("C/.git/hooks/post-checkout"), fs::perms::owner_all);
+  const GitProgram written = program(
+      "case \"$*\" in *'rebase -q'*) [ -e \"$0.once\" ] || echo second >>\"$2/Note.md\"; "
+      ">\"$0.once\";; esac; exec git \"$@\"");
+  EXPECT_EQ(vault("C", written).sync().committed, 3u);
+  EXPECT_EQ(git("origin.git", "show main:Note.md main:a.md main:c.md"), "first\nsecond\nfrom Afrom C");
+  EXPECT_THAT(git("origin.git", "show main:.gitignore"), EndsWith("\nthird\n"));
+  EXPECT_EQ(git("C", "status -s"), "");
+}
+
 // Whatever became of the repository meanwhile, what stands in the vault stays.
 TEST_F(GitSyncTest, KeepsEveryNote) {
   const GitSync a = connected("A");
