@@ -37,6 +37,7 @@ void addDiagramsCommand(CLI::App& program);
 void addDiagramCommand(CLI::App& program);
 void addMeetingCommand(CLI::App& program);
 void addSyncCommand(CLI::App& program);
+void addMailCommand(CLI::App& program);
 void addAccessCommand(CLI::App& program);
 void addProposalsCommand(CLI::App& program);
 void addReviewCommand(CLI::App& program);
@@ -59,7 +60,7 @@ inline const CommandGroup commandGroups[] = {
      {addTasksCommand, addAddCommand, addDoingCommand, addDoneCommand, addTodoCommand, addTodayCommand, addWeekCommand,
       addBacklogCommand, addPlanCommand, addHoursCommand}},
     {"Diagrams", {addDiagramsCommand, addDiagramCommand}},
-    {"Meetings and sync", {addMeetingCommand, addSyncCommand}},
+    {"Mail, meetings and sync", {addMailCommand, addMeetingCommand, addSyncCommand}},
     {"Assistants",
      {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand}},
 };

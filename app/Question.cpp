@@ -1,6 +1,7 @@
 #include "app/Question.h"
 
 #include <cstdio>
+#include <termios.h>
 #include <unistd.h>
 
 #include "app/Terminal.h"
@@ -22,6 +23,18 @@ std::optional<std::string> ask(std::string_view question) {
     line += static_cast<char>(c);
   }
   return std::string(text::trimWhitespace(line));
+}
+
+std::optional<std::string> askSecret(std::string_view question) {
+  termios shown = {};
+  if (::tcgetattr(STDIN_FILENO, &shown) != 0) return ask(question);
+  termios hidden = shown;
+  hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  const auto answer = ask(question);
+  ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+  print("\n");
+  return answer;
 }
 
 bool isConfirmed(std::string_view question) {

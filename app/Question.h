@@ -12,6 +12,9 @@ bool canAsk();
 // Asks for a line, which is given back without white space around it; nullopt when the input ends.
 std::optional<std::string> ask(std::string_view question);
 
+// Likewise, without showing what is typed.
+std::optional<std::string> askSecret(std::string_view question);
+
 // Asks until it is answered with yes or no; false when the input ends.
 bool isConfirmed(std::string_view question);
 

@@ -9,6 +9,7 @@
 #include "core/toolserver/tools/DiagramTools.h"
 #include "core/toolserver/tools/FolderTools.h"
 #include "core/toolserver/tools/InsightTools.h"
+#include "core/toolserver/tools/MailTools.h"
 #include "core/toolserver/tools/MeetingTools.h"
 #include "core/toolserver/tools/NoteChangeTools.h"
 #include "core/toolserver/tools/NoteTools.h"
@@ -27,6 +28,9 @@ const std::vector<Tool>& tools() {
       listFoldersTool(),
       listTagsTool(),
       moveNoteTool(),
+      listEmailsTool(),
+      searchEmailsTool(),
+      readEmailTool(),
       createNoteTool(),
       createCollectionTool(),
       appendToNoteTool(),

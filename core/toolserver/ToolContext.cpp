@@ -93,8 +93,8 @@ Diagram::NewID ToolContext::newIDs() const {
   return [engine = std::mt19937_64(seed)]() mutable { return fmt::format("{:016x}", engine()); };
 }
 
-void ToolContext::recordRead(std::string_view title, const std::string& path) const {
-  recordQuietly({.kind = AIAction::Kind::read, .title = std::string(title), .noteID = path});
+void ToolContext::recordRead(std::string_view title, std::optional<std::string> path) const {
+  recordQuietly({.kind = AIAction::Kind::read, .title = std::string(title), .noteID = std::move(path)});
 }
 
 void ToolContext::recordSearch(std::string_view query, std::size_t results) const {

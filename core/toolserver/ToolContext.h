@@ -48,7 +48,7 @@ class ToolContext {
   const std::string& changeID() const { return changeID_; }
 
   // Notes in the log what was read or looked for; where the log can't be written, reading goes on.
-  void recordRead(std::string_view title, const std::string& path) const;
+  void recordRead(std::string_view title, std::optional<std::string> path = {}) const;
   void recordSearch(std::string_view query, std::size_t results) const;
 
   const Organization& organization();

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/Time.h"
+#include "core/mail/IMAPAnswers.h"
+#include "core/mail/IMAPDialogue.h"
+#include "core/mail/IMAPLimits.h"
+#include "core/mail/MailConnection.h"
+#include "core/mail/MailServer.h"
+
+namespace vesk {
+
+// Reads and changes a mail account over IMAP4rev1 (RFC 3501), one command after the other.
+//
+// start() comes first, and select() before what takes UIDs. Every call blocks until the server has answered, and throws
+// MailError: refused or wrongPassword when the server says no; after any other the connection is closed. One thread at
+// a time uses it; how another one cancels its calls is the connection's matter (see MailStream).
+class IMAPClient {
+ public:
+  explicit IMAPClient(std::unique_ptr<MailConnection> connection, const IMAPLimits& limits = {});
+
+  // Waits for the greeting, turns to TLS where `security` asks for it, logs in, and asks what the server can do.
+  // insecureServer when it can't do TLS, or others could read the password along.
+  void start(std::string_view username, std::string_view password, MailSecurity security);
+
+  // What the server can do, in upper case: "IDLE".
+  const std::set<std::string>& capabilities() const { return capabilities_; }
+
+  std::vector<IMAPFolder> folders();
+
+  IMAPSelection select(std::string_view path, bool readOnly = false);
+
+  // Of the messages that came on that day, in the server's time zone, or later.
+  std::vector<std::uint32_t> uids(Day since);
+  // `messageID` with its angle brackets, or a part of it.
+  std::vector<std::uint32_t> uids(std::string_view messageID);
+
+  // Of the messages that are still there. Many UIDs take several commands.
+  std::vector<IMAPMessage> flags(const std::vector<std::uint32_t>& uids);
+
+  // With their text, which isn't marked as read by that, or the first `limit` bytes of it. What is asked for at once
+  // has to fit IMAPLimits::answer.
+  std::vector<IMAPMessage> bodies(const std::vector<std::uint32_t>& uids, std::optional<std::size_t> limit = {});
+
+  // `flag` as in "\Seen".
+  void setFlag(const std::string& flag, bool on, const std::vector<std::uint32_t>& uids);
+
+  // On a server without MOVE and UIDPLUS, whatever else is marked as deleted in the folder goes as well.
+  void move(const std::vector<std::uint32_t>& uids, std::string_view target);
+
+  void append(std::string_view message, std::string_view folder, const std::vector<std::string>& flags);
+
+  // Waits for a change in the selected folder; on a server without IDLE, for two minutes at most. True when there was
+  // one.
+  bool idle(std::chrono::milliseconds time);
+
+  // Takes its leave and closes the connection.
+  void close() noexcept { dialogue_.close(); }
+
+ private:
+  void greet();
+  void upgrade();
+  void login(std::string_view username, std::string_view password);
+  IMAPCommand command(std::string_view text) { return dialogue_.command(text); }
+  std::vector<IMAPResponse> run(const IMAPCommand& command);
+  std::vector<IMAPMessage> fetch(const std::vector<std::uint32_t>& uids, std::string_view items);
+
+  IMAPDialogue dialogue_;
+  std::set<std::string> capabilities_;
+};
+
+}  // namespace vesk

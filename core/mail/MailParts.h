@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/mail/MailHeader.h"
+#include "core/mail/TransferEncoding.h"
+
+namespace vesk {
+
+// A part of a message that holds no others.
+struct MailPart {
+  enum class Kind { text, html, attachment };
+
+  Kind kind = Kind::text;
+  std::string type = {};     // in lower case: "text/plain"
+  std::string charset = {};  // as written; "" without one
+  std::string name = {};     // of the file; see MailAttachment
+  TransferEncoding encoding = TransferEncoding::none;
+  std::string_view body = {};  // in the message, encoded
+};
+
+// The parts of a message, in order. Multiparts are taken apart down to a depth of 100, and no more than 10,000 sections
+// are; what is deeper, or comes after them, is a part of plain text, and so is a multipart without sections.
+std::vector<MailPart> mailParts(std::string_view message, const MailHeader& header);
+
+}  // namespace vesk

@@ -1,0 +1,100 @@
+#include "core/mail/MailRows.h"
+
+#include <utility>
+
+#include "core/base/Text.h"
+#include "core/mail/MIME.h"
+#include "core/mail/MailJson.h"
+
+namespace vesk::mailRows {
+
+namespace {
+
+constexpr std::size_t snippetLength = 200;  // characters
+
+// Made from the beginning, where that is enough: a text may be long.
+std::string snippetOf(std::string_view body) {
+  for (std::size_t enough = 400;; enough *= 4) {  // bytes
+    const std::size_t end = body.find_first_of(" \n", enough);
+    std::string snippet = MIME::snippet(body.substr(0, end), snippetLength);
+    // Most characters are one unit of UTF-16; those that are more are counted the slow way.
+    const std::size_t units = text::unitCount(snippet);
+    if (end == std::string_view::npos || units == snippetLength) return snippet;
+    if (units > snippetLength && text::characterCount(snippet) == snippetLength) return snippet;
+  }
+}
+
+}  // namespace
+
+StorableText::StorableText(const std::string& text) : text_(text) {
+  const bool hasNul = text.find('\0') != std::string::npos;
+  if (!hasNul && text::isValidUtf8(text)) return;
+  repaired_ = text::wellFormed(text);
+  if (!hasNul) return;
+  const auto pieces = text::split(*repaired_, '\0');
+  repaired_ = text::join({pieces.begin(), pieces.end()}, "\uFFFD");
+}
+
+MailSummary summary(const MailDatabase::Rows& row) {
+  return {.id = row.integer(0),
+          .accountID = row.text(1),
+          .folder = row.text(2),
+          .uid = static_cast<std::uint32_t>(row.integer(3)),
+          .messageID = row.text(4),
+          .subject = row.text(5),
+          .from = {.name = row.text(6), .address = row.text(7)},
+          .date = mailMoment(row.real(8)),
+          .snippet = row.text(9),
+          .isRead = row.boolean(10),
+          .isFlagged = row.boolean(11),
+          .hasAttachments = row.boolean(12)};
+}
+
+std::vector<MailSummary> summaries(MailDatabase::Rows rows) {
+  std::vector<MailSummary> found;
+  while (rows.next()) found.push_back(summary(rows));
+  return found;
+}
+
+MailDetail detail(const MailDatabase::Rows& row, std::size_t& skipped) {
+  MailRecipients recipients = decoded(row.text(13), mailRecipientsFrom, skipped).value_or(MailRecipients());
+  return {.summary = summary(row),
+          .to = std::move(recipients.to),
+          .cc = std::move(recipients.cc),
+          .replyTo = std::move(recipients.replyTo),
+          .text = row.text(14),
+          .html = row.text(15),
+          .attachments = decoded(row.text(16), mailAttachmentsFrom, skipped).value_or(std::vector<MailAttachment>()),
+          .inReplyTo = row.text(17),
+          .references = row.text(18)};
+}
+
+bool insert(MailDatabase& database, const MailRecord& record, std::string_view accountID, std::string_view path) {
+  const ParsedMail& mail = record.mail;
+  const MailAddress from = mail.from.value_or(MailAddress());
+  const StorableText subject(mail.subject);
+  const StorableText name(from.name);
+  const StorableText address(from.address);
+  const StorableText plain(mail.text);
+  const StorableText html(mail.html);
+  // What is read of it: its plain text, or what it shows when it is in HTML alone.
+  const bool isPlain = html.text().empty() || !text::trimWhitespace(plain.text()).empty();
+  const std::string shown = isPlain ? std::string() : MIME::visibleTextOfHTML(html.text()).text;
+  const std::string& body = isPlain ? plain.text() : shown;
+  const auto id = database.integer(
+      "INSERT OR IGNORE INTO messages (account, folder, uid, message_id, subject, from_name, from_address, date, "
+      "snippet, is_read, is_flagged, has_attachments, recipients, text, html, attachments, in_reply_to, refs) "
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING id",
+      accountID, path, record.uid, StorableText(mail.messageID).text(), subject.text(), name.text(), address.text(),
+      mailSeconds(mail.date.value_or(distantPast)), snippetOf(body), record.isRead, record.isFlagged,
+      !mail.attachments.empty(),
+      toJson(MailRecipients{.to = mail.to, .cc = mail.cc, .replyTo = mail.replyTo}).compact(), plain.text(),
+      html.text(), toJson(mail.attachments).compact(), StorableText(mail.inReplyTo).text(),
+      StorableText(mail.references).text());
+  if (!id) return false;
+  database.run("INSERT INTO message_search (rowid, subject, sender, body) VALUES (?, ?, ?, ?)", *id, subject.text(),
+               fmt::format("{} {}", name.text(), address.text()), body);
+  return true;
+}
+
+}  // namespace vesk::mailRows

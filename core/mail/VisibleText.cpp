@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <cstddef>
+
+#include "core/base/Text.h"
+#include "core/base/Unicode.h"
+#include "core/mail/HiddenHtml.h"
+#include "core/mail/HtmlText.h"
+#include "core/mail/MIME.h"
+
+namespace vesk::MIME {
+
+namespace {
+
+bool isJoiner(char32_t c) { return c == 0x200C || c == 0x200D; }
+bool isSoftHyphen(char32_t c) { return c == 0xAD; }
+bool isTag(char32_t c) { return c >= 0xE0000 && c <= 0xE007F; }
+bool isVariationSelector(char32_t c) { return (c >= 0xFE00 && c <= 0xFE0F) || (c >= 0xE0100 && c <= 0xE01EF); }
+
+// What is there and shows nothing. The marks that set the direction of text are not among it.
+bool isUnseen(char32_t c) {
+  if (c < 0x80) return false;
+  const bool isFiller = c == 0x034F || c == 0x115F || c == 0x1160 || c == 0x3164 || c == 0xFFA0;
+  const bool isZeroWidth = c == 0x180E || c == 0x200B || (c >= 0x2060 && c <= 0x2064) || c == 0xFEFF;
+  return isFiller || isZeroWidth || isJoiner(c) || isSoftHyphen(c) || isTag(c) || isVariationSelector(c);
+}
+
+// The size of the flag at `at`: a black flag, the letters of a region as tags, and the last tag. 0 where there is none.
+std::size_t flagAt(std::string_view text, std::size_t at) {
+  constexpr std::string_view blackFlag = "\U0001F3F4";
+  constexpr std::string_view lastTag = "\U000E007F";
+  constexpr std::size_t mostLetters = 6;
+  if (!text.substr(at).starts_with(blackFlag)) return 0;
+  std::size_t end = at + blackFlag.size();
+  for (std::size_t letters = 0; letters <= mostLetters && end < text.size(); ++letters) {
+    if (text.substr(end).starts_with(lastTag)) return end + lastTag.size() - at;
+    const unicode::CodePoint c = unicode::decode(text, end);
+    if (!isTag(c.value)) return 0;
+    end += c.length;
+  }
+  return 0;
+}
+
+// What a joiner may stand beside: it shapes letters of some scripts, and makes one emoji of several.
+bool mayBeJoined(char32_t c) {
+  return c >= 0x80 && !unicode::isWhitespace(c) && (!isUnseen(c) || isVariationSelector(c));
+}
+
+// What a variation selector may follow.
+bool hasVariants(char32_t c, char32_t selector) {
+  if (selector >= 0xE0100) return c >= 0x3400 && unicode::isLetter(c);  // an ideograph
+  return (c >= 0x80 && !isUnseen(c)) || (c >= '0' && c <= '9') || c == '#' || c == '*';
+}
+
+class Seer {
+ public:
+  explicit Seer(std::string_view text) : text_(text) {}
+
+  VisibleText read() {
+    seen_.text.reserve(text_.size());
+    for (std::size_t at = 0; at < text_.size();) at += take(at);
+    return std::move(seen_);
+  }
+
+ private:
+  // Returns the bytes taken.
+  std::size_t take(std::size_t at) {
+    const std::size_t flag = flagAt(text_, at);
+    const unicode::CodePoint c = unicode::decode(text_, at);
+    const std::size_t length = std::max(flag, c.length);
+    if (flag > 0 || !isUnseen(c.value) || belongs(c.value, at + length)) {
+      seen_.text += text_.substr(at, length);
+    } else {
+      seen_.hidden += isSoftHyphen(c.value) ? 0 : 1;  // senders mean well by those
+    }
+    before_ = c.value;
+    return length;
+  }
+
+  // Whether what shows nothing by itself is a part of what stands around it.
+  bool belongs(char32_t c, std::size_t end) const {
+    if (isVariationSelector(c)) return hasVariants(before_, c);
+    if (!isJoiner(c) || end == text_.size()) return false;
+    return mayBeJoined(before_) && mayBeJoined(unicode::decode(text_, end).value);
+  }
+
+  std::string_view text_;
+  char32_t before_ = 0;
+  VisibleText seen_;
+};
+
+std::size_t charactersSeen(std::string_view text) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const unicode::CodePoint c = unicode::decode(text, at);
+    count += !unicode::isWhitespace(c.value) && !isUnseen(c.value);
+    at += c.length;
+  }
+  return count;
+}
+
+}  // namespace
+
+std::string plainText(std::string_view html) {
+  if (html.find('\r') == std::string_view::npos) return html::text(html::withoutBlocks(html));
+  return html::text(html::withoutBlocks(text::withLineBreaks(html, "\n")));
+}
+
+VisibleText visibleText(std::string_view text) {
+  if (text::isAscii(text)) return {.text = std::string(text)};
+  return Seer(text).read();
+}
+
+VisibleText visibleTextOfHTML(std::string_view html) {
+  const html::SplitDocument document = html::splitHidden(html::withoutBlocks(text::withLineBreaks(html, "\n")));
+  VisibleText seen = visibleText(html::text(document.seen));
+  seen.text = text::trimWhitespace(seen.text);
+  seen.hidden += charactersSeen(html::text(document.hidden));
+  return seen;
+}
+
+}  // namespace vesk::MIME

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "core/toolserver/Tool.h"
+
+namespace vesk {
+
+Tool listEmailsTool();
+Tool searchEmailsTool();
+Tool readEmailTool();
+
+}  // namespace vesk

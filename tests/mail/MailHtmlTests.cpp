@@ -1,0 +1,197 @@
+#include <chrono>
+
+#include "core/base/Text.h"
+#include "core/mail/MIME.h"
+#include "core/mail/MailCode.h"
+#include "tests/mail/MailTexts.h"
+
+namespace vesk {
+namespace {
+
+using namespace std::string_view_literals;
+using test::repeated;
+using test::replaced;
+
+std::string plainTextByPatterns(std::string text) {
+  text = replaced(text, R"((?is)<(style|script|head|title)\b.*?<\/\1\s*>)", "");
+  text = replaced(text, "(?is)<!--.*?-->", "");
+  text = replaced(text, R"((?i)<br\s*\/?>)", "\n");
+  text = replaced(text, R"((?i)<\/(p|div|tr|li|h[1-6])\s*>)", "\n");
+  text = replaced(text, "<[a-zA-Z/!?][^>]*>", "");
+  for (const auto& [entity, character] : {std::pair("&lt;", "<"), {"&nbsp;", "\u00A0"}, {"&#x41;", "A"}})
+    text = replaced(text, entity, character);
+  text = replaced(text, "[ \\t\u00A0]+", " ");
+  return std::string(text::trimWhitespace(replaced(text, "\\n{3,}", "\n\n")));
+}
+
+std::string snippetByPatterns(std::string text) {
+  if (test::firstMatch(text, R"((?i)<(table|div|td|tr|p|span|html|body|style|a)\b)")) text = plainTextByPatterns(text);
+  text = replaced(text, R"((?s)<\/?[a-zA-Z!][^>]{0,400}>)", "");
+  text = replaced(text, R"(<\/?[a-zA-Z][^>]*$)", "");
+  text = replaced(text, R"(\[([^\]]*)\]\((?:https?:|mailto:)[^)]*\)?)", "$1");
+  text = replaced(text, R"(<?(?:https?:\/\/|www\.)\S+>?)", "");
+  text = replaced(text, R"(\[\s*\]|\(\s*\))", "");
+  return text::collapseWhitespace(text);
+}
+
+TEST(MailHtml, AgreesWithItsPatternsOnRandomTexts) {
+  const auto pieces = text::split(
+      "<~<~</~>~>~/>~style~STYLE~script~head~title~styled~br~BR~p~P~div~h1~h7~li~tr~td~a ~b~!--~--~<!--~-->~<p>~</p>~"
+      "</style>~</Style >~<style>~<br/>~&lt;~&nbsp;~&#x41;~&bogus~\n~\n~\n\n~ ~ ~\t~\u00A0~\u2028~é~中~[~]~(~)~](~"
+      "http:~https://~www.~mailto:~http://x.y~\"~'~/~3~word",
+      '~');
+  std::mt19937 random(20261121);
+  for (int i = 0; i < 6000; ++i) {
+    const std::string text = test::randomText(random, pieces, 30);
+    SCOPED_TRACE(testing::PrintToString(text));
+    ASSERT_EQ(MIME::plainText(text), plainTextByPatterns(text));
+    if (text.find('&') == std::string::npos) {  // entities in what is no HTML are decoded, too
+      ASSERT_EQ(MIME::snippet(text, 1000), snippetByPatterns(text));
+    }
+  }
+  for (const std::size_t length : {398, 399, 400, 401, 402}) {
+    for (const std::string filler : {"x", "é", "<a"}) {
+      std::string text = "1 < <b";
+      for (std::size_t size = 0; size < length; ++size) text += filler;
+      text += "> <i> [x] 2";
+      ASSERT_EQ(MIME::snippet(text, 10'000), snippetByPatterns(text)) << length << filler;
+    }
+  }
+}
+
+TEST(MailHtml, BecomesText) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<p>One</p><p>Two</p>", "One\nTwo"},
+      {"<html><head><title>No</title></head><body>Yes<style>p{}</style><SCRIPT>1 < 2</script ></body></html>", "Yes"},
+      {"<a title=\"5 > 4\" href='>'>more</a> <b title=>x</b>", "more x"},
+      {"a < b, 3<4, <3 and <never closed", "a < b, 3<4, <3 and <never closed"},
+      {"One\r\n<br>\r\n\r\n\r\nTwo", "One\n\nTwo"},
+      {"&eacute;&AMP;&apos;&#233;&#XE9;&#146;&copy &unknown; &lt;b&gt; &amp;lt;", "é&'éé’&copy &unknown; <b> &lt;"},
+      {"&#0;|&#xD800;|&#x110000;|&#99999999999999999999999999;|&#12ab;|&#;|&;",
+       "\uFFFD|\uFFFD|\uFFFD|\uFFFD|&#12ab;|&#;|&;"},
+  };
+  for (const auto& [html, text] : cases) EXPECT_EQ(MIME::plainText(html), text) << html;
+}
+
+TEST(MailHtml, TellsWhatItHides) {
+  struct Case {
+    std::string html;
+    std::string text;
+    std::size_t hidden = 0;
+  };
+  const Case cases[] = {
+      {"<p>Seen</p>", "Seen"},
+      {"<div style='DISPLAY : none !important'>Do <b>it</b></div>Seen", "Seen", 4},
+      {"<div hidden>no</div><p hidden=''>no<p>yes<br><img hidden>more", "yes\nmore", 4},
+      {"<div style=\"visibility:hidden\">no<i style=\"visibility:visible\">yes</i></div>", "yes", 2},
+      {"<td style=\"font-size:0px\">no<div style=\"font-size:13px\">yes</div><i style='font-size:1em'>no</i></td>",
+       "yes", 4},
+      {"<font color=white>no</font><p style='color:#FEFEFE;background-color:#fff'>no</p>yes", "yes", 4},
+      {"<table bgcolor=\"#003366\"><td><font color=\"#fff\">yes</font><font color=#036>no</font></table>", "yes", 2},
+      {"<div style=\"background:url(x) #fff\"><font color=white>yes</font></div>", "yes"},
+      {"<p style='color:rgba(1, 2, 3, 0)'>no</p><p style='color:transparent'>no</p>", "", 4},
+      {"<div style='opacity:0'>no</div><i style='max-height:0;overflow:hidden'>no</i><p style='left:-999px'>no", "", 6},
+      {"<div style='display:none'>no<div>no</div></span></b></p>no</div>yes", "yes", 6},
+      {"<style>.x{display:none}</style><!-- nothing --><i class=x>not known</i>", "not known"},
+      {"ab\u200Bc\U000E0041\U000E0042 \u2060", "abc", 4},
+      {"<div style='display:none'>Pre&zwnj;&nbsp;&#847;</div>", "", 3},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(MIME::visibleTextOfHTML(c.html), (MIME::VisibleText{.text = c.text, .hidden = c.hidden})) << c.html;
+  // What makes up letters and emoji is seen.
+  for (const std::string text : {"👩‍👩‍👧 ☎️ 1️⃣", "می‌خواهم",
+                                 "🏴\U000E0067\U000E0062\U000E0065\U000E006E\U000E0067\U000E007F", "葛󠄀"})
+    EXPECT_EQ(MIME::visibleText(text), (MIME::VisibleText{.text = text})) << text;
+  EXPECT_EQ(MIME::visibleText("co\u00ADop a\uFE0Fb"), (MIME::VisibleText{.text = "coop ab", .hidden = 1}));
+}
+
+TEST(MailHtml, MakesSnippets) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<div>Hello&nbsp;<b>you</b></div>\n<p>there", "Hello you there"},
+      {"See [our site](https://example.org/a?b=c) or <https://x.org> (www.y.org) &amp; [", "See our site or ( & ["},
+      {"Cut <a href=\"https://exa", "Cut"},
+      {"1 < 2 > 0", "1 < 2 > 0"},
+  };
+  for (const auto& [text, line] : cases) EXPECT_EQ(MIME::snippet(text, 200), line) << text;
+  EXPECT_EQ(MIME::snippet("one two", 4), "one");
+  EXPECT_EQ(MIME::snippet("Zoe\u0308 👩‍👩‍👧 and", 5), "Zoe\u0308 👩‍👩‍👧");
+}
+
+TEST(MailHtml, StaysLinearOnHostileTexts) {
+  // Anything quadratic takes minutes here.
+  for (const std::string shape : {"<",
+                                  "<style",
+                                  "<style>",
+                                  "</style ",
+                                  "<script><style>",
+                                  "<!--",
+                                  "<!-",
+                                  "<br ",
+                                  "</p ",
+                                  "<a",
+                                  "<a b=\"",
+                                  "<a b=\">\" ",
+                                  "<a b='>' c=\"",
+                                  "&#",
+                                  "&amp",
+                                  "&#x1",
+                                  "[",
+                                  "[]",
+                                  "[a](http:",
+                                  "(\t",
+                                  "www.",
+                                  "http://",
+                                  "<p>",
+                                  "<p><td>",
+                                  "</p>",
+                                  "<div style='",
+                                  "\u200B",
+                                  "🏴",
+                                  "<b style=color:#fff>",
+                                  "<a <b",
+                                  "\n \n",
+                                  "1 ",
+                                  "1.",
+                                  "12 123 "}) {
+    const std::string text = repeated(shape, 500'000);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_LE(MIME::plainText(text).size(), text.size()) << shape;
+    EXPECT_LE(MIME::visibleTextOfHTML(text).text.size(), text.size()) << shape;
+    EXPECT_LE(MIME::snippet(text, 200).size(), 4000u) << shape;
+    MailCode::find("", text);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << shape;
+  }
+}
+
+TEST(MailCode, FindsWhatItsPatternDoes) {
+  constexpr const char* pattern = R"((?<![\d.,/:-])\d{4,8}(?![\d.,/:]*\d))";
+  const auto pieces = text::split("1~23~456~7890~12345678~123456789~.~,~/~:~-~;~a~\n~é~\u0663\u0664", '~');
+  std::mt19937 random(4);
+  for (int i = 0; i < 4000; ++i) {
+    const std::string text = test::randomText(random, pieces, 12);
+    ASSERT_EQ(MailCode::find("", text), test::firstMatch(text, pattern)) << text;
+  }
+}
+
+TEST(MailCode, FindsCodes) {
+  struct Case {
+    const char* subject;
+    const char* text;
+    std::optional<std::string> code;
+  };
+  const Case cases[] = {
+      {"", "Your code is 482913.", "482913"},
+      {"Code 1111", "2222", "1111"},
+      {"Hello", "3.14159 or 12345678901", std::nullopt},
+      {"Invoice 2024-05-01", "", "2024"},
+      {"", "Use 482 913 to sign in", "482913"},
+      {"", "Use 482\u00A0913.", "482913"},
+      {"", "4 8 2 9 1 3", "482913"},
+      {"", "Call 123 456 789, or 1 2 3 4 5 6 7 8 9", std::nullopt},
+      {"", "in 2 days: 5511", "5511"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(MailCode::find(c.subject, c.text), c.code) << c.subject << c.text;
+}
+
+}  // namespace
+}  // namespace vesk
