@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "bench/Comparison.h"
+#include "bench/MailStoreSubject.h"
 #include "bench/Subject.h"
 #include "core/base/Error.h"
 #include "core/platform/FileError.h"
@@ -92,6 +93,14 @@ const std::vector<Row>& rows() {
        probe::layoutPerNode(5000, Links::anywhere), probe::layoutPerNode(500, Links::anywhere), "µs"},
       {"peak memory of opening a canvas of 1,000,000 nodes", "bytes of the file", 10, {medium},
        probe::canvasMemory, probe::canvasMegabytes, "MB"},
+      {"`insert` of 10,000 parsed messages", "bare SQLite statements", 1.2, {medium},
+       probe::mailInsert, probe::bareMailInsert},
+      {"the newest 50 of 100,000 mails with a word", "the same SQL, bare", 1.1, {medium},
+       probe::mailSearch, probe::bareMailSearch},
+      {"`vesk-bench mime`, 10,000 messages", "GMime", 0.33, {medium},
+       probe::mimeParse, probe::mimeFloor},
+      {"peak memory of parsing a message of 50 MB", "its bytes", 2.5, {medium},
+       probe::mimeMemory, probe::mailMegabytes, "MB"},
   };
   // clang-format on
   return table;

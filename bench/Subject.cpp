@@ -84,6 +84,8 @@ std::string Subject::changeSet(std::size_t nodes, Links links) const {
   return path;
 }
 
+std::string Subject::mails(std::string_view which) const { return fs::path(vault_).parent_path() / "mails" / which; }
+
 Command Subject::program(std::string_view name, std::vector<std::string> arguments) const {
   arguments.insert(arguments.begin(), fmt::format("{}/{}", programs_, name));
   return {.arguments = std::move(arguments)};
@@ -247,6 +249,22 @@ Probe layoutPerNode(std::size_t nodes, Links links) {
         subject.program("vesk-bench", {"changes", subject.canvas(0), subject.changeSet(nodes, links)});
     return figure(outputOf(command), "ms") * 1e3 / static_cast<double>(nodes);
   };
+}
+
+double mimeParse(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"mime", subject.mails("many")})), "ms");
+}
+
+double mimeFloor(Subject& subject) {
+  return figure(outputOf(subject.program("mime-floor", {subject.mails("many")})), "ms");
+}
+
+double mimeMemory(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"mime", subject.mails("large")})), "MB at most");
+}
+
+double mailMegabytes(Subject& subject) {
+  return figure(outputOf(subject.program("vesk-bench", {"mime", subject.mails("large")})), "bytes,") / 1e6;
 }
 
 double canvasMemory(Subject& subject) {

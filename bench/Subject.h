@@ -35,6 +35,8 @@ class Subject {
   // Files that are made when they are first wanted: a canvas of that many nodes, and a change set that adds so many.
   std::string canvas(std::size_t nodes) const;
   std::string changeSet(std::size_t nodes, Links links) const;
+  // The folder of the messages that scripts/bench makes: "many" or "large".
+  std::string mails(std::string_view which) const;
   // A small vault that is in step with a repository beside it, made when it is first wanted.
   std::string syncedVault() const;
   // Two texts of 2,000 lines that have little in common: their files.
@@ -95,6 +97,12 @@ double jsonRewrite(Subject& subject);   // by the library alone
 double jsonParse(Subject& subject);
 // Nodes that are added to nothing, with twice as many connections; microseconds a node.
 Probe layoutPerNode(std::size_t nodes, Links links);
+
+// Messages taken apart, by the programs' own clocks; and the most memory (MB) for one of 50 MB, and its size.
+double mimeParse(Subject& subject);
+double mimeFloor(Subject& subject);
+double mimeMemory(Subject& subject);
+double mailMegabytes(Subject& subject);
 
 // The most memory (MB) that opening a canvas of a million nodes takes, and the size of its file.
 double canvasMemory(Subject& subject);

@@ -16,6 +16,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "bench/Mime.h"
 #include "bench/Process.h"
 #include "core/base/DiffLine.h"
 #include "core/diagrams/DiagramFiles.h"
@@ -174,6 +175,7 @@ constexpr Verb verbs[] = {
      rewriteCanvas},
     {"changes", "changes FILE CHANGES     a change set applied to a diagram", applyChanges},
     {"sync", "sync FOLDER              a vault brought in step with its repository", sync},
+    {"mime", "mime FOLDER              every message of a folder taken apart, and the most memory that took", mime},
     {"open", "open FOLDER DIAGRAM      a diagram of a vault opened: the most memory that took", openDiagram},
 };
 
