@@ -27,7 +27,8 @@ std::string fileNameOf(const MailAttachment& attachment, std::size_t number) {
   const std::size_t dot = std::min(name.rfind('.'), name.size());
   try {
     const bool hasEnding = dot > 0 && name.size() - dot <= longestEnding;
-    const std::string whole = Vault::fileName(name);  // refuses what is hidden
+    const std::string whole = Vault::fileName(safe(name));  // refuses what is hidden
+    if (whole == "-") throw Error("That means standard output.");
     return hasEnding ? Vault::fileName(name.substr(0, dot)) + "." + Vault::fileName(name.substr(dot + 1)) : whole;
   } catch (const Error&) {
     return fmt::format("attachment-{}", number);

@@ -71,31 +71,38 @@ std::string accountNamed(const MailStore& store, const std::string& address) {
   throw Error(fmt::format("No connected account is {}.", address));
 }
 
-// A role, or the name or path of a folder.
+// A role, or the name or path of a folder: of the account wanted, else of the first that has one.
 void narrow(MailQuery& query, const MailStore& store, const std::string& folder) {
   if (const auto role = mailFolderRoleNamed(text::key(folder)); role && *role != MailFolderRole::other) {
     query.role = role;
     return;
   }
   for (const MailFolder& each : store.folders()) {
+    if (query.accountID && each.accountID != *query.accountID) continue;
     if (!text::equalIgnoringCase(each.path, folder) && !text::equalIgnoringCase(each.name, folder)) continue;
+    query.accountID = each.accountID;
     query.folder = each.path;
     return;
   }
   throw Error(fmt::format("No mail folder is called {}.", folder));
 }
 
+void listWaiting(const MailStore& store, const MailQuery& query, const ListOptions& options) {
+  Mails mails = store.waitingOnYou(unlimited);
+  std::erase_if(mails, [&](const MailSummary& mail) {
+    return (query.accountID && mail.accountID != *query.accountID) || (query.unreadOnly && mail.isRead);
+  });
+  const std::size_t total = mails.size();
+  mails.resize(std::min(total, options.limit));
+  printMails(mails, total, options);
+  tellSkipped(store);
+}
+
 void list(const ListOptions& options) {
   const auto store = openStore();
-  if (options.waiting) {
-    Mails mails = store->waitingOnYou(unlimited);
-    const std::size_t total = mails.size();
-    mails.resize(std::min(total, options.limit));
-    printMails(mails, total, options);
-    return tellSkipped(*store);
-  }
   MailQuery query{.unreadOnly = options.unread, .limit = options.limit};
   if (!options.account.empty()) query.accountID = accountNamed(*store, options.account);
+  if (options.waiting) return listWaiting(*store, query, options);
   narrow(query, *store, options.folder);
   printMails(store->messages(query), store->count(query), options);
   tellSkipped(*store);
@@ -104,7 +111,7 @@ void list(const ListOptions& options) {
 void search(const ListOptions& options) {
   const auto store = openStore();
   const MailQuery query{.words = text::join(options.words, " "), .limit = options.limit};
-  if (MailStore::searchExpression(query.words).empty()) throw Error("The words to look for are required.");
+  if (text::trim(query.words, " \t\r\n\"").empty()) throw Error("The words to look for are required.");
   printMails(store->messages(query), store->count(query), options);
   tellSkipped(*store);
 }
@@ -129,6 +136,7 @@ void read(const ReadOptions& options) {
   const MailDetail mail = mailOf(*openStore(), options.id);
   const Terminal terminal = Terminal::ofStandardOutput();
   if (options.asJson) return print("{}\n", mailJson(mail).pretty());
+  if (options.asHTML && mail.html.empty()) throw Error("This mail has no HTML.");
   if (options.asHTML) return writeData(mail.html, terminal);
   print("{}", mailText(mail, terminal));
 }
@@ -151,12 +159,15 @@ void addListOptions(CLI::App& command, ListOptions& options) {
 void addListCommand(CLI::App& mail) {
   const auto options = std::make_shared<ListOptions>();
   CLI::App* command = mail.add_subcommand("list", "List mail, the newest first.");
-  command->add_option("--folder", options->folder, "inbox, sent, drafts, archive, trash, spam, or a folder's name.")
-      ->capture_default_str();
+  CLI::Option* folder =
+      command->add_option("--folder", options->folder, "inbox, sent, drafts, archive, trash, spam, or a folder's name.")
+          ->capture_default_str();
   command->add_option("--account", options->account, "The address of one account.");
   command->add_flag("--unread", options->unread, "Only what is unread.");
-  command->add_flag("--waiting", options->waiting,
-                    "Only what waits on you: flagged mail, and unread mail from people you have written to.");
+  command
+      ->add_flag("--waiting", options->waiting,
+                 "Only what waits on you: flagged mail, and unread mail from people you have written to.")
+      ->excludes(folder);
   addListOptions(*command, *options);
   command->callback([options] { list(*options); });
 }

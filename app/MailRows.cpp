@@ -37,9 +37,9 @@ std::string attachmentRows(const std::vector<MailAttachment>& attachments, const
 }
 
 // What people are shown of it: the plain text, else what an HTML document shows.
-std::string bodyOf(const MailDetail& mail) {
+MIME::VisibleText bodyOf(const MailDetail& mail) {
   const bool hasText = !text::trimWhitespace(mail.text).empty();
-  return hasText || mail.html.empty() ? mail.text : MIME::visibleTextOfHTML(mail.html).text;
+  return hasText || mail.html.empty() ? MIME::VisibleText{mail.text} : MIME::visibleTextOfHTML(mail.html);
 }
 
 }  // namespace
@@ -96,7 +96,12 @@ std::string mailText(const MailDetail& mail, const Terminal& terminal) {
   add("To     ", shown(mail.to));
   add("Cc     ", shown(mail.cc));
   add("Date   ", shownTime(mail.summary.date, Calendar::ofSystem()));
-  all += fmt::format("\n{}\n", safeLines(text::trimWhitespace(bodyOf(mail))));
+  const MIME::VisibleText body = bodyOf(mail);
+  all += fmt::format("\n{}\n", safeLines(text::trimWhitespace(body.text)));
+  if (body.hidden > 0)
+    all += styled(fmt::format("\n{} that the mail hides: vesk mail read --html shows it as it is.\n",
+                              counted(body.hidden, "character")),
+                  Style::faint, terminal);
   if (!mail.attachments.empty()) all += fmt::format("\n{}", attachmentRows(mail.attachments, terminal));
   return all;
 }

@@ -17,6 +17,7 @@
 #include "bench/generator/Random.h"
 #include "bench/generator/Words.h"
 #include "core/base/Error.h"
+#include "core/mail/IMAPAnswers.h"
 #include "core/mail/MIME.h"
 #include "core/mail/MailStore.h"
 #include "core/platform/FileError.h"
@@ -141,6 +142,12 @@ void insertBare(BareConnection& connection, const std::vector<Row>& rows) {
   connection.run("COMMIT");
 }
 
+void addFolder(MailStore& store) { store.saveFolders({{"INBOX", "Inbox", MailFolderRole::inbox}}, "account"); }
+
+void insert(MailStore& store, const std::vector<MailRecord>& records) {
+  if (store.insert(records, "account", "INBOX") != records.size()) throw Error("The mail store left messages out.");
+}
+
 struct Mails {
   std::vector<MailRecord> records = {};
   std::vector<Row> rows = {};  // of the same messages
@@ -151,7 +158,9 @@ Mails makeMails() {
   for (std::uint32_t uid = 1; uid <= insertedMessages; ++uid)
     mails.records.push_back({.uid = uid, .mail = MIME::parse(mailText(uid))});
   const MadeFolder folder;
-  MailStore(folder.path()).insert(mails.records, "account", "INBOX");
+  MailStore store(folder.path());
+  addFolder(store);
+  insert(store, mails.records);
   mails.rows = rowsOf(folder.database());
   return mails;
 }
@@ -172,12 +181,13 @@ ParsedMail searchedMail(Random& random) {
 }
 
 void fill(MailStore& store) {
+  addFolder(store);
   Random random(50);
   std::vector<MailRecord> records;
   for (std::uint32_t uid = 1; uid <= searchedMessages; ++uid) {
     records.push_back({.uid = uid, .mail = searchedMail(random)});
     if (records.size() < 10'000) continue;
-    store.insert(records, "account", "INBOX");
+    insert(store, records);
     records.clear();
   }
 }
@@ -223,7 +233,8 @@ double mailInsert(Subject&) {
   const auto& records = mails().records;
   const MadeFolder folder;
   MailStore store(folder.path());
-  return millisecondsOf([&] { store.insert(records, "account", "INBOX"); });
+  addFolder(store);
+  return millisecondsOf([&] { insert(store, records); });
 }
 
 double bareMailInsert(Subject&) {

@@ -24,30 +24,48 @@ namespace {
 using icuCalls::require;
 
 // What is sent under a name, where that is more than the name promises (as browsers take it: the Encoding Standard of
-// the WHATWG), and names that ICU doesn't know.
+// the WHATWG), by the name that MIME or the IANA prefers, and names that ICU doesn't know.
 constexpr std::pair<std::string_view, std::string_view> meanings[] = {
     {"", "utf-8"},
-    {"utf8", "utf-8"},
+    {"utf-8", "utf-8"},
     {"us-ascii", "utf-8"},
-    {"ascii", "utf-8"},
-    {"ansi_x3.4-1968", "utf-8"},
     {"iso-8859-1", "windows-1252"},
-    {"latin1", "windows-1252"},
     {"iso-8859-9", "windows-1254"},
     {"iso-8859-11", "windows-874"},
     {"tis-620", "windows-874"},
-    {"iso-8859-8-i", "iso-8859-8"},
     {"gb2312", "gb18030"},
+    {"gb_2312-80", "gb18030"},
     {"gbk", "gb18030"},
+    {"x-gbk", "gb18030"},
     {"euc-kr", "windows-949"},
-    {"ks_c_5601-1987", "windows-949"},
+    {"ksc_5601", "windows-949"},
     {"shift_jis", "windows-31j"},
 };
 
-std::string_view meaning(std::string_view name) {
+std::optional<std::string_view> listedMeaning(std::string_view name) {
   for (const auto& [written, meant] : meanings)
     if (written == name) return meant;
-  return name;
+  return std::nullopt;
+}
+
+// In lower case: the name that MIME prefers for one of a charset's many ("l1" is ISO-8859-1), or else the IANA; "" for
+// what ICU doesn't know.
+std::string preferredName(const std::string& name) {
+  constexpr std::size_t longestName = 59;  // that ICU looks up
+  if (name.size() > longestName) return {};
+  for (const char* standard : {"MIME", "IANA"}) {
+    UErrorCode status = U_ZERO_ERROR;
+    const char* const preferred = ucnv_getStandardName(name.c_str(), standard, &status);
+    if (U_SUCCESS(status) && preferred) return text::key(preferred);
+  }
+  return {};
+}
+
+std::string meaning(std::string_view written) {
+  const std::string name = text::key(text::trimSpaces(written));
+  if (const auto meant = listedMeaning(name)) return std::string(*meant);
+  const std::string preferred = preferredName(name);
+  return std::string(preferred.empty() ? name : listedMeaning(preferred).value_or(name));
 }
 
 struct CloseConverter {
@@ -192,21 +210,30 @@ bool areText(std::string_view bytes, const std::string& charset) {
   return readerOf(charset).containsAscii && text::isAscii(bytes);
 }
 
-std::string converted(std::string_view bytes, const std::string& charset) {
-  std::optional<std::string> text = charset == utf8 ? std::nullopt : readerOf(charset).read(bytes);
+std::optional<std::string> converted(std::string_view bytes, const std::string& charset) {
+  return charset == utf8 ? std::nullopt : readerOf(charset).read(bytes);
+}
+
+std::string convertedOrLatin1(std::string_view bytes, const std::string& charset) {
+  std::optional<std::string> text = converted(bytes, charset);
   return text ? std::move(*text) : latin1(bytes);
 }
 
 }  // namespace
 
 std::string text(std::string_view bytes, std::string_view name) {
-  const std::string charset(meaning(text::key(text::trimSpaces(name))));
-  return areText(bytes, charset) ? std::string(bytes) : converted(bytes, charset);
+  const std::string charset = meaning(name);
+  return areText(bytes, charset) ? std::string(bytes) : convertedOrLatin1(bytes, charset);
 }
 
 std::string text(std::string&& bytes, std::string_view name) {
-  const std::string charset(meaning(text::key(text::trimSpaces(name))));
-  return areText(bytes, charset) ? std::move(bytes) : converted(bytes, charset);
+  const std::string charset = meaning(name);
+  return areText(bytes, charset) ? std::move(bytes) : convertedOrLatin1(bytes, charset);
+}
+
+std::optional<std::string> strictText(std::string_view bytes, std::string_view name) {
+  const std::string charset = meaning(name);
+  return areText(bytes, charset) ? std::string(bytes) : converted(bytes, charset);
 }
 
 }  // namespace vesk::charset

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,5 +14,8 @@ std::string text(std::string_view bytes, std::string_view name);
 
 // The same, without a copy where the bytes are the text.
 std::string text(std::string&& bytes, std::string_view name);
+
+// The same, but nullopt instead of ISO Latin-1.
+std::optional<std::string> strictText(std::string_view bytes, std::string_view name);
 
 }  // namespace vesk::charset

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/base/Base64.h"
 #include "core/base/Charset.h"
@@ -67,7 +68,8 @@ EncodedWord wordAt(std::string_view text, std::size_t begin) {
   return word;
 }
 
-// Adjacent words of one charset are one text: senders cut characters in two.
+// Adjacent words of one charset are one text: senders cut characters in two. When that is none, because one of them was
+// cut short or miswritten, each stands for itself.
 class Words {
  public:
   void add(const EncodedWord& word) {
@@ -75,6 +77,7 @@ class Words {
     if (!text::equalIgnoringCase(charset, charset_)) flush();
     charset_ = charset;
     bytes_ += word.bytes();
+    ends_.push_back(bytes_.size());
   }
 
   void addPlain(std::string_view text) {
@@ -90,11 +93,26 @@ class Words {
 
  private:
   void flush() {
-    if (!bytes_.empty()) text_ += charset::text(std::exchange(bytes_, {}), charset_);
+    if (ends_.empty()) return;
+    if (const auto joined = charset::strictText(bytes_, charset_))
+      text_ += *joined;
+    else
+      addOneByOne();
+    bytes_.clear();
+    ends_.clear();
+  }
+
+  void addOneByOne() {
+    std::size_t begin = 0;
+    for (const std::size_t end : ends_) {
+      text_ += charset::text(std::string_view(bytes_).substr(begin, end - begin), charset_);
+      begin = end;
+    }
   }
 
   std::string text_;
-  std::string bytes_;  // of the words that are not in the text yet
+  std::string bytes_;              // of the words that are not in the text yet
+  std::vector<std::size_t> ends_;  // of each of them, in the bytes
   std::string_view charset_;
 };
 

@@ -8,6 +8,7 @@
 #include "core/base/Charset.h"
 #include "core/base/Text.h"
 #include "core/mail/MIME.h"
+#include "core/mail/MailHeader.h"
 #include "core/mail/TransferEncoding.h"
 
 namespace vesk {
@@ -15,6 +16,26 @@ namespace vesk {
 namespace {
 
 std::string_view trimBlanks(std::string_view text) { return text::trim(text, " \t"); }
+
+// Up to the blank or the comment that ends it.
+std::string_view firstWord(std::string_view text) { return text.substr(0, text.find_first_of(" \t(")); }
+
+// Behind the comments at the start of `text`, which may have semicolons in them.
+std::size_t commentsEnd(std::string_view text) {
+  std::size_t depth = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '(')
+      ++depth;
+    else if (depth == 0 && c != ' ' && c != '\t')
+      return at;
+    else if (c == ')')
+      --depth;
+    else if (c == '\\')
+      ++at;
+  }
+  return depth == 0 ? text.size() : 0;
+}
 
 // The end of a quoted string that begins at the start of `text`: the place of its closing quote, or npos.
 std::size_t closingQuote(std::string_view text) {
@@ -38,15 +59,22 @@ std::string unescaped(std::string_view quoted) {
   return text;
 }
 
+struct Value {
+  std::string text = {};
+  bool isQuoted = false;
+};
+
 // Takes a value and what follows it up to the next ";" off `rest`. A value that isn't quoted may have blanks in it,
-// though it shouldn't.
-std::string takeValue(std::string_view& rest) {
+// though it shouldn't, and one whose quote is never closed isn't quoted.
+Value takeValue(std::string_view& rest) {
   const std::size_t closing = rest.starts_with('"') ? closingQuote(rest) : std::string_view::npos;
   const bool isQuoted = closing != std::string_view::npos;
   const std::size_t end = std::min(rest.find(';', isQuoted ? closing : 0), rest.size());
-  std::string value = isQuoted ? unescaped(rest.substr(1, closing - 1)) : std::string(trimBlanks(rest.substr(0, end)));
+  const std::size_t begin = rest.starts_with('"') ? 1 : 0;
+  std::string text = isQuoted ? unescaped(rest.substr(begin, closing - begin))
+                              : std::string(trimBlanks(rest.substr(begin, end - begin)));
   rest.remove_prefix(end);
-  return value;
+  return {std::move(text), isQuoted};
 }
 
 // A piece of a value: "name*12*" is number 12, and extended.
@@ -79,8 +107,9 @@ std::string_view takeCharset(std::string_view& value) {
 }  // namespace
 
 HeaderParameters::HeaderParameters(std::string_view unfolded) {
+  unfolded.remove_prefix(commentsEnd(unfolded));
   const std::size_t valueEnd = std::min(unfolded.find(';'), unfolded.size());
-  value_ = text::key(trimBlanks(unfolded.substr(0, valueEnd)));
+  value_ = text::key(firstWord(unfolded.substr(0, valueEnd)));
   unfolded.remove_prefix(valueEnd);
   while (!unfolded.empty()) {
     unfolded.remove_prefix(1);  // the ";"
@@ -89,16 +118,30 @@ HeaderParameters::HeaderParameters(std::string_view unfolded) {
     unfolded.remove_prefix(nameEnd);
     if (!unfolded.starts_with('=')) continue;
     unfolded.remove_prefix(std::min(unfolded.find_first_not_of(" \t", 1), unfolded.size()));
-    parameter.value = takeValue(unfolded);
+    Value value = takeValue(unfolded);
+    parameter.value = std::move(value.text);
+    parameter.isQuoted = value.isQuoted;
     parameters_.push_back(std::move(parameter));
   }
 }
 
 std::string HeaderParameters::get(std::string_view name) const {
   if (std::optional<std::string> value = pieced(name)) return *value;
-  for (const Parameter& parameter : parameters_)
-    if (parameter.name == name) return MIME::decodeWords(parameter.value);
-  return {};
+  const Parameter* const parameter = find(name);
+  return parameter ? MIME::decodeWords(parameter->value) : "";
+}
+
+std::string HeaderParameters::token(std::string_view name) const {
+  if (std::optional<std::string> value = pieced(name)) return *value;
+  const Parameter* const parameter = find(name);
+  if (!parameter) return {};
+  return std::string(parameter->isQuoted ? parameter->value : firstWord(parameter->value));
+}
+
+const HeaderParameters::Parameter* HeaderParameters::find(std::string_view name) const {
+  const auto found =
+      std::find_if(parameters_.begin(), parameters_.end(), [&](const Parameter& each) { return each.name == name; });
+  return found == parameters_.end() ? nullptr : &*found;
 }
 
 std::optional<std::string> HeaderParameters::pieced(std::string_view name) const {

@@ -78,7 +78,7 @@ std::string displayName(std::string_view path, const IMAPValue& delimiter) {
 std::optional<IMAPFolder> folder(const std::vector<IMAPValue>& values) {
   if (values.size() < 5) return std::nullopt;
   const auto path = values[4].text();
-  if (!path) return std::nullopt;
+  if (!path || path->find('\0') != std::string_view::npos) return std::nullopt;  // no command could name it
   const std::vector<std::string> flags = texts(values[2]);
   for (const std::string& flag : flags)
     if (text::equalIgnoringCase(flag, "\\noselect") || text::equalIgnoringCase(flag, "\\nonexistent"))
@@ -145,7 +145,7 @@ IMAPSelection imap::selection(const std::vector<IMAPResponse>& responses) {
   std::optional<std::uint32_t> uidValidity;
   std::optional<std::uint32_t> uidNext;
   for (const IMAPResponse& response : responses) {
-    if (const Untagged line(response); !exists && line.is("EXISTS")) exists = line.number;
+    if (const Untagged line(response); line.is("EXISTS")) exists = line.number;
     if (!uidValidity) uidValidity = code(response.text, "UIDVALIDITY");
     if (!uidNext) uidNext = code(response.text, "UIDNEXT");
   }

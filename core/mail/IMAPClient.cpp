@@ -31,7 +31,8 @@ std::string readable(std::string_view text) {
 MailError failure(std::string_view text) {
   if (containsIgnoringCase(text, "auth") || containsIgnoringCase(text, "invalid credentials"))
     return MailError::wrongPassword();
-  return MailError::refused(readable(text));
+  const std::string said = readable(text);
+  return MailError::refused(said.empty() ? "it gives no reason." : said);
 }
 
 bool beginsWith(std::string_view text, std::string_view word) {
@@ -68,9 +69,12 @@ void IMAPClient::login(std::string_view username, std::string_view password) {
   const IMAPAnswer answer = dialogue_.answer(command("LOGIN").string(username).string(password));
   if (answer.isOK) return;
   const MailError error = failure(answer.text);
-  // Some servers repeat what they don't understand.
-  const auto repeats = [&](std::string_view secret) { return answer.text.find(secret) != std::string::npos; };
-  const bool tellsPassword = repeats(password) || repeats(imap::quoted(password).view());
+  // Some servers repeat what they don't understand, or its beginning.
+  constexpr std::size_t telling = 6;
+  const auto repeats = [&](std::string_view secret) {
+    return !secret.empty() && answer.text.find(secret.substr(0, telling)) != std::string::npos;
+  };
+  const bool tellsPassword = repeats(password) || repeats(imap::quoted(password).view().substr(1));
   if (tellsPassword && error.kind() == MailError::Kind::refused) throw MailError::refused("the login.");
   throw error;
 }
@@ -95,6 +99,7 @@ std::vector<std::uint32_t> IMAPClient::uids(Day since) {
 }
 
 std::vector<std::uint32_t> IMAPClient::uids(std::string_view messageID) {
+  if (messageID.empty()) return {};  // every message that has one would match
   return imap::found(run(command("UID SEARCH HEADER Message-ID").string(messageID)));
 }
 

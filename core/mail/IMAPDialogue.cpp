@@ -16,7 +16,7 @@ constexpr std::size_t costOfPiece = 64;  // bytes of memory that a response or a
 
 }  // namespace
 
-// MARK: - Commands
+// ---- Commands
 
 IMAPCommand IMAPDialogue::command(std::string_view text) { return {fmt::format("V{}", ++counter_), text}; }
 
@@ -26,7 +26,10 @@ IMAPAnswer IMAPDialogue::answer(const IMAPCommand& command) {
   for (const IMAPCommand::Part& part : command.parts()) {
     sendLine(part.line.view());
     if (!part.endsInLiteral) break;
-    if (!isAskedForMore(answer, command.tag())) return answer;
+    if (!isAskedForMore(answer, command.tag())) {
+      if (answer.isOK) drop(unreadable("an end before the command has one"));
+      return answer;
+    }
     send(part.literal);
   }
   while (isAskedForMore(answer, command.tag())) continue;
@@ -73,7 +76,7 @@ IMAPDialogue::Sort IMAPDialogue::readInto(IMAPAnswer& answer, const std::string&
   return Sort::status;
 }
 
-// MARK: - Responses
+// ---- Responses
 
 IMAPResponse IMAPDialogue::response() {
   IMAPResponse response;
@@ -115,7 +118,7 @@ void IMAPDialogue::charge(std::size_t bytes) {
   if (charged_ > limits_.answer) drop(unreadable("too many bytes"));
 }
 
-// MARK: - Bytes
+// ---- Bytes
 
 bool IMAPDialogue::waitForBytes(Clock::time_point deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());

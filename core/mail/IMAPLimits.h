@@ -13,8 +13,8 @@ namespace vesk {
 // What a mail server may ask of this program's patience and memory. Beyond it, the connection is closed.
 struct IMAPLimits {
   std::chrono::milliseconds silence = std::chrono::seconds(60);  // within an answer
-  std::chrono::microseconds perByte =
-      std::chrono::milliseconds(10);             // what a byte adds to that: no one drips for hours
+  // What a byte adds to that: a server slower than 1 KB a second is not waited for.
+  std::chrono::microseconds perByte{1000};
   std::size_t line = std::size_t{16} << 20;      // bytes; a search that finds a million messages takes half of it
   std::size_t literal = std::size_t{128} << 20;  // bytes; few providers let a mail of over 50 MB pass
   std::size_t answer = std::size_t{256} << 20;   // bytes of memory for all the responses to one command

@@ -31,6 +31,17 @@ void unifyLineBreaks(std::string& text) {
   text.resize(static_cast<std::size_t>(write - text.data()));
 }
 
+// Whether the lines end as they did on old systems, in bare returns.
+bool endsLinesInReturns(std::string_view message) {
+  return message.find('\n') == std::string_view::npos && message.find('\r') != std::string_view::npos;
+}
+
+std::string withUnifiedLineBreaks(std::string_view message) {
+  std::string text(message);
+  unifyLineBreaks(text);
+  return text;
+}
+
 // Adds the text of another part to a body.
 void append(std::string& body, const MailPart& part) {
   std::string text = part.encoding == TransferEncoding::none
@@ -60,6 +71,7 @@ std::optional<MailAddress> sender(const MailHeader& header) {
 }  // namespace
 
 ParsedMail parse(std::string_view message) {
+  if (endsLinesInReturns(message)) return parse(withUnifiedLineBreaks(message));
   const MailHeader header = readMessageHeader(message);
   ParsedMail mail;
   mail.subject = oneLine(decodeWords(header.unfolded(MailField::subject)));
@@ -81,6 +93,7 @@ ParsedMail parse(std::string_view message) {
 }
 
 std::optional<std::string> attachment(std::size_t index, std::string_view message) {
+  if (endsLinesInReturns(message)) return attachment(index, withUnifiedLineBreaks(message));
   for (const MailPart& part : mailParts(message, readMessageHeader(message)))
     if (part.kind == MailPart::Kind::attachment && index-- == 0) return decoded(part.body, part.encoding);
   return std::nullopt;

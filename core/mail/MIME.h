@@ -16,8 +16,8 @@ namespace vesk::MIME {
 //
 // The leaves of a kind make up one body, joined by line breaks; line breaks are "\n". A leaf is an attachment when its
 // disposition is other than "inline", when it is neither plain text nor HTML, or when it has a file name and stands in
-// a multipart that is neither "alternative" nor "related". A message within the message is an attachment, too.
-// Of several fields of one name the first counts.
+// a multipart that is none of "alternative", "related" and "signed". Without any body, the first named text and HTML
+// are it. A message within the message is an attachment, too. Of several fields of one name the first counts.
 ParsedMail parse(std::string_view message);
 
 // The decoded bytes of the attachment with this index in ParsedMail::attachments; nullopt when there is none.

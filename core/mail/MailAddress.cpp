@@ -116,15 +116,18 @@ class AddressReader {
   bool takeComment() {
     if (!mayCloseComment_) return false;
     std::size_t depth = 0;
+    std::string text;
     for (std::size_t end = position_; end < header_.size(); ++end) {
-      if (header_[end] == '\\')
+      if (header_[end] == '\\' && end + 1 < header_.size()) {
         ++end;
-      else if (header_[end] == '(')
-        ++depth;
-      else if (header_[end] == ')' && --depth == 0) {
+      } else if (header_[end] == '(') {
+        if (depth++ == 0) continue;
+      } else if (header_[end] == ')' && --depth == 0) {
+        comment_ = std::move(text);
         skip(end + 1 - position_);
         return true;
       }
+      text += header_[end];
     }
     return mayCloseComment_ = false;
   }
@@ -153,14 +156,21 @@ class AddressReader {
   void finish() {
     if (angle_.empty() && hasAt_) splitPhrase();
     std::string address = oneLine(std::move(angle_));
-    if (!address.empty()) addresses_.push_back({oneLine(MIME::decodeWords(name_)), std::move(address)});
+    if (!address.empty()) addresses_.push_back({displayName(), std::move(address)});
     forget();
+  }
+
+  // Old mail programs, and what sends mail on its own, write the name as a comment.
+  std::string displayName() const {
+    std::string name = oneLine(MIME::decodeWords(name_));
+    return name.empty() ? oneLine(MIME::decodeWords(comment_)) : name;
   }
 
   void forget() {
     phrase_.clear();
     name_.clear();
     angle_.clear();
+    comment_.clear();
     hasAt_ = false;
   }
 
@@ -170,10 +180,11 @@ class AddressReader {
   bool mayCloseComment_ = true;
   bool mayCloseAngle_ = true;
 
-  std::string phrase_;  // of the address being read: its words outside of "<>", as written
-  std::string name_;    // the same without quotes
-  std::string angle_;   // what stands within "<>"
-  bool hasAt_ = false;  // in the phrase
+  std::string phrase_;   // of the address being read: its words outside of "<>", as written
+  std::string name_;     // the same without quotes
+  std::string angle_;    // what stands within "<>"
+  std::string comment_;  // the last one
+  bool hasAt_ = false;   // in the phrase
   std::vector<MailAddress> addresses_;
 };
 

@@ -18,6 +18,8 @@ struct Field {
   std::string_view key;
   Member member;
 };
+template <typename Member>
+Field(std::string_view, Member) -> Field<Member>;
 
 template <typename Value>
 constexpr auto fields = nullptr;  // of what is no object

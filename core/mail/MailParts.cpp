@@ -22,6 +22,7 @@ constexpr std::size_t deepest = 100;
 constexpr std::size_t mostSections = 10'000;
 
 constexpr std::string_view plainText = "text/plain";
+constexpr std::string_view htmlText = "text/html";
 
 // The last component of a path of any system, and nothing that names a folder.
 std::string fileName(const std::string& written) {
@@ -36,8 +37,12 @@ bool isType(std::string_view value) {
          value.find('/', slash + 1) == none && text::isAscii(value);
 }
 
-// Without the comment that may follow.
-std::string firstWord(const std::string& value) { return value.substr(0, value.find_first_of(" \t(")); }
+// Whether the text among the parts of a multipart of this type is the body, though it may have a name. "" stands for no
+// multipart: the part is the message.
+bool holdsBodies(std::string_view multipart) {
+  constexpr std::string_view types[] = {"", "multipart/alternative", "multipart/related", "multipart/signed"};
+  return std::find(std::begin(types), std::end(types), multipart) != std::end(types);
+}
 
 // A multipart that is being read.
 struct Level {
@@ -53,29 +58,30 @@ class PartHeader {
   PartHeader(const MailHeader& header, std::string parentType)
       : type_(header.unfolded(MailField::contentType)),
         disposition_(header.unfolded(MailField::contentDisposition)),
-        encoding_(transferEncodingNamed(header.unfolded(MailField::contentTransferEncoding))),
+        encoding_(transferEncodingNamed(HeaderParameters(header.unfolded(MailField::contentTransferEncoding)).value())),
         parentType_(std::move(parentType)) {}
 
   // Without a type, or with what is none, a part is plain text (RFC 2045, 5.2), but a message in a digest.
   std::string type() const {
-    std::string value = firstWord(type_.value());
+    const std::string& value = type_.value();
     if (isType(value)) return value;
     return parentType_ == "multipart/digest" && value.empty() ? "message/rfc822" : std::string(plainText);
   }
 
   // "" when the part is no multipart that can be taken apart.
   std::string boundary() const {
-    return type().starts_with("multipart/") ? std::string(text::trim(type_.get("boundary"), " \t")) : "";
+    if (!type().starts_with("multipart/")) return {};
+    std::string boundary = type_.token("boundary");
+    boundary.erase(boundary.find_last_not_of(" \t") + 1);  // a delimiter's line may end with blanks, too
+    return boundary;
   }
 
   MailPart part(std::string_view body) const {
-    MailPart part{.type = type(), .encoding = encoding_, .body = body};
+    MailPart part{.type = type(), .charset = type_.token("charset"), .encoding = encoding_, .body = body};
     part.kind = kind(part.type);
-    if (part.kind == MailPart::Kind::attachment) {
-      part.name = name();
-    } else {
-      part.charset = firstWord(type_.get("charset"));
-    }
+    if (part.kind != MailPart::Kind::attachment) return part;
+    part.name = name();
+    part.mayBeBody = isShown() && (part.type == htmlText || part.type == plainText);
     return part;
   }
 
@@ -85,14 +91,13 @@ class PartHeader {
     return fileName(name.empty() ? type_.get("name") : name);
   }
 
+  bool isShown() const { return disposition_.value().empty() || disposition_.value() == "inline"; }
+
   MailPart::Kind kind(std::string_view type) const {
     using enum MailPart::Kind;
-    const std::string& disposition = disposition_.value();
-    if (!disposition.empty() && disposition != "inline") return attachment;
-    const bool isBody =
-        parentType_.empty() || parentType_ == "multipart/alternative" || parentType_ == "multipart/related";
-    if (!isBody && !name().empty()) return attachment;
-    if (type == "text/html") return html;
+    if (!isShown()) return attachment;
+    if (!holdsBodies(parentType_) && !name().empty()) return attachment;
+    if (type == htmlText) return html;
     const bool isText =
         type == plainText || type.starts_with("multipart/") || (parentType_.empty() && type.starts_with("text/"));
     return isText ? text : attachment;
@@ -213,10 +218,25 @@ class PartReader {
   std::vector<MailPart> parts_;
 };
 
+// Some senders name their bodies. Where a mail would show nothing, the first named text of each kind is its body.
+void showNamedBodies(std::vector<MailPart>& parts) {
+  const auto isShown = [](const MailPart& part) { return part.kind != MailPart::Kind::attachment; };
+  if (std::any_of(parts.begin(), parts.end(), isShown)) return;
+  const auto show = [&](std::string_view type, MailPart::Kind kind) {
+    const auto first = std::find_if(parts.begin(), parts.end(),
+                                    [&](const MailPart& part) { return part.mayBeBody && part.type == type; });
+    if (first != parts.end()) first->kind = kind;
+  };
+  show(plainText, MailPart::Kind::text);
+  show(htmlText, MailPart::Kind::html);
+}
+
 }  // namespace
 
 std::vector<MailPart> mailParts(std::string_view message, const MailHeader& header) {
-  return PartReader(message).read(header);
+  std::vector<MailPart> parts = PartReader(message).read(header);
+  showNamedBodies(parts);
+  return parts;
 }
 
 }  // namespace vesk

@@ -14,6 +14,7 @@ struct MailPart {
   enum class Kind { text, html, attachment };
 
   Kind kind = Kind::text;
+  bool mayBeBody = false;    // an attachment of text that only its name makes one
   std::string type = {};     // in lower case: "text/plain"
   std::string charset = {};  // as written; "" without one
   std::string name = {};     // of the file; see MailAttachment
@@ -21,8 +22,9 @@ struct MailPart {
   std::string_view body = {};  // in the message, encoded
 };
 
-// The parts of a message, in order. Multiparts are taken apart down to a depth of 100, and no more than 10,000 sections
-// are; what is deeper, or comes after them, is a part of plain text, and so is a multipart without sections.
+// The parts of a message, in order; see MIME::parse for their kinds. Multiparts are taken apart down to a depth of 100,
+// and no more than 10,000 sections are; what is deeper, or comes after them, is a part of plain text, and so is a
+// multipart without sections.
 std::vector<MailPart> mailParts(std::string_view message, const MailHeader& header);
 
 }  // namespace vesk

@@ -12,18 +12,6 @@ namespace {
 
 constexpr std::size_t snippetLength = 200;  // characters
 
-// Made from the beginning, where that is enough: a text may be long.
-std::string snippetOf(std::string_view body) {
-  for (std::size_t enough = 400;; enough *= 4) {  // bytes
-    const std::size_t end = body.find_first_of(" \n", enough);
-    std::string snippet = MIME::snippet(body.substr(0, end), snippetLength);
-    // Most characters are one unit of UTF-16; those that are more are counted the slow way.
-    const std::size_t units = text::unitCount(snippet);
-    if (end == std::string_view::npos || units == snippetLength) return snippet;
-    if (units > snippetLength && text::characterCount(snippet) == snippetLength) return snippet;
-  }
-}
-
 }  // namespace
 
 StorableText::StorableText(const std::string& text) : text_(text) {
@@ -86,7 +74,7 @@ bool insert(MailDatabase& database, const MailRecord& record, std::string_view a
       "snippet, is_read, is_flagged, has_attachments, recipients, text, html, attachments, in_reply_to, refs) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING id",
       accountID, path, record.uid, StorableText(mail.messageID).text(), subject.text(), name.text(), address.text(),
-      mailSeconds(mail.date.value_or(distantPast)), snippetOf(body), record.isRead, record.isFlagged,
+      mailSeconds(mail.date.value_or(distantPast)), MIME::snippet(body, snippetLength), record.isRead, record.isFlagged,
       !mail.attachments.empty(),
       toJson(MailRecipients{.to = mail.to, .cc = mail.cc, .replyTo = mail.replyTo}).compact(), plain.text(),
       html.text(), toJson(mail.attachments).compact(), StorableText(mail.inReplyTo).text(),

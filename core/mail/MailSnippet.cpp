@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
@@ -125,13 +126,29 @@ std::string withoutEmptyBrackets(std::string_view text) {
   });
 }
 
+// All of it as one line.
+std::string lineOf(std::string_view text) {
+  std::string line = withoutShortTags(looksLikeHtml(text) ? plainText(text) : decodeEntities(text));
+  line = withLabelsForLinks(withoutCutTag(line));
+  return text::collapseWhitespace(withoutEmptyBrackets(withoutAddresses(line)));
+}
+
+// That of most mails, by their first words: only what is in brackets may reach from there far into the rest.
+std::optional<std::string> snippetOfBeginning(std::string_view text, std::size_t length) {
+  const std::size_t unsure = length;  // bytes at the end, which what comes may still change
+  const std::string_view beginning = text::firstBytes(text, 4 * length + unsure);
+  if (beginning.find_first_of("<[") != none) return std::nullopt;
+  const std::string line = lineOf(beginning);
+  const std::string_view cut = text::firstCharacters(line, length);
+  if (cut.size() + unsure > line.size()) return std::nullopt;
+  return std::string(text::trimSpaces(cut));
+}
+
 }  // namespace
 
 std::string snippet(std::string_view text, std::size_t length) {
-  text = text::firstBytes(text, readForSnippet);
-  std::string line = withoutShortTags(looksLikeHtml(text) ? plainText(text) : decodeEntities(text));
-  line = withLabelsForLinks(withoutCutTag(line));
-  line = text::collapseWhitespace(withoutEmptyBrackets(withoutAddresses(line)));
+  if (auto early = snippetOfBeginning(text, length)) return std::move(*early);
+  const std::string line = lineOf(text::firstBytes(text, readForSnippet));
   return std::string(text::trimSpaces(text::firstCharacters(line, length)));
 }
 

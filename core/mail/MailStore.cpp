@@ -161,18 +161,25 @@ std::optional<MailFolder> MailStore::folder(std::string_view accountID, MailFold
 
 std::uint32_t MailStore::syncState(std::string_view accountID, std::string_view path, std::uint32_t uidValidity) {
   const std::lock_guard lock(mutex_);
-  {
+  // Nullopt when the folder is there with another UIDVALIDITY.
+  const auto known = [&]() -> std::optional<std::uint32_t> {
     auto state =
         database_.rows("SELECT uid_validity, last_uid FROM folders WHERE account = ? AND path = ?", accountID, path);
     if (!state.next()) return 0;
-    if (state.integer(0) == uidValidity) return static_cast<std::uint32_t>(state.integer(1));
-  }
+    return state.integer(0) == uidValidity ? std::optional(static_cast<std::uint32_t>(state.integer(1))) : std::nullopt;
+  };
+  if (const auto uid = known()) return *uid;
+  std::uint32_t lastUID = 0;
   database_.transaction([&] {
+    if (const auto uid = known()) {  // another process was first
+      lastUID = *uid;
+      return;
+    }
     mailRows::remove(database_, "account = ? AND folder = ?", accountID, path);
     database_.run("UPDATE folders SET uid_validity = ?, last_uid = 0 WHERE account = ? AND path = ?", uidValidity,
                   accountID, path);
   });
-  return 0;
+  return lastUID;
 }
 
 void MailStore::setLastUID(std::uint32_t uid, std::string_view accountID, std::string_view path) {
@@ -293,7 +300,10 @@ void MailStore::apply(const MailChange& change, std::int64_t messageID) {
     case MailChange::Kind::flagged:
       return database_.run("UPDATE messages SET is_flagged = ? WHERE id = ?", change.isOn, messageID);
     case MailChange::Kind::move:
-      return database_.transaction([&] { mailRows::remove(database_, "id = ?", messageID); });
+      return database_.transaction([&] {
+        database_.run("DELETE FROM message_search WHERE rowid = ?", messageID);
+        database_.run("DELETE FROM messages WHERE id = ?", messageID);
+      });
   }
 }
 

@@ -111,7 +111,8 @@ VisibleText visibleText(std::string_view text) {
 }
 
 VisibleText visibleTextOfHTML(std::string_view html) {
-  const html::SplitDocument document = html::splitHidden(html::withoutBlocks(text::withLineBreaks(html, "\n")));
+  const std::string lines = text::withLineBreaks(html, "\n");
+  const html::SplitDocument document = html::splitHidden(html::withoutBlocks(lines), html::readStyleSheet(lines));
   VisibleText seen = visibleText(html::text(document.seen));
   seen.text = text::trimWhitespace(seen.text);
   seen.hidden += charactersSeen(html::text(document.hidden));

@@ -19,8 +19,8 @@ class WipedText {
       std::string grown;
       grown.reserve(2 * (text_.size() + more.size()));
       grown = text_;
+      wipe(text_);  // before it changes places: a short one lies in the object itself
       text_.swap(grown);
-      wipe(grown);
     }
     text_ += more;
   }

@@ -111,6 +111,8 @@ TEST(MIME, SortsPartsThatStandAlone) {
       {"Content-Type: text/plain; name=a.txt", "body"},
       {"Content-Type: text/x-unknown", "body"},
       {"Content-Type: text/HTML (with a comment)", "", "body"},
+      {"Content-Type: (a; (comment)) text/html", "", "body"},
+      {"Content-Type: text/html\nContent-Disposition: inline (c); filename=a.html", "", "body"},
       {"Content-Type: multipart/mixed", "body"},
       {"Content-Type: multipart/mixed; boundary=\"\"", "body"},
       {"Content-Type: multipart/mixed; boundary=never", "body"},
@@ -119,6 +121,8 @@ TEST(MIME, SortsPartsThatStandAlone) {
       {"Content-Type: application/pdf; name=\"=?utf-8?Q?=C3=A9.pdf?=\"", "", "", "é.pdf application/pdf"},
       {"Content-Type: message/rfc822", "", "", " message/rfc822"},
       {"Content-Transfer-Encoding: base64", "n\u0087r"},
+      {"Content-Transfer-Encoding: BASE64 (x)", "n\u0087r"},
+      {"Content-Transfer-Encoding: base64;", "n\u0087r"},
       {"Content-Transfer-Encoding: unknown", "body"},
   };
   for (const Case& c : cases) {
@@ -129,6 +133,47 @@ TEST(MIME, SortsPartsThatStandAlone) {
     for (const MailAttachment& each : mail.attachments) attachment += each.name + " " + each.type;
     EXPECT_EQ(attachment, c.attachment) << c.header;
   }
+}
+
+TEST(MIME, TakesNamedTextForTheBodyWithoutAnother) {
+  const std::string named =
+      "--b\nContent-Type: text/html; name=a.html\nContent-Disposition: inline\n\n<p>\n"
+      "--b\nContent-Type: text/plain; name=a.txt\n\na\n"
+      "--b\nContent-Type: text/plain; name=b.txt\n\nb\n";
+  struct Case {
+    std::string message;
+    std::string text;
+    std::string html;
+    std::size_t attachments;
+  };
+  const Case cases[] = {
+      {"mixed; boundary=b\n\n" + named, "a", "<p>", 1},
+      {"mixed; boundary=b\n\n" + named + "--b\n\nbody", "body", "", 3},
+      {"mixed; boundary=b\n\n--b\nContent-Type: text/html\nContent-Disposition: attachment\n\n<p>", "", "", 1},
+      {"signed; boundary=b\n\n" + named, "a\nb\n", "<p>", 0},
+  };
+  for (const Case& c : cases) {
+    const ParsedMail mail = MIME::parse("Content-Type: multipart/" + c.message);
+    EXPECT_EQ(mail.text, c.text) << c.message;
+    EXPECT_EQ(mail.html, c.html) << c.message;
+    EXPECT_EQ(mail.attachments.size(), c.attachments) << c.message;
+  }
+}
+
+TEST(MIME, ReadsBoundariesAsTheyAreMeant) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"multipart/mixed; boundary=abc (c)", "abc"},
+      {"(x) multipart/mixed; boundary=abc", "abc"},
+      {"multipart/mixed; boundary=\"abc", "abc"},
+      {"multipart/mixed; boundary=\" abc \"", " abc"},
+      {"multipart/mixed; boundary=\"a (b)\"", "a (b)"},
+      {"multipart/mixed; boundary=\"=?utf-8?Q?abc?=\"", "=?utf-8?Q?abc?="},
+      {"multipart/mixed; boundary*0=\"a b\"; boundary*1=c", "a bc"},
+  };
+  for (const auto& [type, boundary] : cases)
+    EXPECT_EQ(MIME::parse("Content-Type: " + type + "\n\n--" + boundary + "\n\nbody\n--" + boundary + "--").text,
+              "body")
+        << type;
 }
 
 TEST(MIME, DecodesBodies) {
@@ -143,6 +188,14 @@ TEST(MIME, DecodesBodies) {
       {"us-ascii", "\xC3\xA9", "é"},
       {"", "\xE9", "é"},
       {"iso-8859-1", "\x93\xE9\x94", "“é”"},
+      {"l1", "\x93", "“"},
+      {"iso8859-1", "\x93", "“"},
+      {"csISOLatin1", "\x93", "“"},
+      {"chinese", "\xD6\xD0\x96\x7C", "中東"},
+      {"GB_2312-80", "\xD6\xD0", "中"},
+      {"iso-8859-8-i", "\xF9", "ש"},
+      {"ks_c_5601-1987", "\x8C\x63", "똠"},
+      {"x-sjis", "\x87\x40", "①"},
       {"KOI8-R", "\xF0\xD2\xC9", "При"},
       {"windows-1251", "\xCF\xF0\xE8", "При"},
       {"iso-8859-15", "\xA4", "€"},
@@ -222,6 +275,11 @@ TEST(MIME, ShowsBrokenMessagesAsWellAsItCan) {
     EXPECT_EQ(MIME::parse(message).text, text) << testing::PrintToString(message);
   EXPECT_EQ(MIME::parse("From: =?utf-8?Q?Mailer=0ADaemon?=\n\n").from, (MailAddress{"Mailer Daemon"}));
   EXPECT_EQ(MIME::parse("From:\n\n").from, std::nullopt);
+  const std::string returns =
+      "Subject: old\rContent-Type: multipart/mixed; boundary=b\r\r--b\r\rtext\r--b\r"
+      "Content-Type: image/png\r\rpng\r--b--\r";
+  EXPECT_EQ(MIME::parse(returns).subject + MIME::parse(returns).text, "oldtext");
+  EXPECT_EQ(MIME::attachment(0, returns), "png");
 }
 
 TEST(MIME, StaysLinearOnHostileMessages) {

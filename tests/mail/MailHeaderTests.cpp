@@ -14,9 +14,10 @@ TEST(MailHeader, DecodesEncodedWords) {
   const std::pair<std::string, std::string> cases[] = {
       {"=?UTF-8?B?SGVsbG8=?= =?UTF-8?Q?_W=C3=B6rld?=", "Hello Wörld"},
       {"a =?utf-8?q?b?= c =?utf-8?q?d?=e", "a b c de"},
-      {"=?utf-8?Q?=E2=9C?=\t=?UTF-8?Q?=93?=", "✓"},             // a character cut in two
-      {"=?utf-8?Q?=E2=9C?= =?iso-8859-1?Q?=E9?=", "â\u009Cé"},  // of two charsets
-      {"=?utf-8*en?Q?=C3=A9?=", "é"},                           // RFC 2231, 5
+      {"=?utf-8?Q?=E2=9C?=\t=?UTF-8?Q?=93?=", "✓"},                                   // a character cut in two
+      {"=?utf-8?B?w6TDtg==?= =?utf-8?B?w7zDnw==?= =?utf-8?B?4oI=?=", "äöüßâ\u0082"},  // the last one cut short
+      {"=?utf-8?Q?=E2=9C?= =?iso-8859-1?Q?=E9?=", "â\u009Cé"},                        // of two charsets
+      {"=?utf-8*en?Q?=C3=A9?=", "é"},                                                 // RFC 2231, 5
       {"\"=?iso-8859-15?q?=A4_in_quotes?=\"", "\"€ in quotes\""},
       {"=?iso-2022-jp?B?GyRCRnxLXBsoQg==?=", "日本"},
       {"=?iso-2022-jp?B?GyRCRnwbKEI=?= =?iso-2022-jp?B?GyRCS1wbKEI=?=", "日本"},
@@ -63,7 +64,9 @@ TEST(MailHeader, ReadsAddresses) {
       {"Friends: ana@x.org, Bo <bo@x.org>;, c@x.org", {{"", "ana@x.org"}, {"Bo", "bo@x.org"}, {"", "c@x.org"}}},
       {"undisclosed-recipients:;", {}},
       {R"(Pete(A nice \) chap) <pete(his account)@silly.test(his host)>)", {{"Pete", "pete@silly.test"}}},
-      {"ana (x (y)) @ x.org (Ana)", {{"", "ana@x.org"}}},
+      {"ana (x (y)) @ x.org (Ana)", {{"Ana", "ana@x.org"}}},
+      {"root@x.org (Cron (\\(2\\)) =?utf-8?Q?=C3=A9?=), <bo@x.org>",
+       {{"Cron ((2)) é", "root@x.org"}, {"", "bo@x.org"}}},
       {"<@a.org,@b.org:ana@x.org>, \"a b\"@x.org", {{"", "ana@x.org"}, {"", "\"a b\"@x.org"}}},
       {"\"Never closed <ana@x.org>, Bo (too <bo@x.org>", {{"\"Never closed", "ana@x.org"}, {"Bo (too", "bo@x.org"}}},
       {"Ana <ana@x.org, bo@x.org", {{"Ana", "ana@x.org"}, {"", "bo@x.org"}}},
@@ -117,6 +120,7 @@ TEST(MailHeader, ReadsParameters) {
       {"a; name*=no-quotes%21", "name", "no-quotes!"},
       {"a; name*=unknown''%E9", "name", "é"},
       {"a; name=\"=?utf-8?Q?=C3=A9?=\"", "name", "é"},
+      {"a; name=\"never closed; z=1", "name", "never closed"},
       {"a; name=\"never closed; z=1", "z", "1"},
       {"a;;; =; name; name=x", "name", "x"},
   };
@@ -129,6 +133,7 @@ TEST(MailHeader, StaysLinearOnHostileTexts) {
                                   "=?utf-8?Q?",
                                   "=?utf-8?Q?a",
                                   "=?utf-8?Q?a?= ",
+                                  "=?l2x?Q?=E2?= ",
                                   "=?a?b?"
                                   "?=",
                                   "=? ",

@@ -92,17 +92,88 @@ TEST(MailHtml, TellsWhatItHides) {
       {"<p style='color:rgba(1, 2, 3, 0)'>no</p><p style='color:transparent'>no</p>", "", 4},
       {"<div style='opacity:0'>no</div><i style='max-height:0;overflow:hidden'>no</i><p style='left:-999px'>no", "", 6},
       {"<div style='display:none'>no<div>no</div></span></b></p>no</div>yes", "yes", 6},
-      {"<style>.x{display:none}</style><!-- nothing --><i class=x>not known</i>", "not known"},
+      {"<div style='display:none;display:block'>a</div><i style='opacity:0;opacity:1'>b</i>", "a\nb"},
+      {"<i style='display:none!important;display:block'>no</i><i style=color:red style=display:none>yes", "yes", 2},
+      {"<i style='max-height:0'>a</i><i style='overflow:hidden;height:0.5em'>b</i><p style='clip-path:circle(50%)'>c",
+       "abc"},
+      {"yes<!-- no", "yes", 2},
+      {"<!-->a<!-- no --!>b<!--[if !mso]><!-->c<!--<![endif]-->", "abc"},
+      {"yes<div><script>no</div>no", "yes", 4},
+      {"<style>no</style x>yes<style>no<b style='display:block'>no", "yes", 6},
+      {"<template>no<template>no</template></b>no</template>yes<iframe>no</iframe><noembed>no</noembed>", "yes", 10},
       {"ab\u200Bc\U000E0041\U000E0042 \u2060", "abc", 4},
       {"<div style='display:none'>Pre&zwnj;&nbsp;&#847;</div>", "", 3},
   };
   for (const Case& c : cases)
     EXPECT_EQ(MIME::visibleTextOfHTML(c.html), (MIME::VisibleText{.text = c.text, .hidden = c.hidden})) << c.html;
+  for (const std::string style : {"height:0;overflow:hidden",
+                                  "mso-hide:all",
+                                  "font:0/0 a",
+                                  "font:bold 1px Arial",
+                                  "font-size:1%",
+                                  "font-size:0.1em",
+                                  "font-size:1px",
+                                  "opacity:.01",
+                                  "opacity:1%",
+                                  "color:#ffffff00",
+                                  "color:#0000",
+                                  "color:rgba(1,2,3,.01)",
+                                  "color:rgb(100%,100%,100%)",
+                                  "color:rgb(0 0 0 / 1%)",
+                                  "-webkit-text-fill-color:transparent",
+                                  "margin-left:-9999px",
+                                  "margin:0 0 0 -99em",
+                                  "text-indent:-9999px",
+                                  "transform:scale(0)",
+                                  "transform:translateX(-9999px)",
+                                  "clip-path:inset(100%)",
+                                  "clip:rect(0, 0, 0, 0)",
+                                  "display:/**/none"})
+    EXPECT_EQ(MIME::visibleTextOfHTML("<p style='" + style + "'>no</p>yes"), (MIME::VisibleText{"yes", 2})) << style;
   // What makes up letters and emoji is seen.
   for (const std::string text : {"👩‍👩‍👧 ☎️ 1️⃣", "می‌خواهم",
                                  "🏴\U000E0067\U000E0062\U000E0065\U000E006E\U000E0067\U000E007F", "葛󠄀"})
     EXPECT_EQ(MIME::visibleText(text), (MIME::VisibleText{.text = text})) << text;
   EXPECT_EQ(MIME::visibleText("co\u00ADop a\uFE0Fb"), (MIME::VisibleText{.text = "coop ab", .hidden = 1}));
+}
+
+TEST(MailHtml, ReadsStyleSheets) {
+  struct Case {
+    std::string sheet;
+    std::string html;
+    std::string text;
+    std::size_t hidden = 0;
+  };
+  const Case cases[] = {
+      {"td.h{background:#036}", "<td class=h style='color:#fff'>Invoice <b>123</b>", "Invoice 123"},
+      {"a.btn{background-image:url(x)}", "<a class=btn style='color:#fff'>Pay now</a><i style=color:#fff>no", "Pay now",
+       2},
+      {"a{color:red}", "<a class=btn style='color:#fff'>no</a>", "", 2},
+      {"td.h{background:#036}", "<td class=h style='background:#fff;color:#fff'>no</td>yes", "yes", 2},
+      {"body{background:#036}", "<i style='color:#fff'>yes</i>", "yes"},
+      {"body{background:#fff}", "<i style='color:#fff'>no</i>", "", 2},
+      {".x{display:none}",
+       "<i class=x>no</i><i class='a x'>no</i><i class=xy>yes</i><i class=x style=display:inline>yes", "yesyes", 4},
+      {"@import 'a'; <!-- p, #y ,.x { visibility:hidden } -->", "<i class=x>no<i id=y>no</i></i>yes", "yes", 4},
+      {".x/* { */{display:none!important}", "<i class=x style='display:block'>no</i>yes", "yes", 2},
+      {".x{display:none}.x{display:block}", "<i class=x>yes</i>", "yes"},
+      {".a .x, .x:hover, .x.y{display:none}", "<i class=x>yes</i>", "yes"},
+      {"@media (max-width:9px){.x{display:none} p{}} .y{opacity:0}", "<i class=x>yes</i><i class=y>no</i>", "yes", 2},
+      {"@media screen{.z{} .x{display:none}} .y{opacity:0}", "<i class=x>no</i><i class=y>no</i>yes", "yes", 4},
+  };
+  for (const Case& c : cases) {
+    const std::string html = "<html><head><STYLE type='a>b'>" + c.sheet + "</STYLE ></head>" + c.html;
+    EXPECT_EQ(MIME::visibleTextOfHTML(html), (MIME::VisibleText{.text = c.text, .hidden = c.hidden})) << html;
+    EXPECT_EQ(MIME::visibleTextOfHTML("<!--[if mso]><style>i{display:none}.xy{display:none}</style>-->" + html),
+              (MIME::VisibleText{.text = c.text, .hidden = c.hidden}))
+        << "commented out: " << html;
+  }
+  EXPECT_EQ(MIME::visibleTextOfHTML("<style media=print>.x{display:none}</style><i class=x>yes").text, "yes");
+}
+
+TEST(MailHtml, ShowsNothingThatIsNestedTooDeep) {
+  const std::string html = "yes" + repeated("<b>", 11'000 * 3) + "<i style='display:none'>no</i>no";
+  EXPECT_EQ(MIME::visibleTextOfHTML(html), (MIME::VisibleText{.text = "yes", .hidden = 4}));
 }
 
 TEST(MailHtml, MakesSnippets) {
@@ -148,6 +219,12 @@ TEST(MailHtml, StaysLinearOnHostileTexts) {
                                   "\u200B",
                                   "🏴",
                                   "<b style=color:#fff>",
+                                  "<!-- --!>",
+                                  "<template>",
+                                  "<style>@media{",
+                                  "<style>.a{color:red}",
+                                  "<style>@media screen{</style>",
+                                  "<b style=a/*",
                                   "<a <b",
                                   "\n \n",
                                   "1 ",

@@ -51,20 +51,21 @@ std::vector<MailRecord> batch(std::uint32_t first, std::size_t count) {
 
 constexpr std::uint32_t batchSize = 5;
 
-// Each round adds a batch of messages, and takes the one before that away but for one, in a folder of its own.
-std::uint32_t write(const std::string& directory, const std::string& folder,
+// Each round adds a batch of messages, and takes the one before that away but for one, in an account of its own.
+std::uint32_t write(const std::string& directory, const std::string& account,
                     std::chrono::steady_clock::time_point end) {
   MailStore store(directory);
+  test::withInbox(store, account);
   std::uint32_t uid = 1;
   for (; std::chrono::steady_clock::now() < end; uid += batchSize) {
-    if (store.insert(batch(uid, batchSize), "a", folder) != batchSize) return 0;
-    store.updateFlags({{.uid = uid, .isRead = true, .isFlagged = true}}, "a", folder);
-    store.setLastUID(uid, "a", folder);
-    store.save(MailDraft{.id = folder, .accountID = "a", .body = std::to_string(uid)});
+    if (store.insert(batch(uid, batchSize), account, "INBOX") != batchSize) return 0;
+    store.updateFlags({{.uid = uid, .isRead = true, .isFlagged = true}}, account, "INBOX");
+    store.setLastUID(uid, account, "INBOX");
+    store.save(MailDraft{.id = account, .accountID = account, .body = std::to_string(uid)});
     if (uid == 1) continue;
     std::vector<std::uint32_t> old;
     for (std::uint32_t i = 1; i < batchSize; ++i) old.push_back(uid - i);
-    store.remove(old, "a", folder);
+    store.remove(old, account, "INBOX");
   }
   return uid;
 }
@@ -82,13 +83,13 @@ bool readsWell(const std::string& directory, std::chrono::steady_clock::time_poi
   while (std::chrono::steady_clock::now() < end) {
     const auto store = MailStore::openIfThere(directory);
     if (!store) continue;
-    if (!areWholeBatches(store->storedUIDs("a", "one"))) return false;
+    if (!areWholeBatches(store->storedUIDs("one", "INBOX"))) return false;
     for (const MailSummary& found : store->messages({.words = "subject", .limit = 20})) {
       const auto mail = store->message(found.id);
       if (mail && mail->summary.subject != "Subject of " + std::to_string(mail->summary.uid)) return false;
     }
     const auto draft = store->draft("one");
-    if ((draft && draft->accountID != "a") || store->skipped() > 0) return false;
+    if ((draft && draft->accountID != "one") || store->skipped() > 0) return false;
   }
   return true;
 }
@@ -98,16 +99,16 @@ TEST(MailStoreSafety, SeveralWriteAndReadAtOnce) {
   MailFolders mail;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(wanted("VESK_MAIL_SECONDS", 2));
   std::vector<pid_t> processes;
-  for (const char* folder : {"one", "two"})
-    processes.push_back(test::inChild([&] { return write(mail.directory(), folder, end) > 1; }));
+  for (const char* account : {"one", "two"})
+    processes.push_back(test::inChild([&] { return write(mail.directory(), account, end) > 1; }));
   for (int reader = 0; reader < 3; ++reader)
     processes.push_back(test::inChild([&] { return readsWell(mail.directory(), end); }));
   for (const pid_t process : processes) EXPECT_TRUE(test::endedWell(process));
 
-  for (const std::string folder : {"one", "two"}) {
-    const auto uids = mail.store().storedUIDs("a", folder);
-    EXPECT_TRUE(areWholeBatches(uids)) << folder;
-    EXPECT_FALSE(uids.empty()) << folder;
+  for (const std::string account : {"one", "two"}) {
+    const auto uids = mail.store().storedUIDs(account, "INBOX");
+    EXPECT_TRUE(areWholeBatches(uids)) << account;
+    EXPECT_FALSE(uids.empty()) << account;
   }
   EXPECT_TRUE(mail.isSound());
 }
@@ -115,11 +116,11 @@ TEST(MailStoreSafety, SeveralWriteAndReadAtOnce) {
 TEST(MailStoreSafety, ThreadsShareAStore) {
   MailFolders mail;
   std::vector<std::future<void>> threads;
-  for (const std::string folder : {"one", "two", "three"}) {
-    threads.push_back(std::async(std::launch::async, [&mail, &store = mail.store(), folder] {
+  for (const std::string account : {"one", "two", "three"}) {
+    threads.push_back(std::async(std::launch::async, [&store = test::withInbox(mail.store(), account), account] {
       for (std::uint32_t uid = 1; uid < 100; ++uid) {
-        store.insert({record(uid, folder, "x@y")}, "a", folder);
-        store.messages({.folder = folder, .words = folder});
+        store.insert({record(uid, account, "x@y")}, account, "INBOX");
+        store.messages({.accountID = account, .words = account});
       }
     }));
   }
@@ -132,17 +133,18 @@ TEST(MailStoreSafety, AKilledWriterLeavesWholeBatches) {
   MailFolders mail;
   const int kills = wanted("VESK_MAIL_KILLS", 25);
   for (int kill = 0; kill < kills; ++kill) {
-    const std::string folder = std::to_string(kill);
+    const std::string account = std::to_string(kill);
     const pid_t writer = test::inChild([&] {
       MailStore store(mail.directory());
-      for (std::uint32_t uid = 1;; uid += 50) store.insert(batch(uid, 50), "a", folder);
+      test::withInbox(store, account);
+      for (std::uint32_t uid = 1;; uid += 50) store.insert(batch(uid, 50), account, "INBOX");
       return true;
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(10 + kill * 7 % 40));
     ::kill(writer, SIGKILL);
     EXPECT_FALSE(test::endedWell(writer));
     if (kill == 0) mail.store();
-    ASSERT_EQ(mail.store().messages({.folder = folder, .limit = 100'000}).size() % 50, 0u);
+    ASSERT_EQ(mail.store().messages({.accountID = account, .limit = 100'000}).size() % 50, 0u);
     if (kill % 5 == 0) mail.close();  // the next one finds the log as the killed one left it
   }
   EXPECT_GT(mail.number("SELECT COUNT(*) FROM messages"), 0);
@@ -151,7 +153,7 @@ TEST(MailStoreSafety, AKilledWriterLeavesWholeBatches) {
 
 TEST(MailStoreSafety, ALockIsWaitedForButNotForever) {
   MailFolders mail;
-  mail.store().insert({record(1, "one", "x@y")}, "a", "INBOX");
+  test::withInbox(mail.store()).insert({record(1, "one", "x@y")}, "a", "INBOX");
   SQLite::Database other(mail.file(), SQLite::OPEN_READWRITE);
   other.exec("BEGIN IMMEDIATE");
   const auto write = [&] { mail.store().setLastUID(1, "a", "INBOX"); };
@@ -167,7 +169,7 @@ TEST(MailStoreSafety, ALockIsWaitedForButNotForever) {
 
 TEST(MailStoreSafety, AFullDiskTakesBackWhatWasBegun) {
   MailFolders mail;
-  mail.store().insert(batch(1, 10), "a", "INBOX");
+  test::withInbox(mail.store()).insert(batch(1, 10), "a", "INBOX");
   const pid_t child = test::inChild([&] {
     MailStore store(mail.directory());
     rlimit limit{200'000, RLIM_INFINITY};
@@ -185,7 +187,7 @@ TEST(MailStoreSafety, AFullDiskTakesBackWhatWasBegun) {
 
 TEST(MailStoreSafety, ADamagedDatabaseIsLeftAsItIs) {
   MailFolders mail;
-  mail.store().insert(batch(1, 500), "a", "INBOX");
+  test::withInbox(mail.store()).insert(batch(1, 500), "a", "INBOX");
   mail.close();
   const std::string whole = mail.folder().read("mail/mail.sqlite");
   std::string badHeader = whole;
@@ -210,7 +212,7 @@ TEST(MailStoreSafety, ADamagedDatabaseIsLeftAsItIs) {
 
 TEST(MailStoreSafety, APageThatIsDamagedIsTold) {
   MailFolders mail;
-  mail.store().insert(batch(1, 500), "a", "INBOX");
+  test::withInbox(mail.store()).insert(batch(1, 500), "a", "INBOX");
   mail.close();
   std::string bytes = mail.folder().read("mail/mail.sqlite");
   for (std::size_t at = 40'960; at < bytes.size() / 2; ++at) bytes[at] = static_cast<char>(at * 31);
@@ -232,7 +234,7 @@ class Unprivileged {
 TEST(MailStoreSafety, ReadsWhatItMayNotWrite) {
   namespace fs = std::filesystem;
   MailFolders mail;
-  mail.store().insert({record(1, "one", "x@y")}, "a", "INBOX");
+  test::withInbox(mail.store()).insert({record(1, "one", "x@y")}, "a", "INBOX");
   const auto allow = [&](fs::perms ofFolder, fs::perms ofFile) {
     fs::permissions(fs::path(mail.directory()).parent_path(), fs::perms(0755));
     fs::permissions(mail.directory() + "/mail", ofFolder);

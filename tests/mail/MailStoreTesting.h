@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/mail/IMAPAnswers.h"
 #include "core/mail/MailStore.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -44,6 +45,12 @@ class MailFolders {
   TemporaryFolder folder_;
   std::unique_ptr<MailStore> store_;
 };
+
+// The store, with a folder "INBOX" for an account.
+inline MailStore& withInbox(MailStore& store, std::string_view accountID = "a") {
+  store.saveFolders({{"INBOX", "Inbox", MailFolderRole::inbox}}, accountID);
+  return store;
+}
 
 // A message that came so many hours after the first of 2026.
 inline MailRecord record(std::uint32_t uid, std::string_view subject, std::string_view from, int hours = 0) {

@@ -81,7 +81,8 @@ TEST_F(MailTools, ListAndFindWhatIsStored) {
   EXPECT_EQ(vault.failure("list_emails", R"({"account":"eva@example.org"})"),
             "No connected account is eva@example.org.");
   EXPECT_THAT(vault.failure("list_emails", R"({"folder":"Nowhere"})"), StartsWith("No mail folder is called"));
-  EXPECT_EQ(vault.failure("search_emails"), "The words to look for are required.");
+  for (const char* words : {"{}", R"({"query":" \" "})"})
+    EXPECT_EQ(vault.failure("search_emails", words), "The words to look for are required.");
   EXPECT_EQ(vault.failure("read_email", R"({"id":"12x"})"),
             "No email has the id \"12x\". Use list_emails or search_emails.");
   EXPECT_EQ(ServedVault().failure("list_emails"), "Reading email is turned off in Vesk.");

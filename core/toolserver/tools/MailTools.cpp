@@ -65,19 +65,21 @@ class MailNames {
     return *found;
   }
 
-  // A role, or the name or the path of a folder that some account has.
+  // A role, or the name or the path of a folder: of the account wanted, else of the first that has one.
   void narrow(MailQuery& query, const std::string& folder) const {
     if (const auto role = mailFolderRoleNamed(text::key(folder)); role && *role != MailFolderRole::other) {
       query.role = role;
       return;
     }
     const auto isIt = [&](const MailFolder& each) {
-      return text::equalIgnoringCase(each.path, folder) || text::equalIgnoringCase(each.name, folder);
+      const bool isWanted = !query.accountID || each.accountID == *query.accountID;
+      return isWanted && (text::equalIgnoringCase(each.path, folder) || text::equalIgnoringCase(each.name, folder));
     };
     const auto found = std::ranges::find_if(folders_, isIt);
     if (found == folders_.end())
       throw ToolError(fmt::format("No mail folder is called {}. Use inbox, sent, drafts, archive, trash or spam.",
                                   toolResult::quoted(folder)));
+    query.accountID = found->accountID;
     query.folder = found->path;
   }
 
@@ -153,7 +155,7 @@ std::string listEmails(ToolContext& context, const ToolArguments& arguments) {
 
 std::string searchEmails(ToolContext& context, const ToolArguments& arguments) {
   const std::string words = arguments.text("query", "The words to look for are required.");
-  if (MailStore::searchExpression(words).empty()) throw ToolError("The words to look for are required.");
+  if (text::trim(words, " \t\r\n\"").empty()) throw ToolError("The words to look for are required.");
   const auto store = storeOf(context);
   const MailQuery query{.words = words, .limit = arguments.limit(), .offset = arguments.offset()};
   const std::size_t total = store->count(query);
