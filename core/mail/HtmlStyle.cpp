@@ -11,6 +11,7 @@
 
 #include "core/base/Text.h"
 #include "core/mail/HtmlEntities.h"
+#include "core/mail/HtmlText.h"
 #include "core/mail/Letters.h"
 
 namespace vesk::html {
@@ -484,18 +485,19 @@ bool Look::hidesText() const {
 
 StyleSheet readStyleSheet(std::string_view html) {
   StyleSheet sheet;
+  TagScanner tags(html);
   for (std::size_t at = html.find('<'); at != none; at = html.find('<', at)) {
     if (html.substr(at).starts_with("<!--")) {
       at = html.find("-->", at + 2);
     } else if (!isStyleAt(html, ++at)) {
       continue;
     } else {
-      const std::size_t begin = std::min(html.find('>', at), html.size());
+      const std::size_t begin = std::min(tags.endOfTag(at - 1), html.size());
       std::size_t end = html.find("</", begin);
       while (end != none && !isStyleAt(html, end + 2)) end = html.find("</", end + 2);
       end = std::min(end, html.size());
       const std::string media = lowered(attributesOf(html.substr(at, begin - at)).media.value_or(""));
-      if (isAnyScreen(media)) readRules(sheet, withoutCssComments(html.substr(begin, end - begin)).erase(0, 1));
+      if (isAnyScreen(media)) readRules(sheet, withoutCssComments(html.substr(begin, end - begin)));
       at = end;
     }
     if (at == none) break;
@@ -515,9 +517,9 @@ Look lookWithin(std::string_view tag, Look outside, const StyleSheet& sheet) {
   const bool mayBePainted = sheet.hasBackgrounds && (attributes.classes || attributes.id);
   if (mayBePainted) outside.background = Look::unknown;
   const bool isPainted = attributes.style && attributes.style->find("background") != none;
-  const std::int32_t background = outside.background;
+  const std::int32_t given = outside.background;
   apply(styleOf(attributes, sheet), outside);
-  if (mayBePainted && !isPainted) outside.background = background;
+  if (mayBePainted && !isPainted) outside.background = given;
   return outside;
 }
 

@@ -97,7 +97,7 @@ TEST(MailHtml, TellsWhatItHides) {
       {"<i style='max-height:0'>a</i><i style='overflow:hidden;height:0.5em'>b</i><p style='clip-path:circle(50%)'>c",
        "abc"},
       {"yes<!-- no", "yes", 2},
-      {"<!-->a<!-- no --!>b<!--[if !mso]><!-->c<!--<![endif]-->", "abc"},
+      {"<!--[if !mso]><!-->a<!--<![endif]--><!-->b<!-- no --!>c", "abc"},
       {"yes<div><script>no</div>no", "yes", 4},
       {"<style>no</style x>yes<style>no<b style='display:block'>no", "yes", 6},
       {"<template>no<template>no</template></b>no</template>yes<iframe>no</iframe><noembed>no</noembed>", "yes", 10},
