@@ -13,7 +13,7 @@ namespace vesk {
 namespace {
 
 using namespace std::string_literals;
-using test::repeated;
+using test::filledWith;
 
 // With the line breaks of the network.
 std::string crlf(std::string_view text) { return text::withLineBreaks(text, "\r\n"); }
@@ -294,27 +294,27 @@ TEST(MIME, StaysLinearOnHostileMessages) {
     return message + "\nlast";
   };
   const std::string bombs[] = {
-      multipart + repeated("--b\n", 1'000'000),
-      multipart + repeated("\n--x", 1'000'000),
-      multipart + repeated("--b\nContent-Type: image/png\n\n\n", 1'000'000),
-      multipart + repeated("--b\nContent-Type: message/rfc822\n\n", 1'000'000),
-      nested(99, false) + repeated("\n--bx", 1'000'000),
+      multipart + filledWith("--b\n", 1'000'000),
+      multipart + filledWith("\n--x", 1'000'000),
+      multipart + filledWith("--b\nContent-Type: image/png\n\n\n", 1'000'000),
+      multipart + filledWith("--b\nContent-Type: message/rfc822\n\n", 1'000'000),
+      nested(99, false) + filledWith("\n--bx", 1'000'000),
       nested(100'000, false),
       nested(100'000, true),
-      repeated("Content-Type: message/rfc822\n\n", 1'000'000),
+      filledWith("Content-Type: message/rfc822\n\n", 1'000'000),
       "Content-Type: multipart/mixed; boundary=" + std::string(10'000, 'b') + "\n\n" +
-          repeated("--" + std::string(10'000, 'b') + "\n", 1'000'000),
-      repeated("\n", 200'000) + "Subject: x\n\ntext",
-      "Subject: " + repeated("x\n ", 5'000'000),
-      "To: " + repeated("(", 1'000'000),
-      "To: " + repeated("Ana <ana@example.org>,\n ", 1'000'000),
-      "Subject: " + repeated("=?utf-8?Q?x?=\n ", 1'000'000),
-      repeated("X: y\n", 1'000'000),
-      repeated("\r", 1'000'000),
-      repeated("--", 1'000'000),
-      "Content-Type: a/b" + repeated("; name*=", 1'000'000) + "\n\nx",
-      "Content-Transfer-Encoding: base64\n\n" + repeated("=", 1'000'000),
-      "Content-Transfer-Encoding: quoted-printable\n\n" + repeated("= ", 1'000'000),
+          filledWith("--" + std::string(10'000, 'b') + "\n", 1'000'000),
+      filledWith("\n", 200'000) + "Subject: x\n\ntext",
+      "Subject: " + filledWith("x\n ", 5'000'000),
+      "To: " + filledWith("(", 1'000'000),
+      "To: " + filledWith("Ana <ana@example.org>,\n ", 1'000'000),
+      "Subject: " + filledWith("=?utf-8?Q?x?=\n ", 1'000'000),
+      filledWith("X: y\n", 1'000'000),
+      filledWith("\r", 1'000'000),
+      filledWith("--", 1'000'000),
+      "Content-Type: a/b" + filledWith("; name*=", 1'000'000) + "\n\nx",
+      "Content-Transfer-Encoding: base64\n\n" + filledWith("=", 1'000'000),
+      "Content-Transfer-Encoding: quoted-printable\n\n" + filledWith("= ", 1'000'000),
   };
   for (const std::string& bomb : bombs) {
     SCOPED_TRACE(bomb.substr(0, 100));

@@ -8,7 +8,7 @@ namespace vesk {
 namespace {
 
 using namespace std::string_literals;
-using test::repeated;
+using test::filledWith;
 
 TEST(MailHeader, DecodesEncodedWords) {
   const std::pair<std::string, std::string> cases[] = {
@@ -153,7 +153,7 @@ TEST(MailHeader, StaysLinearOnHostileTexts) {
                                   ";name*0=",
                                   ";name*=\"",
                                   "; x*1*=%"}) {
-    const std::string text = repeated(shape, 300'000);
+    const std::string text = filledWith(shape, 300'000);
     EXPECT_LE(MIME::decodeWords(text).size(), text.size()) << shape;
     EXPECT_LE(MailAddress::list(text).size(), 10'000u) << shape;
     EXPECT_LE(MailAddress::list("a@x" + text).size(), 10'000u) << shape;

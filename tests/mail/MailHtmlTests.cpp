@@ -9,7 +9,7 @@ namespace vesk {
 namespace {
 
 using namespace std::string_view_literals;
-using test::repeated;
+using test::filledWith;
 using test::replaced;
 
 std::string plainTextByPatterns(std::string text) {
@@ -172,7 +172,7 @@ TEST(MailHtml, ReadsStyleSheets) {
 }
 
 TEST(MailHtml, ShowsNothingThatIsNestedTooDeep) {
-  const std::string html = "yes" + repeated("<b>", 11'000 * 3) + "<i style='display:none'>no</i>no";
+  const std::string html = "yes" + filledWith("<b>", 11'000 * 3) + "<i style='display:none'>no</i>no";
   EXPECT_EQ(MIME::visibleTextOfHTML(html), (MIME::VisibleText{.text = "yes", .hidden = 4}));
 }
 
@@ -230,7 +230,7 @@ TEST(MailHtml, StaysLinearOnHostileTexts) {
                                   "1 ",
                                   "1.",
                                   "12 123 "}) {
-    const std::string text = repeated(shape, 500'000);
+    const std::string text = filledWith(shape, 500'000);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_LE(MIME::plainText(text).size(), text.size()) << shape;
     EXPECT_LE(MIME::visibleTextOfHTML(text).text.size(), text.size()) << shape;

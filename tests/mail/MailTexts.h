@@ -42,7 +42,7 @@ inline std::string randomText(std::mt19937& random, const std::vector<std::strin
   return text;
 }
 
-inline std::string repeated(std::string_view piece, std::size_t size) {
+inline std::string filledWith(std::string_view piece, std::size_t size) {
   std::string text;
   text.reserve(size + piece.size());
   while (text.size() < size) text += piece;
