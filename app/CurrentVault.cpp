@@ -31,7 +31,7 @@ void warnOfUnreadable(const std::string& directory, std::string_view fileName) {
 
 AIAccess changeAccess(const std::function<void(AIAccess&)>& change) {
   const std::string directory = environment::supportDirectory();
-  supportFile::makeDirectory(directory);
+  makePrivateFolder(directory);
   const FileLock lock(directory);
   warnOfUnreadable(directory, AIAccess::fileName);
   AIAccess access = AIAccess::load(directory);

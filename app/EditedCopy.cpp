@@ -17,15 +17,14 @@
 #include "core/platform/Environment.h"
 #include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
-#include "core/toolserver/SupportFile.h"
 
 namespace vesk::app {
 
 namespace {
 
-std::string makePrivateFolder() {
+std::string makeTemporaryFolder() {
   const std::string directory = environment::supportDirectory();
-  supportFile::makeDirectory(directory);
+  makePrivateFolder(directory);
   std::string path = directory + "/edit-XXXXXX";
   if (!::mkdtemp(path.data())) throw FileError("make a folder in", directory, errno);
   return path;
@@ -85,7 +84,7 @@ void waitForEditor(pid_t id) {
 }  // namespace
 
 EditedCopy::EditedCopy(std::string_view text, const std::string& name)
-    : editor_(editorCommand()), text_(text), folder_(makePrivateFolder()), path_(joinPath(folder_, name)) {
+    : editor_(editorCommand()), text_(text), folder_(makeTemporaryFolder()), path_(joinPath(folder_, name)) {
   constexpr std::uint32_t usersAlone = 0600;
   Folder::open(folder_).createFile(name, text, usersAlone);
 }

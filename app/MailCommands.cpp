@@ -71,22 +71,6 @@ std::string accountNamed(const MailStore& store, const std::string& address) {
   throw Error(fmt::format("No connected account is {}.", address));
 }
 
-// A role, or the name or path of a folder: of the account wanted, else of the first that has one.
-void narrow(MailQuery& query, const MailStore& store, const std::string& folder) {
-  if (const auto role = mailFolderRoleNamed(text::key(folder)); role && *role != MailFolderRole::other) {
-    query.role = role;
-    return;
-  }
-  for (const MailFolder& each : store.folders()) {
-    if (query.accountID && each.accountID != *query.accountID) continue;
-    if (!text::equalIgnoringCase(each.path, folder) && !text::equalIgnoringCase(each.name, folder)) continue;
-    query.accountID = each.accountID;
-    query.folder = each.path;
-    return;
-  }
-  throw Error(fmt::format("No mail folder is called {}.", folder));
-}
-
 void listWaiting(const MailStore& store, const MailQuery& query, const ListOptions& options) {
   Mails mails = store.waitingOnYou(unlimited);
   std::erase_if(mails, [&](const MailSummary& mail) {
@@ -103,7 +87,7 @@ void list(const ListOptions& options) {
   MailQuery query{.unreadOnly = options.unread, .limit = options.limit};
   if (!options.account.empty()) query.accountID = accountNamed(*store, options.account);
   if (options.waiting) return listWaiting(*store, query, options);
-  narrow(query, *store, options.folder);
+  if (!store->narrow(query, options.folder)) throw Error(fmt::format("No mail folder is called {}.", options.folder));
   printMails(store->messages(query), store->count(query), options);
   tellSkipped(*store);
 }

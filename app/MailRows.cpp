@@ -36,12 +36,6 @@ std::string attachmentRows(const std::vector<MailAttachment>& attachments, const
   return table.text(terminal);
 }
 
-// What people are shown of it: the plain text, else what an HTML document shows.
-MIME::VisibleText bodyOf(const MailDetail& mail) {
-  const bool hasText = !text::trimWhitespace(mail.text).empty();
-  return hasText || mail.html.empty() ? MIME::VisibleText{mail.text} : MIME::visibleTextOfHTML(mail.html);
-}
-
 }  // namespace
 
 std::string shown(const std::vector<MailAddress>& people) {
@@ -96,7 +90,7 @@ std::string mailText(const MailDetail& mail, const Terminal& terminal) {
   add("To     ", shown(mail.to));
   add("Cc     ", shown(mail.cc));
   add("Date   ", shownTime(mail.summary.date, Calendar::ofSystem()));
-  const MIME::VisibleText body = bodyOf(mail);
+  const MIME::VisibleText body = MIME::visibleBody(mail.text, mail.html);
   all += fmt::format("\n{}\n", safeLines(text::trimWhitespace(body.text)));
   if (body.hidden > 0)
     all += styled(fmt::format("\n{} that the mail hides: vesk mail read --html shows it as it is.\n",

@@ -67,7 +67,7 @@ void start(const std::vector<std::string>& words) {
   if (title.empty()) throw Error("A meeting needs a title.");
   currentVault();  // where its notes will go
   const std::string directory = environment::supportDirectory();
-  supportFile::makeDirectory(directory);
+  makePrivateFolder(directory);
   const FileLock lock(directory);
   if (const auto running = LiveMeeting::load(directory))
     throw Error(fmt::format("{} is being transcribed since {}. Stop it first, with vesk meeting stop.",

@@ -237,7 +237,7 @@ struct HoursOptions {
 
 PlannerSettings changedSettings(const HoursOptions& options) {
   const std::string directory = environment::supportDirectory();
-  supportFile::makeDirectory(directory);
+  makePrivateFolder(directory);
   const FileLock lock(directory);
   warnOfUnreadable(directory, PlannerSettings::fileName);
   PlannerSettings settings = PlannerSettings::load(directory);

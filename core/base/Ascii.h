@@ -16,6 +16,14 @@ inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
 // Without branches, so that a loop over it becomes vector instructions.
 inline char lower(char c) { return static_cast<char>(c + (static_cast<unsigned char>(c - 'A') < 26) * ('a' - 'A')); }
 
+inline bool isLetter(char c) { return lower(c) >= 'a' && lower(c) <= 'z'; }
+
+// From 0 to 15; -1 for what is no hexadecimal digit.
+inline int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  return lower(c) >= 'a' && lower(c) <= 'f' ? lower(c) - 'a' + 10 : -1;
+}
+
 // The high bits of the eight bytes at `bytes`: zero where all are ASCII.
 inline std::uint64_t highBits(const char* bytes) {
   std::uint64_t word = 0;

@@ -208,7 +208,8 @@ class Characters {
   // The end of the character that starts at `start` (< the text's size).
   std::size_t endOf(std::size_t start) {
     if (isCrLf(text_, start)) return start + 2;
-    if (isPlainBoundary(start + 1)) return start + 1;
+    const std::size_t end = start + (isPlainPair(text_[start]) ? 2 : 1);
+    if (end <= text_.size() && isPlainBoundary(end)) return end;
     return static_cast<std::size_t>(iterator().following(static_cast<std::int32_t>(start)));
   }
 
@@ -222,9 +223,18 @@ class Characters {
   }
 
  private:
+  // The first byte of a character from U+0080 to U+02FF or from U+0380 to U+047F, of two bytes: Latin, Greek and
+  // Cyrillic letters, and none that joins another.
+  static bool isPlainPair(char byte) {
+    const auto value = static_cast<unsigned char>(byte);
+    return (value >= 0xC2 && value <= 0xCB) || (value >= 0xCE && value <= 0xD1);
+  }
+
   bool isPlainBoundary(std::size_t position) const {
     if (position == 0 || position == text_.size()) return true;
-    return ascii::isAscii(text_[position - 1]) && ascii::isAscii(text_[position]) && !isCrLf(text_, position - 1);
+    const bool endsPlain =
+        ascii::isAscii(text_[position - 1]) ? !isCrLf(text_, position - 1) : position > 1 && isPlainPair(text_[position - 2]);
+    return endsPlain && (ascii::isAscii(text_[position]) || isPlainPair(text_[position]));
   }
 
   icu::BreakIterator& iterator() {

@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 
+#include "core/base/Ascii.h"
 #include "core/base/Uuid.h"
 
 namespace vesk {
@@ -22,7 +23,7 @@ std::optional<Case> caseNamed(const std::array<std::string_view, count>& names, 
   return static_cast<Case>(std::distance(names.begin(), found));
 }
 
-bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+bool isHexDigit(char c) { return ascii::hexValue(c) >= 0; }
 
 void include(std::optional<Rect>& united, const std::optional<Rect>& other) {
   if (other) united = united ? united->unitedWith(*other) : *other;

@@ -8,7 +8,6 @@
 
 #include "core/base/Ascii.h"
 #include "core/mail/HtmlText.h"
-#include "core/mail/Letters.h"
 
 namespace vesk::html {
 
@@ -109,7 +108,7 @@ class Splitter {
   void take(std::string_view tag) {
     const Name name = nameInTag(tag);
     const bool isEnd = tag.starts_with("</");
-    if (isAsciiLetter(tag[1])) open(name, tag);
+    if (ascii::isLetter(tag[1])) open(name, tag);
     output() += tag;  // in the element, where the line break that it may stand for belongs
     if (isEnd) close(name);
   }

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "core/base/Ascii.h"
-#include "core/mail/Letters.h"
 
 namespace vesk {
 
@@ -99,7 +98,7 @@ std::optional<char32_t> characterNumbered(std::string_view digits) {
   const char32_t base = isHex ? 16 : 10;
   char32_t number = 0;
   for (const char c : digits) {
-    const auto value = static_cast<char32_t>(hexValue(c));
+    const auto value = static_cast<char32_t>(ascii::hexValue(c));
     if (value >= base) return std::nullopt;
     number = std::min(number * base + value, lastCharacter + 1);  // a hundred digits don't overflow
   }
@@ -113,7 +112,7 @@ std::string_view entityAt(std::string_view text, std::size_t begin) {
   if (isNumber) ++end;
   if (isNumber && end < text.size() && ascii::lower(text[end]) == 'x') ++end;
   const std::size_t first = end;
-  while (end < text.size() && (isNumber ? hexValue(text[end]) >= 0 : isAsciiLetter(text[end]))) ++end;
+  while (end < text.size() && (isNumber ? ascii::hexValue(text[end]) >= 0 : ascii::isLetter(text[end]))) ++end;
   return end > first && text.substr(end).starts_with(';') ? text.substr(begin + 1, end - begin - 1)
                                                           : std::string_view();
 }

@@ -6,7 +6,6 @@
 #include "core/base/Ascii.h"
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
-#include "core/mail/Letters.h"
 #include "core/mail/Replacing.h"
 
 namespace vesk::html {
@@ -163,7 +162,7 @@ std::size_t TagScanner::endOutsideQuotes(std::size_t begin) const {
 std::size_t TagScanner::endOfTag(std::size_t begin) {
   if (begin + 1 >= html_.size()) return none;
   const char first = html_[begin + 1];
-  if (!isAsciiLetter(first) && first != '/' && first != '!' && first != '?') return none;
+  if (!ascii::isLetter(first) && first != '/' && first != '!' && first != '?') return none;
   if (mindsQuotes_) {
     const std::size_t end = endOutsideQuotes(begin);
     if (end != none) return end + 1;

@@ -51,6 +51,12 @@ VisibleText visibleText(std::string_view text);
 // of no size or in the colour of what is behind them.
 VisibleText visibleTextOfHTML(std::string_view html);
 
+// Of a mail's two bodies the plain text is read, unless it says nothing.
+bool isReadAsHTML(std::string_view text, std::string_view html);
+
+// What a reader sees of the one that is read.
+VisibleText visibleBody(std::string_view text, std::string_view html);
+
 // The beginning of a text or an HTML document, for a list: one line of at most `length` characters without tags, links
 // and addresses of web pages. Goes by the first 256 KB.
 std::string snippet(std::string_view text, std::size_t length);

@@ -1,10 +1,7 @@
 #include "core/mail/MailDatabaseFile.h"
 
-#include <cerrno>
 #include <filesystem>
 #include <system_error>
-
-#include <sys/stat.h>
 
 #include "core/mail/MailDatabase.h"
 #include "core/mail/MailError.h"
@@ -59,11 +56,6 @@ namespace fs = std::filesystem;
 constexpr const char* name = "mail.sqlite";
 constexpr const char* logName = "mail.sqlite-wal";
 
-void makePrivateFolder(const fs::path& folder) {
-  if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-    throw FileError("create the folder", folder.native(), errno);
-}
-
 fs::path folderIn(const std::string& directory) {
   fs::path base = fs::absolute(directory).lexically_normal();
   if (!base.has_filename()) base = base.parent_path();  // it was given with a "/" at its end
@@ -80,9 +72,6 @@ void requireContent(const fs::path& file) {
 
 std::string make(const std::string& directory) {
   const fs::path path = folderIn(directory);
-  std::error_code failure;
-  fs::create_directories(path.parent_path().parent_path(), failure);
-  if (failure) throw FileError("create the folder", directory, failure.value());
   makePrivateFolder(path.parent_path());
   makePrivateFolder(path);
 

@@ -65,10 +65,9 @@ bool insert(MailDatabase& database, const MailRecord& record, std::string_view a
   const StorableText address(from.address);
   const StorableText plain(mail.text);
   const StorableText html(mail.html);
-  // What is read of it: its plain text, or what it shows when it is in HTML alone.
-  const bool isPlain = html.text().empty() || !text::trimWhitespace(plain.text()).empty();
-  const std::string shown = isPlain ? std::string() : MIME::visibleTextOfHTML(html.text()).text;
-  const std::string& body = isPlain ? plain.text() : shown;
+  const bool isHTML = MIME::isReadAsHTML(plain.text(), html.text());
+  const std::string shown = isHTML ? MIME::visibleTextOfHTML(html.text()).text : std::string();
+  const std::string& body = isHTML ? shown : plain.text();
   const auto id = database.integer(
       "INSERT OR IGNORE INTO messages (account, folder, uid, message_id, subject, from_name, from_address, date, "
       "snippet, is_read, is_flagged, has_attachments, recipients, text, html, attachments, in_reply_to, refs) "

@@ -5,10 +5,10 @@
 #include <string_view>
 #include <utility>
 
+#include "core/base/Ascii.h"
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
 #include "core/mail/HtmlEntities.h"
-#include "core/mail/Letters.h"
 #include "core/mail/MIME.h"
 #include "core/mail/Replacing.h"
 
@@ -30,7 +30,7 @@ bool looksLikeHtml(std::string_view text) {
   constexpr std::string_view names[] = {"table", "div", "td", "tr", "p", "span", "html", "body", "style", "a"};
   for (std::size_t at = text.find('<'); at != none; at = text.find('<', at + 1)) {
     std::size_t end = at + 1;
-    while (end < text.size() && isAsciiLetter(text[end])) ++end;
+    while (end < text.size() && ascii::isLetter(text[end])) ++end;
     const std::string_view name = text.substr(at + 1, end - at - 1);
     const bool isKnown = std::any_of(std::begin(names), std::end(names),
                                      [&](std::string_view each) { return text::equalIgnoringCase(each, name); });
@@ -53,7 +53,7 @@ std::string withoutShortTags(std::string_view text) {
   return replacing(text, [&](std::size_t at) -> std::optional<Replacement> {
     while ((at = text.find('<', at)) != none) {
       const std::size_t letter = at + (text.substr(at + 1).starts_with('/') ? 2 : 1);
-      if (letter < text.size() && (isAsciiLetter(text[letter]) || text[letter] == '!')) {
+      if (letter < text.size() && (ascii::isLetter(text[letter]) || text[letter] == '!')) {
         if (close <= letter) {
           close = text.find('>', letter);
           if (close == none) return std::nullopt;
@@ -72,7 +72,7 @@ std::string_view withoutCutTag(std::string_view text) {
   const std::size_t lastClose = text.rfind('>');
   for (std::size_t at = text.find('<', lastClose == none ? 0 : lastClose); at != none; at = text.find('<', at + 1)) {
     const std::size_t letter = at + (text.substr(at + 1).starts_with('/') ? 2 : 1);
-    if (letter < text.size() && isAsciiLetter(text[letter])) return text.substr(0, at);
+    if (letter < text.size() && ascii::isLetter(text[letter])) return text.substr(0, at);
   }
   return text;
 }
@@ -101,7 +101,8 @@ std::string withLabelsForLinks(std::string_view text) {
 std::string withoutAddresses(std::string_view text) {
   constexpr std::string_view beginnings[] = {"http://", "https://", "www."};
   return replacing(text, [&](std::size_t from) -> std::optional<Replacement> {
-    for (std::size_t at = text.find_first_of("hw", from); at != none; at = text.find_first_of("hw", at + 1)) {
+    for (std::size_t at = from; at < text.size(); ++at) {
+      if (text[at] != 'h' && text[at] != 'w') continue;
       for (const std::string_view beginning : beginnings) {
         if (!text.substr(at).starts_with(beginning)) continue;
         const std::size_t first = at + beginning.size();
@@ -117,7 +118,8 @@ std::string withoutAddresses(std::string_view text) {
 // \[\s*\]|\(\s*\)
 std::string withoutEmptyBrackets(std::string_view text) {
   return replacing(text, [&](std::size_t from) -> std::optional<Replacement> {
-    for (std::size_t at = text.find_first_of("[(", from); at != none; at = text.find_first_of("[(", at + 1)) {
+    for (std::size_t at = from; at < text.size(); ++at) {
+      if (text[at] != '[' && text[at] != '(') continue;
       std::size_t end = at + 1;
       while (end < text.size() && isWhitespaceAt(text, end)) end += unicode::decode(text, end).length;
       if (end < text.size() && text[end] == (text[at] == '[' ? ']' : ')')) return Replacement{at, end + 1};

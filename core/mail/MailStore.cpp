@@ -151,6 +151,34 @@ std::vector<MailFolder> MailStore::folders(std::optional<std::string_view> accou
   return folders;
 }
 
+std::vector<MailFolder> MailStore::folderNames() const {
+  const std::lock_guard lock(mutex_);
+  auto rows = database_.rows("SELECT f.account, f.path, f.name, f.role, 0 FROM folders f ORDER BY f.account, f.name");
+  std::vector<MailFolder> folders;
+  while (rows.next()) folders.push_back(folderOf(rows));
+  return folders;
+}
+
+bool MailStore::narrow(MailQuery& query, std::string_view folder) const {
+  auto role = mailFolderRoleNamed(text::key(folder));
+  if (role == MailFolderRole::other) role.reset();  // says nothing
+  std::vector<MailFolder> found = folderNames();
+  std::erase_if(found, [&](const MailFolder& each) {
+    if (query.accountID && each.accountID != *query.accountID) return true;
+    return role ? each.role != *role
+                : !text::equalIgnoringCase(each.path, folder) && !text::equalIgnoringCase(each.name, folder);
+  });
+  if (role && found.size() != 1) {
+    query.role = role;
+    return true;
+  }
+  if (found.empty()) return false;
+  // By its path it is found through an index, which a role's folders are not.
+  query.accountID = found.front().accountID;
+  query.folder = found.front().path;
+  return true;
+}
+
 std::optional<MailFolder> MailStore::folder(std::string_view accountID, MailFolderRole role) const {
   const std::lock_guard lock(mutex_);
   auto rows = database_.rows(

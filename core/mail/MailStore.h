@@ -50,6 +50,11 @@ class MailStore {
   void saveFolders(const std::vector<IMAPFolder>& folders, std::string_view accountID);
   // By account and name; of all accounts without one given.
   std::vector<MailFolder> folders(std::optional<std::string_view> accountID = {}) const;
+  // Likewise, without counting what is unread: that takes its time.
+  std::vector<MailFolder> folderNames() const;
+  // Makes a query ask for the folders of a role ("inbox"), or for the one of that name or path, regardless of case; of
+  // the account it asks for, else of the first that has one. False when there is none.
+  bool narrow(MailQuery& query, std::string_view folder) const;
   // The first by name.
   std::optional<MailFolder> folder(std::string_view accountID, MailFolderRole role) const;
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "core/base/Ascii.h"
 #include "core/base/Base64.h"
 #include "core/base/Text.h"
-#include "core/mail/Letters.h"
 
 namespace vesk {
 
@@ -19,8 +19,8 @@ void decodeLine(std::string_view line, Pieces& pieces) {
     if (plain > 0) pieces.add(line.substr(0, plain));
     line.remove_prefix(plain);
     if (line.empty()) return;
-    const int high = line.size() > 2 ? hexValue(line[1]) : -1;
-    const int low = line.size() > 2 ? hexValue(line[2]) : -1;
+    const int high = line.size() > 2 ? ascii::hexValue(line[1]) : -1;
+    const int low = line.size() > 2 ? ascii::hexValue(line[2]) : -1;
     const bool isByte = high >= 0 && low >= 0;
     pieces.add(isByte ? static_cast<char>(high << 4 | low) : mark);
     line.remove_prefix(isByte ? 3 : 1);

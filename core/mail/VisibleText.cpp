@@ -119,4 +119,12 @@ VisibleText visibleTextOfHTML(std::string_view html) {
   return seen;
 }
 
+bool isReadAsHTML(std::string_view text, std::string_view html) {
+  return !html.empty() && text::trimWhitespace(text).empty();
+}
+
+VisibleText visibleBody(std::string_view text, std::string_view html) {
+  return isReadAsHTML(text, html) ? visibleTextOfHTML(html) : visibleText(text);
+}
+
 }  // namespace vesk::MIME

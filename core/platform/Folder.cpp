@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <limits.h>
 #include <memory>
 #include <system_error>
@@ -129,6 +130,16 @@ std::string joinPath(std::string_view folder, std::string_view name) {
   path.reserve(folder.size() + 1 + name.size());
   if (!folder.empty()) path.append(folder).append("/");
   return path.append(name);
+}
+
+void makePrivateFolder(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code failure;
+  fs::path whole = fs::absolute(path, failure).lexically_normal();
+  if (!whole.has_filename()) whole = whole.parent_path();  // it was given with a "/" at its end
+  if (!failure) fs::create_directories(whole.parent_path(), failure);
+  if (!failure && ::mkdir(whole.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
+  if (failure) throw FileError("create the folder", path, failure.value());
 }
 
 Folder Folder::open(const std::string& path) {

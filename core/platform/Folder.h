@@ -110,4 +110,7 @@ inline std::string_view lastComponent(std::string_view path) {
 // "folder/name", or the name alone when the folder is "".
 std::string joinPath(std::string_view folder, std::string_view name);
 
+// Makes a folder, and what is missing above it, unless it is there. It is for its user alone (mode 0700).
+void makePrivateFolder(const std::string& path);
+
 }  // namespace vesk

@@ -59,13 +59,13 @@ std::string read(const std::string& directory) {
 }  // namespace
 
 void AIActionLog::append(const AIAction& action) const {
-  supportFile::makeDirectory(directory_);
+  makePrivateFolder(directory_);
   lineFile::append(joinPath(directory_, fileName), toJson(action).compact(),
                    action.changesVault() ? lineFile::Durability::disk : lineFile::Durability::none);
 }
 
 void AIActionLog::requireWritable() const {
-  supportFile::makeDirectory(directory_);
+  makePrivateFolder(directory_);
   lineFile::requireWritable(joinPath(directory_, fileName));
 }
 

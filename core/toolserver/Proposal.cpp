@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "core/platform/FileLock.h"
+#include "core/platform/Folder.h"
 #include "core/toolserver/SupportFile.h"
 
 namespace vesk {
@@ -118,7 +119,7 @@ void ProposalStore::remove(std::string_view id) const {
 
 // The entries keep their text: what is no proposal stays as it is, and what is one need not be read to add another.
 void ProposalStore::rewrite(const std::function<bool(Entries& entries)>& change) const {
-  supportFile::makeDirectory(directory_);
+  makePrivateFolder(directory_);
   const FileLock held(directory_);
   const auto text = supportFile::readText(directory_, fileName);
   auto entries = text ? Json::elements(*text) : std::nullopt;

@@ -1,12 +1,10 @@
 #include "core/toolserver/SupportFile.h"
 
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include "core/base/Time.h"
 #include "core/platform/FileError.h"
@@ -29,18 +27,8 @@ std::string nameAside(std::string_view name, int number) {
 
 }  // namespace
 
-void makeDirectory(const std::string& directory) {
-  namespace fs = std::filesystem;
-  std::error_code failure;
-  fs::path path = fs::absolute(directory, failure).lexically_normal();
-  if (!path.has_filename()) path = path.parent_path();  // it was given with a "/" at its end
-  if (!failure) fs::create_directories(path.parent_path(), failure);
-  if (!failure && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) failure = {errno, std::generic_category()};
-  if (failure) throw FileError("create the folder", directory, failure.value());
-}
-
 FileLock lockReviews(const std::string& directory) {
-  makeDirectory(directory);
+  makePrivateFolder(directory);
   return FileLock::onFile(joinPath(directory, "reviews.lock"));
 }
 
@@ -87,7 +75,7 @@ void write(const std::string& directory, std::string_view name, const Json& json
 
 void writeText(const std::string& directory, std::string_view name, std::string_view text) {
   if (text.size() > maximumSize) throw Error(fmt::format("{} in Vesk's settings is full.", name));
-  makeDirectory(directory);
+  makePrivateFolder(directory);
   const Folder folder = Folder::open(directory);
   if (!folder.createFile(name, text, 0600)) folder.replaceFile(name, text);
 }

@@ -11,9 +11,6 @@
 // has mode 0700 and the files 0600.
 namespace vesk::supportFile {
 
-// Makes the support directory where it is missing.
-void makeDirectory(const std::string& directory);
-
 // Keeps other reviews and undos out as long as it is held; the directory's own lock stays free for what they write.
 FileLock lockReviews(const std::string& directory);
 

@@ -56,31 +56,13 @@ std::vector<std::string> shown(const std::vector<MailAddress>& people) {
 // What the ids in the store mean to a person.
 class MailNames {
  public:
-  explicit MailNames(const MailStore& store) : accounts_(store.accounts()), folders_(store.folders()) {}
+  explicit MailNames(const MailStore& store) : accounts_(store.accounts()), folders_(store.folderNames()) {}
 
   const MailAccount& accountNamed(const std::string& address) const {
     const auto isIt = [&](const MailAccount& account) { return text::equalIgnoringCase(account.address, address); };
     const auto found = std::ranges::find_if(accounts_, isIt);
     if (found == accounts_.end()) throw ToolError(fmt::format("No connected account is {}.", address));
     return *found;
-  }
-
-  // A role, or the name or the path of a folder: of the account wanted, else of the first that has one.
-  void narrow(MailQuery& query, const std::string& folder) const {
-    if (const auto role = mailFolderRoleNamed(text::key(folder)); role && *role != MailFolderRole::other) {
-      query.role = role;
-      return;
-    }
-    const auto isIt = [&](const MailFolder& each) {
-      const bool isWanted = !query.accountID || each.accountID == *query.accountID;
-      return isWanted && (text::equalIgnoringCase(each.path, folder) || text::equalIgnoringCase(each.name, folder));
-    };
-    const auto found = std::ranges::find_if(folders_, isIt);
-    if (found == folders_.end())
-      throw ToolError(fmt::format("No mail folder is called {}. Use inbox, sent, drafts, archive, trash or spam.",
-                                  toolResult::quoted(folder)));
-    query.accountID = found->accountID;
-    query.folder = found->path;
   }
 
   Json entry(const MailSummary& mail) const {
@@ -149,7 +131,10 @@ std::string listEmails(ToolContext& context, const ToolArguments& arguments) {
   query.unreadOnly = arguments.flag("unread_only");
   if (const auto account = arguments.optionalText("account")) query.accountID = names.accountNamed(*account).id;
   if (arguments.flag("waiting_on_you")) return mailsWaiting(*store, names, query, arguments);
-  names.narrow(query, arguments.optionalText("folder").value_or("inbox"));
+  const std::string folder = arguments.optionalText("folder").value_or("inbox");
+  if (!store->narrow(query, folder))
+    throw ToolError(fmt::format("No mail folder is called {}. Use inbox, sent, drafts, archive, trash or spam.",
+                                toolResult::quoted(folder)));
   return mailPage(names, store->messages(query), store->count(query), arguments);
 }
 
@@ -174,11 +159,6 @@ MailDetail mailOf(const MailStore& store, const ToolArguments& arguments) {
   if (!mail)
     throw ToolError(fmt::format("No email has the id {}. Use list_emails or search_emails.", toolResult::quoted(id)));
   return std::move(*mail);
-}
-
-MIME::VisibleText bodyOf(const MailDetail& mail) {
-  const bool hasText = !text::trimWhitespace(mail.text).empty();
-  return hasText || mail.html.empty() ? MIME::visibleText(mail.text) : MIME::visibleTextOfHTML(mail.html);
 }
 
 std::vector<std::string> shown(const std::vector<MailAttachment>& attachments) {
@@ -218,7 +198,7 @@ Json factsOf(const MailDetail& mail, const MailNames& names) {
 std::string readEmail(ToolContext& context, const ToolArguments& arguments) {
   const auto store = storeOf(context);
   const MailDetail mail = mailOf(*store, arguments);
-  const MIME::VisibleText body = bodyOf(mail);
+  const MIME::VisibleText body = MIME::visibleBody(mail.text, mail.html);
   const auto parts = toolResult::parts(body.text, bodyUnits);
   const std::size_t part = arguments.part();
   Json facts = factsOf(mail, MailNames(*store));

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace vesk::html {
+
+// The attributes of a tag that say how it looks, with their entities. HTML counts the first one of a name.
+struct Attributes {
+  std::optional<std::string_view> style = {}, classes = {}, id = {}, color = {}, bgcolor = {}, background = {};
+  std::optional<std::string_view> hidden = {}, media = {};
+};
+
+// `tag` is what stands behind "<": "td class=x>".
+Attributes attributesOf(std::string_view tag);
+
+}  // namespace vesk::html
