@@ -232,8 +232,8 @@ class Characters {
 
   bool isPlainBoundary(std::size_t position) const {
     if (position == 0 || position == text_.size()) return true;
-    const bool endsPlain =
-        ascii::isAscii(text_[position - 1]) ? !isCrLf(text_, position - 1) : position > 1 && isPlainPair(text_[position - 2]);
+    const bool endsPlain = ascii::isAscii(text_[position - 1]) ? !isCrLf(text_, position - 1)
+                                                               : position > 1 && isPlainPair(text_[position - 2]);
     return endsPlain && (ascii::isAscii(text_[position]) || isPlainPair(text_[position]));
   }
 
