@@ -39,14 +39,22 @@ ServerSession::ServerSession(const Command& command, Pipe requests, Pipe answers
       answers_(std::move(answers.readEnd)) {}
 
 double ServerSession::call(std::string_view tool, std::string_view arguments) {
-  const std::string line = fmt::format(
-      "{{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"tools/call\",\"params\":{{\"name\":\"{}\",\"arguments\":{}}}}}\n",
-      tool, arguments);
+  return timed(fmt::format("{{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"tools/"
+                           "call\",\"params\":{{\"name\":\"{}\",\"arguments\":{}}}}}\n",
+                           tool, arguments),
+               tool);
+}
+
+double ServerSession::request(std::string_view method) {
+  return timed(fmt::format("{{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"{}\"}}\n", method), method);
+}
+
+double ServerSession::timed(const std::string& line, std::string_view what) {
   const auto start = std::chrono::steady_clock::now();
   send(line);
   const std::string answer = receive();
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-  if (isFailure(answer)) throw Error(fmt::format("{} failed: {}", tool, answer.substr(0, 200)));
+  if (isFailure(answer)) throw Error(fmt::format("{} failed: {}", what, answer.substr(0, 200)));
   return took.count();
 }
 

@@ -23,12 +23,16 @@ class ServerSession {
   // Throws Error when the tool fails or no answer comes.
   double call(std::string_view tool, std::string_view arguments);
 
+  // Any other request, likewise.
+  double request(std::string_view method);
+
   // The most memory that the server has had so far, in bytes.
   std::size_t peakMemory() const;
 
  private:
   ServerSession(const Command& command, Pipe requests, Pipe answers);
 
+  double timed(const std::string& line, std::string_view what);
   void send(std::string_view line);
   std::string receive();
 

@@ -140,6 +140,18 @@ std::string Subject::syncedVault() const {
   return folder;
 }
 
+Command Subject::smallServerCommand() const {
+  const std::string support = support_ + "/small";
+  if (fs::create_directory(support)) {
+    Json access;
+    access["vaultPath"] = syncedVault();
+    std::ofstream(support + "/ai-access.json") << access.pretty();
+  }
+  Command command = program("vesk-mcp");
+  command.environment = {"VESK_SUPPORT_DIR=" + support};
+  return command;
+}
+
 namespace probe {
 
 Probe change(std::string_view name, std::string_view there, std::string_view back) {
@@ -168,6 +180,25 @@ double serverMemory(Subject& subject) {
     server.call("list_tags", "{}");  // holds every note at once
   }
   return static_cast<double>(server.peakMemory()) / 1e6;
+}
+
+Probe memoryAfter(int calls) {
+  return [=](Subject& subject) {
+    ServerSession server(subject.smallServerCommand());
+    constexpr std::string_view tools[] = {"list_notes",  "list_tags",    "get_overview",       "list_tasks",
+                                          "list_guides", "list_folders", "get_context_health", "get_context_map"};
+    for (int call = 0; call < calls; ++call)
+      server.call(tools[static_cast<std::size_t>(call) % std::size(tools)], "{}");
+    return static_cast<double>(server.peakMemory()) / 1e6;
+  };
+}
+
+Probe requests(std::string_view method) {
+  return [=](Subject& subject) {
+    double sum = 0;
+    for (int i = 0; i < 100; ++i) sum += subject.server().request(method);
+    return sum;
+  };
 }
 
 // Ignore files above the vault are of no concern here, and cost the search time where there are any.

@@ -30,6 +30,9 @@ class Subject {
   // Vesk writes a file anew when it changes it.
   ServerSession& changingServer();
 
+  // A server over a small vault.
+  Command smallServerCommand() const;
+
   // A folder with a note "Long.md" of 100,000 lines, every tenth a task, made when it is first wanted.
   std::string longNoteFolder() const;
   // Files that are made when they are first wanted: a canvas of that many nodes, and a change set that adds so many.
@@ -66,6 +69,10 @@ double readOneNote(Subject& subject);
 double serverStart(Subject& subject);
 // The most memory (MB) of a server that is asked for everything once.
 double serverMemory(Subject& subject);
+// Of one over a small vault, after that many calls.
+Probe memoryAfter(int calls);
+// A hundred requests in a row.
+Probe requests(std::string_view method);
 
 // Whole processes.
 Probe textSearch(std::string_view word);

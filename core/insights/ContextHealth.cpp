@@ -312,10 +312,10 @@ std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now
     const NoteRef read = vault.note(note.id);
     return read ? read->body : std::string();  // it has gone meanwhile
   });
-  const VaultSnapshot snapshot = vault.survey([&](const Note& note) {
+  const VaultSnapshot snapshot = vault.survey({.keepsBody = [&](const Note& note) {
     if (isExamined(note)) texts.add(note);
     return mayLinkInCode(note);
-  });
+  }});
   return issuesOf(snapshot, texts, now);
 }
 

@@ -6,7 +6,7 @@
 
 #include "core/insights/Collections.h"
 #include "core/platform/Parallel.h"
-#include "core/tasks/TaskItem.h"
+#include "core/tasks/TaskLine.h"
 
 namespace vesk {
 
@@ -24,35 +24,47 @@ struct NoteTasks {
 NoteTasks tasksOf(const Note& note) {
   NoteTasks found;
   if (std::ranges::count(note.tags, chatTag) > 0) return found;
-  for (TaskItem& task : note.tasks()) {
-    if (task.text.empty()) continue;
-    if (task.status == TaskStatus::done) {
+  TaskLine::Scanner lines(note.body);
+  while (const auto line = lines.next()) {
+    const auto glance = TaskLine::glance(*line);
+    if (!glance || !glance->hasText) continue;
+    if (glance->status == TaskStatus::done) {
       ++found.done;
     } else {
-      found.open.push_back(std::move(task.title));
+      found.open.push_back(TaskLine::plainLinks(TaskLine::parse(*line)->text));
     }
   }
   return found;
 }
 
-CollectionSummary summaryOf(const FolderNode& folder) {
+// Without its tasks.
+CollectionSummary outlineOf(const FolderNode& folder) {
   CollectionSummary summary{.folder = folder};
-  const auto notes = folder.allNotes();
-  std::vector<NoteTasks> tasks(notes.size());
-  inParallel(notes.size(), [&](std::size_t i) { tasks[i] = tasksOf(*notes[i]); });
-  for (std::size_t i = 0; i < notes.size(); ++i) {
-    summary.lastActivity = std::max(summary.lastActivity.value_or(distantPast), notes[i]->modified);
-    std::ranges::move(tasks[i].open, std::back_inserter(summary.openTasks));
-    summary.doneTasks += tasks[i].done;
-  }
+  for (const NoteRef& note : folder.allNotes())
+    summary.lastActivity = std::max(summary.lastActivity.value_or(distantPast), note->modified);
   return summary;
 }
 
-// The collections that are wanted, the most quiet first.
-template <typename IsWanted>
-std::vector<CollectionSummary> quietest(Bucket role, const VaultSnapshot& snapshot, IsWanted isWanted) {
-  std::vector<CollectionSummary> found = Insights::collections(role, snapshot);
-  std::erase_if(found, [&](const CollectionSummary& summary) { return !isWanted(summary); });
+void addTasks(CollectionSummary& summary) {
+  const auto notes = summary.folder.allNotes();
+  std::vector<NoteTasks> tasks(notes.size());
+  inParallel(notes.size(), [&](std::size_t i) { tasks[i] = tasksOf(*notes[i]); });
+  for (NoteTasks& each : tasks) {
+    std::ranges::move(each.open, std::back_inserter(summary.openTasks));
+    summary.doneTasks += each.done;
+  }
+}
+
+// The collections that have been quiet for that many days, the most quiet first.
+std::vector<CollectionSummary> quietest(Bucket role, int leastDays, const VaultSnapshot& snapshot, Timestamp now,
+                                        const Calendar& calendar) {
+  std::vector<CollectionSummary> found;
+  for (const FolderNode* folder : collectionFolders(snapshot, role)) {
+    CollectionSummary summary = outlineOf(*folder);
+    if (summary.daysQuiet(now, calendar).value_or(0) < leastDays) continue;
+    addTasks(summary);
+    found.push_back(std::move(summary));
+  }
   std::stable_sort(found.begin(), found.end(), [](const CollectionSummary& a, const CollectionSummary& b) {
     return a.lastActivity < b.lastActivity;
   });
@@ -80,22 +92,23 @@ ProjectStatus CollectionSummary::status(Timestamp now, const Calendar& calendar)
 
 std::vector<CollectionSummary> Insights::collections(Bucket role, const VaultSnapshot& snapshot) {
   std::vector<CollectionSummary> summaries;
-  for (const FolderNode* folder : collectionFolders(snapshot, role)) summaries.push_back(summaryOf(*folder));
+  for (const FolderNode* folder : collectionFolders(snapshot, role)) {
+    summaries.push_back(outlineOf(*folder));
+    addTasks(summaries.back());
+  }
   return summaries;
 }
 
 std::vector<CollectionSummary> Insights::stalledProjects(const VaultSnapshot& snapshot, Timestamp now,
                                                          const Calendar& calendar) {
-  return quietest(Bucket::projects, snapshot, [&](const CollectionSummary& summary) {
-    return summary.lastActivity && summary.status(now, calendar) == ProjectStatus::stalled;
-  });
+  auto projects = quietest(Bucket::projects, stalledAfterDays, snapshot, now, calendar);
+  std::erase_if(projects, [&](const auto& each) { return each.status(now, calendar) == ProjectStatus::done; });
+  return projects;
 }
 
 std::vector<CollectionSummary> Insights::untouchedAreas(const VaultSnapshot& snapshot, Timestamp now,
                                                         const Calendar& calendar) {
-  return quietest(Bucket::areas, snapshot, [&](const CollectionSummary& summary) {
-    return summary.daysQuiet(now, calendar).value_or(0) >= untouchedAfterDays;
-  });
+  return quietest(Bucket::areas, untouchedAfterDays, snapshot, now, calendar);
 }
 
 std::vector<DayCount> Insights::savedPerDay(const VaultSnapshot& snapshot, int days, Timestamp now,

@@ -103,7 +103,7 @@ VaultQuery VaultQuery::parse(std::string_view text) {
 }
 
 std::vector<NoteRef> run(const VaultQuery& query, const Vault& vault) {
-  if (query.texts.empty()) return run(query, vault.survey());
+  if (query.texts.empty()) return run(query, vault.survey({.readsCreationDates = true}));
   const std::vector<text::TextSearch> texts(query.texts.begin(), query.texts.end());
   // Title, tags and body stand in the file's text, but for a title that is the file's name.
   return run(query, vault.scanOnce([&](const NoteFile& file) {

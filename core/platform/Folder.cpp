@@ -59,6 +59,18 @@ FileInfo infoFrom(const struct statx& attributes) {
   return info;
 }
 
+// Without a creation date.
+FileInfo plainInfo(int descriptor) {
+  struct stat attributes = {};
+  if (::fstat(descriptor, &attributes) != 0) return {};
+  FileInfo info;
+  info.kind = kindOf(attributes.st_mode);
+  info.size = static_cast<std::uint64_t>(attributes.st_size);
+  info.mode = attributes.st_mode & 07777u;
+  info.modified = timestampOf(attributes.st_mtim);
+  return info;
+}
+
 constexpr unsigned wantedAttributes = STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
 
 std::string pathOfDescriptor(int descriptor) {
@@ -117,7 +129,8 @@ Timestamp timestampOf(const timespec& time) {
   return Timestamp(std::chrono::nanoseconds(time.tv_sec * billion + time.tv_nsec));
 }
 
-FileInfo fileInfo(int descriptor) {
+FileInfo fileInfo(int descriptor, bool withCreationDate) {
+  if (!withCreationDate) return plainInfo(descriptor);
   struct statx attributes = {};
   if (::statx(descriptor, "", AT_EMPTY_PATH, wantedAttributes, &attributes) != 0) return {};
   FileInfo info = infoFrom(attributes);

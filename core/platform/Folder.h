@@ -95,8 +95,9 @@ class Folder {
 // A time as the system gives it; distantPast when it is beyond what a Timestamp holds.
 Timestamp timestampOf(const timespec& time);
 
-// The attributes of an open file.
-FileInfo fileInfo(int descriptor);
+// The attributes of an open file. Asking for the creation date takes as long as all the others; without it, that is
+// distantPast.
+FileInfo fileInfo(int descriptor, bool withCreationDate = true);
 
 // The path without its last component ("" when it has one only), and its last component.
 inline std::string_view parentPath(std::string_view path) {

@@ -117,8 +117,8 @@ const std::vector<FolderSummary>& ToolContext::folders() {
   return *folders_;
 }
 
-const VaultSnapshot& ToolContext::survey(BodyFilter keepsBody) {
-  return surveyed_.emplace(vault_.survey(std::move(keepsBody)));
+const VaultSnapshot& ToolContext::survey(SurveyOptions options) {
+  return surveyed_.emplace(vault_.survey(std::move(options)));
 }
 
 const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {

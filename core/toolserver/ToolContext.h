@@ -56,8 +56,8 @@ class ToolContext {
   // The folders a note can be filed into: those there are, and the places whose folder is still to be made.
   const std::vector<FolderSummary>& folders();
 
-  // Every note, without the bodies but for those that the filter wants. Kept as long as the context.
-  const VaultSnapshot& survey(BodyFilter keepsBody = [](const Note&) { return false; });
+  // Every note, see Vault::survey(). Kept as long as the context.
+  const VaultSnapshot& survey(SurveyOptions options = {});
 
   // The note that the argument "note" names by its path or its exact title. ToolError when it is missing, or no note or
   // several match.

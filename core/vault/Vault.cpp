@@ -140,11 +140,9 @@ VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
 
 VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filter = std::move(filter)}); }
 
-VaultSnapshot Vault::survey() const {
-  return survey([](const Note&) { return false; });
+VaultSnapshot Vault::survey(SurveyOptions options) const {
+  return scanWith({.keepsBody = std::move(options.keepsBody), .readsCreationDates = options.readsCreationDates});
 }
-
-VaultSnapshot Vault::survey(BodyFilter keepsBody) const { return scanWith({.keepsBody = std::move(keepsBody)}); }
 
 NoteRef Vault::note(std::string_view noteID) const {
   const bool canBePath = noteID.find('\0') == std::string_view::npos && withoutSteps(noteID) == noteID;

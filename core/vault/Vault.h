@@ -85,9 +85,8 @@ class Vault {
   // holds only the notes it wants, and the others need not be taken apart.
   VaultSnapshot scanOnce(NoteFilter filter = {}) const;
 
-  // As scanOnce(), but the notes have no bodies, or only those that the filter wants: for what can be told without.
-  VaultSnapshot survey() const;
-  VaultSnapshot survey(BodyFilter keepsBody) const;
+  // As scanOnce(), but less is read of each note: for what can be told without.
+  VaultSnapshot survey(SurveyOptions options = {}) const;
 
   // One note as a scan would list it; nullptr when it would list none of that path.
   NoteRef note(std::string_view noteID) const;

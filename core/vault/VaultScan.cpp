@@ -234,7 +234,7 @@ class VaultScan {
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
     // Looked at before it is read: if it changes in between, the next scan sees another date.
-    FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get());
+    FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get(), options_.readsCreationDates);
     const auto text = reader.read(fd.get(), info.size);
     if (!text || (options_.filter && !options_.filter({id, *text, fd.get()}))) return nullptr;
     if (options_.filter) info = fileInfo(fd.get());

@@ -36,8 +36,16 @@ struct ScanOptions {
   ParsedNotes* cache = nullptr;
   // Leaves out the notes that aren't wanted before they are taken apart; empty leaves out none.
   NoteFilter filter = {};
-  // Leaves out the bodies that aren't wanted, without a cache only; empty leaves out none.
+  // These two leave out what isn't wanted, without a cache only. An empty filter leaves out no body, and a creation
+  // date that is left out is distantPast.
   BodyFilter keepsBody = {};
+  bool readsCreationDates = true;
+};
+
+// What a survey reads of the notes, beside their titles, tags, links and dates of change.
+struct SurveyOptions {
+  BodyFilter keepsBody = [](const Note&) { return false; };
+  bool readsCreationDates = false;
 };
 
 // Reads every folder and note of a vault, on several threads, into the snapshot's notes and root. Hidden entries,

@@ -8,6 +8,7 @@
 #include "core/base/TextSearch.h"
 #include "core/platform/Folder.h"
 #include "core/platform/Parallel.h"
+#include "core/tasks/TaskLine.h"
 
 namespace vesk {
 
@@ -20,6 +21,10 @@ Match matchOf(const text::TextSearch& search, const Note& note) {
   const auto inTag = [&](const std::string& tag) { return search.occursIn(tag); };
   if (std::any_of(note.tags.begin(), note.tags.end(), inTag) || search.occursIn(note.body)) return Match::text;
   return Match::none;
+}
+
+bool listsTasks(const Note& note) {
+  return note.bucket != Bucket::archive && std::find(note.tags.begin(), note.tags.end(), chatTag) == note.tags.end();
 }
 
 // Adds the notes of a folder and of those below.
@@ -99,9 +104,7 @@ std::vector<NoteRef> VaultSnapshot::backlinks(const Note& note) const {
 std::vector<TaskItem> VaultSnapshot::tasks() const {
   std::vector<std::vector<TaskItem>> byNote(notes.size());
   inParallel(notes.size(), [&](std::size_t i) {
-    const Note& note = *notes[i];
-    const bool isChat = std::find(note.tags.begin(), note.tags.end(), chatTag) != note.tags.end();
-    if (note.bucket != Bucket::archive && !isChat) byNote[i] = note.tasks();
+    if (listsTasks(*notes[i])) byNote[i] = notes[i]->tasks();
   });
   std::vector<TaskItem> all;
   for (auto& tasks : byNote) std::move(tasks.begin(), tasks.end(), std::back_inserter(all));
@@ -110,8 +113,15 @@ std::vector<TaskItem> VaultSnapshot::tasks() const {
 
 std::set<std::string> VaultSnapshot::taskNoteNames() const {
   std::set<std::string> names;
-  for (const TaskItem& task : tasks())
-    if (task.linkedNote) names.insert(text::key(lastComponent(*task.linkedNote)));
+  for (const NoteRef& note : notes) {
+    if (!mayNameTaskNotes(*note) || !listsTasks(*note)) continue;
+    TaskLine::Scanner lines(note->body);
+    while (const auto line = lines.next()) {
+      if (line->find("[[") == std::string_view::npos) continue;
+      const auto task = TaskLine::task(*line);
+      if (task && task->linkedNote) names.insert(text::key(lastComponent(*task->linkedNote)));
+    }
+  }
   return names;
 }
 

@@ -219,6 +219,26 @@ TEST_F(ChangingTools, MoveRenameAndTrash) {
   EXPECT_EQ(read("Archive/Ziel A.md").substr(0, 15), "---\ntags: [job]");
 }
 
+// A link by a title that a note still has, or to one of two notes of a name, goes on leading somewhere.
+TEST_F(ChangingTools, TellWhichLinksLeadNowhereAfterwards) {
+  vault.folder.write("Projects/Boat/Hull.md", "# The hull\n[[Sails]] [[Projects/Boat/Sails]]");
+  vault.folder.write("Projects/Boat/Sails.md", "[[Hull]]");
+  vault.folder.write("Areas/Sea.md", "[[hull|it]] [[The hull]] [[Projects/Boat/Sails#Cut]] [[Sails]] [[Nowhere]]");
+  const auto lost = [&](const char* tool, const char* arguments) {
+    const Json result = vault.json(tool, arguments);
+    const Json* links = result.find("links_to_nothing");
+    return links ? links->compact() : "none";
+  };
+  EXPECT_EQ(lost("rename_note", R"({"note":"Projects/Boat/Hull.md","title":"Body"})"),
+            R"([{"link":"hull","note":"Areas/Sea.md"},{"link":"Hull","note":"Projects/Boat/Sails.md"}])");
+  EXPECT_EQ(lost("move_folder", R"({"folder":"Projects/Boat","parent":"Archive"})"),
+            R"([{"link":"Projects/Boat/Sails","note":"Archive/Boat/Body.md"},)"
+            R"({"link":"Projects/Boat/Sails","note":"Areas/Sea.md"}])");
+  EXPECT_EQ(lost("trash_folder", R"({"folder":"Archive/Boat"})"),
+            R"([{"link":"Sails","note":"Areas/Sea.md"},{"link":"The hull","note":"Areas/Sea.md"}])");
+  EXPECT_EQ(lost("trash_note", R"({"note":"Areas/Sea.md"})"), "none");
+}
+
 TEST_F(ChangingTools, ListAndChangeTasks) {
   EXPECT_EQ(vault
                 .json("add_task", R"({"text":"Buy [[Milk]]\n#due/2026-01-01","due":"2026-11-04","priority":"low",)"

@@ -5,6 +5,7 @@
 #include "core/platform/Folder.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/toolserver/tools/LostLinks.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk {
@@ -63,7 +64,10 @@ PlannedChange renameFolder(ToolContext& context, const ToolArguments& arguments)
   requireFree(context, folder, destination);
   PlannedChange change{.title = fmt::format("Rename the folder {} to {}", quoted(folder), quoted(name)),
                        .destination = destination};
-  change.carryOut = [&context, folder, name] { return pathResult(context.changes().renameFolder(folder, name)); };
+  change.carryOut = [&context, folder, name] {
+    const LinkWatch links(context.vault(), folder);
+    return movedResult(context.changes().renameFolder(folder, name), links);
+  };
   return change;
 }
 
@@ -75,7 +79,10 @@ PlannedChange moveFolder(ToolContext& context, const ToolArguments& arguments) {
   requireFree(context, folder, destination);
   PlannedChange change{.title = fmt::format("Move the folder {} to {}", quoted(folder), parent),
                        .destination = destination};
-  change.carryOut = [&context, folder, parent] { return pathResult(context.changes().moveFolder(folder, parent)); };
+  change.carryOut = [&context, folder, parent] {
+    const LinkWatch links(context.vault(), folder);
+    return movedResult(context.changes().moveFolder(folder, parent), links);
+  };
   return change;
 }
 
@@ -83,10 +90,9 @@ PlannedChange trashFolder(ToolContext& context, const ToolArguments& arguments) 
   const std::string folder = folderWithin(context, arguments);
   PlannedChange change{.title = fmt::format("Move the folder {} to the Trash", quoted(folder))};
   change.carryOut = [&context, folder] {
+    const LinkWatch links(context.vault(), folder);
     context.changes().trash(folder, lastComponent(folder));
-    Json result;
-    result["trashed"] = folder;
-    return result.pretty();
+    return trashedResult(folder, links);
   };
   return change;
 }

@@ -65,7 +65,7 @@ std::string getOverview(ToolContext& context, const ToolArguments&) {
   constexpr int days = 15;
   const Timestamp now = context.surroundings().now();
   const Calendar calendar = context.surroundings().calendar();
-  const VaultSnapshot& snapshot = context.survey(&Note::mayHoldTasks);
+  const VaultSnapshot& snapshot = context.survey({.keepsBody = &Note::mayHoldTasks, .readsCreationDates = true});
   const auto stalled = Insights::stalledProjects(snapshot, now, calendar);
   const auto quiet = Insights::untouchedAreas(snapshot, now, calendar);
   Json saved;
@@ -106,7 +106,7 @@ std::string listCollections(ToolContext& context, const ToolArguments& arguments
   const auto isKnown = [&](const auto& kind) { return kind.first == wanted; };
   if (wanted && std::none_of(kinds.begin(), kinds.end(), isKnown))
     throw ToolError("The kind must be project, area or topic.");
-  const VaultSnapshot& snapshot = context.survey(&Note::mayHoldTasks);
+  const VaultSnapshot& snapshot = context.survey({.keepsBody = &Note::mayHoldTasks});
   std::vector<Json> entries;
   for (const auto& [kind, role] : kinds) {
     if (wanted && kind != *wanted) continue;

@@ -9,6 +9,7 @@
 #include "core/library/NoteTemplates.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/toolserver/tools/LostLinks.h"
 #include "core/toolserver/tools/PlanEdit.h"
 #include "core/vault/MarkdownFile.h"
 #include "core/vault/MarkdownView.h"
@@ -154,7 +155,10 @@ PlannedChange renameNote(ToolContext& context, const ToolArguments& arguments) {
   Vault::fileName(title);
   PlannedChange change = planMove(context, note, fmt::format("Rename {} to {}", quoted(note->title), quoted(title)),
                                   Vault::noteID(title, note->folderPath()));
-  change.carryOut = [&context, note, title] { return pathResult(context.changes().renameNote(*note, title)); };
+  change.carryOut = [&context, note, title] {
+    const LinkWatch links(context.vault(), note->id);
+    return movedResult(context.changes().renameNote(*note, title), links);
+  };
   return change;
 }
 
@@ -163,10 +167,9 @@ PlannedChange trashNote(ToolContext& context, const ToolArguments& arguments) {
   PlannedChange change{.title = fmt::format("Move {} to the Trash", quoted(note->title)), .notePath = note->id};
   change.before = context.vault().read(note->id);
   change.carryOut = [&context, note] {
+    const LinkWatch links(context.vault(), note->id);
     context.changes().trash(note->id, note->title);
-    Json result;
-    result["trashed"] = note->id;
-    return result.pretty();
+    return trashedResult(note->id, links);
   };
   return change;
 }

@@ -66,7 +66,8 @@ std::string listNotes(ToolContext& context, const ToolArguments& arguments) {
   const auto tag = arguments.optionalText("tag");
   while (folder && folder->ends_with('/')) folder->pop_back();
   if (folder) context.requireFolder(*folder);
-  auto notes = arguments.flag("unsorted") ? context.survey(&Note::mayHoldTasks).unsorted() : context.survey().notes;
+  auto notes = arguments.flag("unsorted") ? context.survey({.keepsBody = &VaultSnapshot::mayNameTaskNotes}).unsorted()
+                                          : context.survey().notes;
   std::erase_if(notes, [&](const NoteRef& note) {
     return (folder && !isIn(*note, *folder)) || (tag && !hasTag(*note, std::string(withoutHash(*tag))));
   });
