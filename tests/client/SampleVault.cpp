@@ -30,7 +30,7 @@ void write(const fs::path& file, std::string_view text) {
   if (!stream.flush()) throw std::runtime_error("cannot write " + file.string());
 }
 
-// With what it lacks: a place for sources with one in it, and a meeting that Vesk has kept.
+// With what it lacks: a place for sources with one in it.
 void copyVault(const fs::path& vault) {
   fs::copy(VESK_SOURCE_DIR "/examples/vault", vault,
            fs::copy_options::recursive | fs::copy_options::overwrite_existing);
@@ -38,8 +38,6 @@ void copyVault(const fs::path& vault) {
   organization.places.push_back({Bucket::sources, "Sources"});
   Vault(vault.string()).save(organization);
   write(vault / "Sources/Rain barrels.md", "# Rain barrels\n\nA leaflet of the water board, October 2026.\n");
-  write(vault / "Resources/Meetings/2026-11-18 Playground - Summary.md",
-        "---\ntags: [meeting]\n---\nEverybody brings gloves. Professora Lurdes asks the parents.\n");
 }
 
 // Each file is half a day older than the one before it.
