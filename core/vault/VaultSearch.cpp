@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <mutex>
 #include <optional>
+#include <unordered_map>
+#include <utility>
 
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
@@ -48,6 +50,41 @@ std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query) {
   });
   std::sort(hits.begin(), hits.end(), comesBefore);
   return hits;
+}
+
+std::vector<std::string> newestNotes(const Vault& vault, const NoteFilter& isWanted) {
+  std::mutex mutex;
+  std::vector<SearchHit> found;
+  vault.scanOnce([&](const NoteFile& file) {
+    if (isWanted(file) && text::isValidUtf8(file.text)) {
+      SearchHit note{.id = std::string(file.id), .modified = file.modified()};
+      const std::lock_guard lock(mutex);
+      found.push_back(std::move(note));
+    }
+    return false;
+  });
+  std::sort(found.begin(), found.end(), comesBefore);
+  std::vector<std::string> ids;
+  ids.reserve(found.size());
+  for (SearchHit& note : found) ids.push_back(std::move(note.id));
+  return ids;
+}
+
+std::vector<TagCount> countTags(const Vault& vault) {
+  std::mutex mutex;
+  std::unordered_map<std::string, std::size_t> counts;
+  vault.scanOnce([&](const NoteFile& file) {
+    if (!text::isValidUtf8(file.text)) return false;
+    std::vector<std::string> tags = noteTags(MarkdownView(file.text));
+    const std::lock_guard lock(mutex);
+    for (std::string& tag : tags) ++counts[std::move(tag)];
+    return false;
+  });
+  std::vector<TagCount> tags;
+  tags.reserve(counts.size());
+  for (const auto& [tag, count] : counts) tags.push_back({tag, count});
+  sortMostUsedFirst(tags);
+  return tags;
 }
 
 }  // namespace vesk

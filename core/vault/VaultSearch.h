@@ -22,4 +22,11 @@ struct SearchHit {
 // code is taken out, "#no`x`te", is not found.)
 std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query);
 
+// The ids of the notes that are wanted, the most recently edited first, then in scan order. `isWanted` is asked from
+// several threads at once.
+std::vector<std::string> newestNotes(const Vault& vault, const NoteFilter& isWanted);
+
+// What VaultSnapshot::tags would say of a scan.
+std::vector<TagCount> countTags(const Vault& vault);
+
 }  // namespace vesk

@@ -85,9 +85,7 @@ std::vector<TagCount> VaultSnapshot::tags() const {
   std::vector<TagCount> tags;
   tags.reserve(counts.size());
   for (const auto& [tag, count] : counts) tags.push_back({std::string(tag), count});
-  std::sort(tags.begin(), tags.end(), [](const TagCount& a, const TagCount& b) {
-    return a.count != b.count ? a.count > b.count : text::compareNames(a.name, b.name) < 0;
-  });
+  sortMostUsedFirst(tags);
   return tags;
 }
 
@@ -146,6 +144,12 @@ std::optional<std::string> VaultSnapshot::folder(Bucket bucket) const {
     if (folder.bucket == bucket) return folder.id;
   const auto* place = organization.place(bucket);
   return place ? std::optional(place->folder) : std::nullopt;
+}
+
+void sortMostUsedFirst(std::vector<TagCount>& tags) {
+  std::sort(tags.begin(), tags.end(), [](const TagCount& a, const TagCount& b) {
+    return a.count != b.count ? a.count > b.count : text::compareNames(a.name, b.name) < 0;
+  });
 }
 
 }  // namespace vesk

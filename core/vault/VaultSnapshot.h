@@ -73,6 +73,9 @@ struct VaultSnapshot {
 inline constexpr std::string_view chatTag = "ai-conversation";
 inline constexpr std::string_view transcriptTag = "meeting-transcript";
 
+// Orders tags by how many notes have them, the most first, then by name.
+void sortMostUsedFirst(std::vector<TagCount>& tags);
+
 // Orders notes by when they were edited, the latest first; notes of equal date keep their order.
 void sortNewestFirst(std::vector<NoteRef>& notes);
 

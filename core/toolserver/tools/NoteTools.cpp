@@ -1,6 +1,9 @@
 #include "core/toolserver/tools/NoteTools.h"
 
 #include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -53,28 +56,41 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   return page.text(std::move(result));
 }
 
-bool isIn(const Note& note, const std::string& folder) { return note.id.starts_with(folder + "/"); }
+bool isIn(std::string_view id, const std::optional<std::string>& folder) {
+  return !folder || (id.starts_with(*folder) && id.substr(folder->size()).starts_with('/'));
+}
 
-bool hasTag(const Note& note, const std::string& tag) {
-  return std::find(note.tags.begin(), note.tags.end(), tag) != note.tags.end();
+bool hasTag(const std::vector<std::string>& tags, const std::optional<std::string>& tag) {
+  return !tag || std::find(tags.begin(), tags.end(), *tag) != tags.end();
 }
 
 std::string_view withoutHash(std::string_view tag) { return tag.starts_with('#') ? tag.substr(1) : tag; }
 
+std::vector<std::string> unsortedNotes(ToolContext& context, const std::optional<std::string>& folder,
+                                       const std::optional<std::string>& tag) {
+  std::vector<std::string> ids;
+  for (const NoteRef& note : context.survey({.keepsBody = &VaultSnapshot::mayNameTaskNotes}).unsorted())
+    if (isIn(note->id, folder) && hasTag(note->tags, tag)) ids.push_back(note->id);
+  return ids;
+}
+
 std::string listNotes(ToolContext& context, const ToolArguments& arguments) {
   auto folder = arguments.optionalText("folder");
-  const auto tag = arguments.optionalText("tag");
+  auto tag = arguments.optionalText("tag");
+  if (tag) tag = withoutHash(*tag);
   while (folder && folder->ends_with('/')) folder->pop_back();
   if (folder) context.requireFolder(*folder);
-  auto notes = arguments.flag("unsorted") ? context.survey({.keepsBody = &VaultSnapshot::mayNameTaskNotes}).unsorted()
-                                          : context.survey().notes;
-  std::erase_if(notes, [&](const NoteRef& note) {
-    return (folder && !isIn(*note, *folder)) || (tag && !hasTag(*note, std::string(withoutHash(*tag))));
-  });
-  sortNewestFirst(notes);
-  toolResult::Page page("notes", notes.size(), arguments.offset(), arguments.limit());
-  for (std::size_t i = page.begin(); i < page.end(); ++i)
-    if (!page.add(noteEntry(*notes[i]))) break;
+  const auto isWanted = [&](const NoteFile& file) {
+    if (!isIn(file.id, folder)) return false;
+    return !tag || (text::isValidUtf8(file.text) && hasTag(noteTags(MarkdownView(file.text)), tag));
+  };
+  const auto ids =
+      arguments.flag("unsorted") ? unsortedNotes(context, folder, tag) : newestNotes(context.vault(), isWanted);
+  toolResult::Page page("notes", ids.size(), arguments.offset(), arguments.limit());
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    const NoteRef note = context.vault().note(ids[i]);
+    if (note && !page.add(noteEntry(*note))) break;  // it may have gone since
+  }
   return page.text();
 }
 

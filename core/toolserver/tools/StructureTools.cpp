@@ -2,6 +2,7 @@
 
 #include "core/base/Text.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/vault/VaultSearch.h"
 
 namespace vesk {
 
@@ -25,7 +26,7 @@ std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
 }
 
 std::string listTags(ToolContext& context, const ToolArguments& arguments) {
-  const auto tags = context.survey().tags();
+  const auto tags = countTags(context.vault());
   toolResult::Page page("tags", tags.size(), arguments.offset(), everything);
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry;
