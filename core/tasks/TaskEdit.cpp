@@ -35,7 +35,7 @@ void take(std::optional<Value>& typed, const std::optional<Value>& edited, const
   if (!typed || edited != current) typed = edited;
 }
 
-TaskLine::Parts partsOf(TaskEdit edit, const TaskItem& item) {
+TaskLine::Parts partsOf(const TaskEdit& edit, const TaskItem& item) {
   TaskLine::Parts parts = TaskLine::parseText(edit.text);
   // A typed "doing" starts what is to be done, and nothing else.
   if (parts.status == TaskStatus::todo || edit.status != item.status || edit.status == TaskStatus::done)

@@ -194,11 +194,13 @@ ToolContext MCPServer::contextFor(std::string_view name, std::string changeID, c
 
 std::string MCPServer::run(std::string_view name, const Json::Object& arguments, bool approved,
                            Remains* remains) const {
+  const ToolArguments given(arguments);
+  if (const Tool* tool = toolCatalog::find(name))
+    if (const LookUp* lookUp = std::get_if<LookUp>(&tool->handler)) return (*lookUp)(surroundings_, given);
   const std::shared_ptr<ToolContext> kept(new ToolContext(contextFor(name, newUuid())));
   if (remains) *remains = kept;
   ToolContext& context = *kept;
   const Tool& tool = *toolCatalog::find(name);
-  const ToolArguments given(arguments);
   if (const Reading* read = std::get_if<Reading>(&tool.handler)) return (*read)(context, given);
   const PlannedChange change = std::get<Change>(tool.handler)(context, given);
   const bool waits = !approved && !change.changesNothing && tool.waits(context.access().approval);

@@ -8,6 +8,7 @@
 
 #include "core/toolserver/AIAccess.h"
 #include "core/toolserver/PlannedChange.h"
+#include "core/toolserver/Surroundings.h"
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolContext.h"
 
@@ -33,9 +34,11 @@ struct Parameter {
   std::vector<Parameter> members = {};        // of the objects in an array; empty for one of strings
 };
 
-// Both throw ToolError for what they refuse. A change is only planned: nothing is touched before it is carried out.
+// All throw ToolError for what they refuse. A change is only planned: nothing is touched before it is carried out.
 using Reading = std::string (*)(ToolContext& context, const ToolArguments& arguments);  // the result's text
 using Change = PlannedChange (*)(ToolContext& context, const ToolArguments& arguments);
+// Of what ships with Vesk: neither a vault nor a switch is needed.
+using LookUp = std::string (*)(const Surroundings& surroundings, const ToolArguments& arguments);
 
 // Everything about one tool.
 struct Tool {
@@ -44,7 +47,7 @@ struct Tool {
   std::vector<Parameter> parameters;
   Effect effect;
   bool AIAccess::*needs;  // the switch that must be on; nullptr for a tool that is always open
-  std::variant<Reading, Change> handler;
+  std::variant<Reading, Change, LookUp> handler;
   bool givesPicture = false;  // the result's text is a JPEG file in base64
 
   // Whether a call of the assistant waits for the user.

@@ -9,11 +9,13 @@
 #include "core/toolserver/tools/DiagramTools.h"
 #include "core/toolserver/tools/FolderTools.h"
 #include "core/toolserver/tools/InsightTools.h"
+#include "core/toolserver/tools/LibraryTools.h"
 #include "core/toolserver/tools/MailTools.h"
 #include "core/toolserver/tools/MeetingTools.h"
 #include "core/toolserver/tools/NoteChangeTools.h"
 #include "core/toolserver/tools/NoteTools.h"
 #include "core/toolserver/tools/ProposalTools.h"
+#include "core/toolserver/tools/SourceTools.h"
 #include "core/toolserver/tools/StructureTools.h"
 #include "core/toolserver/tools/SyncTools.h"
 #include "core/toolserver/tools/TaskTools.h"
@@ -21,6 +23,7 @@
 namespace vesk::toolCatalog {
 
 const std::vector<Tool>& tools() {
+  // clang-format off
   static const std::vector<Tool> all = {
       searchNotesTool(),
       listNotesTool(),
@@ -62,15 +65,21 @@ const std::vector<Tool>& tools() {
       getContextMapTool(),
       getProjectContextTool(),
       updateProjectContextTool(),
+      addSourceTool(),
       listUnprocessedSourcesTool(),
       runQueryTool(),
       renameTagTool(),
       openDailyNoteTool(),
+      listSkillsTool(),
+      readSkillTool(),
       getContextHealthTool(),
       listProposalsTool(),
+      listGuidesTool(),
+      readGuideTool(),
       syncStatusTool(),
       syncNowTool(),
   };
+  // clang-format on
   return all;
 }
 

@@ -116,6 +116,16 @@ void addPartNumber(Json& result, std::size_t part, std::size_t parts, const char
       fmt::format("This is part {} of {}. Call {} with part {} to read on.", part, parts, tool, part + 1);
 }
 
+void addPart(Json& result, std::string_view text, std::size_t part, const char* what, const char* tool) {
+  constexpr std::size_t textUnits = 30'000;
+  constexpr std::size_t numberUnits = 1'000;
+  // A path of thousands of characters leaves it less room.
+  const std::size_t left = maximumUnits - numberUnits - text::unitCount(result.pretty());
+  const auto all = parts(text, std::min(textUnits, left));
+  addPartNumber(result, part, all.size(), what, tool);
+  result["text"] = all[part - 1];
+}
+
 std::string shortened(std::string_view text, std::size_t characters) {
   // A character may be of any length: its share of units keeps one from filling a whole result.
   constexpr std::size_t unitsPerCharacter = 10;

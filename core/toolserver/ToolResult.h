@@ -57,6 +57,9 @@ void addList(Json& result, const std::string& key, const std::vector<std::string
 // `what`.
 void addPartNumber(Json& result, std::size_t part, std::size_t parts, const char* what, const char* tool);
 
+// Adds one part of a text to `result` as "text", with its number. What `result` already holds leaves it less room.
+void addPart(Json& result, std::string_view text, std::size_t part, const char* what, const char* tool);
+
 // A text shortened to at most `characters` (and 10 units for each), with "…" where something was left out.
 std::string shortened(std::string_view text, std::size_t characters);
 

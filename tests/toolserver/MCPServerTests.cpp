@@ -145,7 +145,8 @@ TEST(MCPServer, RefusesInOneSentence) {
   const ServedVault vault;
   const auto failures = [&] {
     std::set<std::string> sentences;
-    for (const Tool& tool : toolCatalog::tools()) sentences.insert(vault.failure(tool.name));
+    for (const Tool& tool : toolCatalog::tools())
+      if (tool.needs) sentences.insert(vault.failure(tool.name));
     return sentences;
   };
   EXPECT_EQ(vault.failure("rm -rf"), "Unknown tool rm -rf");

@@ -66,6 +66,10 @@ const std::map<std::string_view, Arguments (*)(Chance&)>& callMakers() {
          return Arguments{
              {"title", c.name()}, {"body", c.text()}, {"folder", c.folder()}, {"tags", Json::Array{Json(c.tag())}}};
        }},
+      {"add_source",
+       [](Chance& c) {
+         return Arguments{{"title", c.name()}, {"text", c.text()}};
+       }},
       {"create_collection",
        [](Chance& c) {
          return Arguments{{"name", c.name()}, {"kind", c.pick({"project", "area", "topic"})}};
@@ -158,6 +162,9 @@ const std::map<std::string_view, Arguments (*)(Chance&)>& callMakers() {
 }
 
 void fill(const ServedVault& vault) {
+  Organization organization = Organization::para();
+  organization.places.push_back({Bucket::sources, "Sources"});
+  Vault(vault.folder.path()).save(organization);
   vault.folder.write("Inbox/Plan.md", "---\r\ntags: [work, home]\r\n---\r\nLine\r\nSee [[Ana]] #casa/rua\r\n");
   vault.folder.write("Inbox/Tasks.md", "# Tasks\n\n- [ ] Call Ana #due/2026-11-05\n  - [x] Sub #work\n- [ ] Last");
   vault.folder.write("Projects/Site/Ana.md", "- [ ] one\n- [ ] two #prio/high\r\n");

@@ -10,6 +10,7 @@
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/LostLinks.h"
+#include "core/toolserver/tools/NewNote.h"
 #include "core/toolserver/tools/PlanEdit.h"
 #include "core/vault/MarkdownFile.h"
 #include "core/vault/MarkdownView.h"
@@ -60,18 +61,11 @@ PlannedChange moveNote(ToolContext& context, const ToolArguments& arguments) {
 }
 
 PlannedChange createNote(ToolContext& context, const ToolArguments& arguments) {
-  const std::string title(text::trimWhitespace(arguments.text("title", "A title is required.")));
-  if (title.empty()) throw ToolError("A title is required.");
-  Vault::fileName(title);  // throws for a title that can't be a name
-  const std::string body = arguments.optionalText("body").value_or("");
-  const auto tags = tagsOf(arguments).value_or(std::vector<std::string>());
-  const std::string folder = context.folderOrInbox(arguments);
-  PlannedChange change{.title = fmt::format("Create the note {} in {}", quoted(title), folder), .destination = folder};
-  change.after = Vault::noteText(body, tags);
-  change.carryOut = [&context, title, body, tags, folder] {
-    return pathResult(context.changes().createNote(title, body, tags, folder));
-  };
-  return change;
+  NewNote note{.title = newNoteTitle(arguments)};
+  note.body = arguments.optionalText("body").value_or("");
+  note.tags = tagsOf(arguments).value_or(std::vector<std::string>());
+  note.folder = context.folderOrInbox(arguments);
+  return planNewNote(context, fmt::format("Create the note {} in {}", quoted(note.title), note.folder), note);
 }
 
 PlannedChange appendToNote(ToolContext& context, const ToolArguments& arguments) {

@@ -21,8 +21,7 @@ namespace {
 
 constexpr std::size_t titleCharacters = 200;
 constexpr std::size_t previewCharacters = 200;
-// How a note's result shares out what a result may take; the text has the most.
-constexpr std::size_t textUnits = 30'000;
+// What a note's result gives to each of its lists, and to the front matter; the text has the most.
 constexpr std::size_t listUnits = 3'000;
 constexpr std::size_t frontmatterUnits = 2'000;
 
@@ -103,15 +102,6 @@ void addFrontmatter(Json& result, const Vault& vault, const Note& note) {
   if (!lines.empty()) result["front_matter"] = toolResult::parts(lines, frontmatterUnits).front();
 }
 
-// The text of one part, and how to go on when there are more. A path of thousands of characters leaves it less room.
-void addPart(Json& result, std::string_view text, std::size_t part) {
-  constexpr std::size_t frameUnits = 1'000;
-  const std::size_t left = toolResult::maximumUnits - frameUnits - text::unitCount(result.pretty());
-  const auto parts = toolResult::parts(text, std::min(textUnits, left));
-  toolResult::addPartNumber(result, part, parts.size(), "note", "read_note");
-  result["text"] = parts[part - 1];
-}
-
 std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   const NoteRef note = context.note(arguments);
   Json result;
@@ -123,7 +113,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   toolResult::addList(result, "tags", note->tags, listUnits);
   toolResult::addList(result, "links", note->links.copied(), listUnits);
   toolResult::addList(result, "backlinks", context.backlinks(*note), listUnits);
-  addPart(result, note->body, arguments.part());
+  toolResult::addPart(result, note->body, arguments.part(), "note", "read_note");
   context.recordRead(note->title, note->id);
   return result.pretty();
 }
