@@ -142,7 +142,7 @@ void undoAction(const UndoOptions& options) {
   const Terminal terminal = Terminal::ofStandardOutput();
   const AIAction action = chosenAction(options, vault);
   describe(action, terminal);
-  if (const auto obstacle = undo::obstacle(action, vault)) throw Error(*obstacle);
+  if (const auto obstacle = undo::obstacle(action, vault, environment::supportDirectory())) throw Error(*obstacle);
   print("{}\n", safe(undo::description(action)));
   if (action.before && action.after) {
     const auto changes = compared(*action.after, *action.before, kindOf(action.noteID.value_or("")));

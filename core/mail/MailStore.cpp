@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 #include <fmt/format.h>
 
@@ -75,6 +76,41 @@ std::unordered_set<std::string> writtenTo(MailDatabase& database, std::size_t& s
     for (const MailAddress& cc : recipients->cc) addresses.insert(text::key(cc.address));
   }
   return addresses;
+}
+
+template <typename... Values>
+std::optional<MailSummary> firstSummary(MailDatabase& database, std::string_view condition, const Values&... values) {
+  auto rows =
+      database.rows(fmt::format("SELECT {} FROM messages m WHERE {}", mailRows::summaryColumns, condition), values...);
+  return rows.next() ? std::optional(mailRows::summary(rows)) : std::nullopt;
+}
+
+// The id of a message that is gone may be another's: where it is on the server tells them apart.
+bool isSame(const MailSummary& now, const MailSummary& then) {
+  const auto looks = [](const MailSummary& mail) {
+    return std::tie(mail.accountID, mail.folder, mail.uid, mail.messageID, mail.isRead, mail.isFlagged);
+  };
+  return looks(now) == looks(then);
+}
+
+void applyIn(MailDatabase& database, const MailChange& change, std::int64_t messageID) {
+  switch (change.kind) {
+    case MailChange::Kind::read:
+      return database.run("UPDATE messages SET is_read = ? WHERE id = ?", change.isOn, messageID);
+    case MailChange::Kind::flagged:
+      return database.run("UPDATE messages SET is_flagged = ? WHERE id = ?", change.isOn, messageID);
+    case MailChange::Kind::move: return mailRows::remove(database, "id = ?", messageID);
+  }
+}
+
+void queueIn(MailDatabase& database, const MailChange& change) {
+  database.run("INSERT INTO changes (account, json) VALUES (?, ?)", change.accountID, toJson(change).compact());
+}
+
+// Whether a draft says what another does, whenever the two were saved.
+bool saysTheSame(MailDraft draft, const MailDraft& other) {
+  draft.updated = other.updated;
+  return draft == other;
 }
 
 std::int64_t rowCount(std::size_t count) {
@@ -320,24 +356,48 @@ std::unordered_set<std::string> MailStore::correspondents() const {
   return writtenTo(database_, skipped_);
 }
 
+std::optional<MailSummary> MailStore::find(std::string_view accountID, std::string_view path, std::uint32_t uid) const {
+  const std::lock_guard lock(mutex_);
+  return firstSummary(database_, "m.account = ? AND m.folder = ? AND m.uid = ?", accountID, path, uid);
+}
+
+std::optional<MailSummary> MailStore::find(std::string_view accountID, std::string_view path,
+                                           std::string_view messageID) const {
+  const std::lock_guard lock(mutex_);
+  return firstSummary(database_, "m.account = ? AND m.folder = ? AND m.message_id = ? ORDER BY m.uid DESC LIMIT 1",
+                      accountID, path, messageID);
+}
+
 void MailStore::apply(const MailChange& change, std::int64_t messageID) {
   const std::lock_guard lock(mutex_);
-  switch (change.kind) {
-    case MailChange::Kind::read:
-      return database_.run("UPDATE messages SET is_read = ? WHERE id = ?", change.isOn, messageID);
-    case MailChange::Kind::flagged:
-      return database_.run("UPDATE messages SET is_flagged = ? WHERE id = ?", change.isOn, messageID);
-    case MailChange::Kind::move:
-      return database_.transaction([&] {
-        database_.run("DELETE FROM message_search WHERE rowid = ?", messageID);
-        database_.run("DELETE FROM messages WHERE id = ?", messageID);
-      });
-  }
+  database_.transaction([&] { applyIn(database_, change, messageID); });
 }
 
 void MailStore::queue(const MailChange& change) {
   const std::lock_guard lock(mutex_);
-  database_.run("INSERT INTO changes (account, json) VALUES (?, ?)", change.accountID, toJson(change).compact());
+  queueIn(database_, change);
+}
+
+void MailStore::queue(const std::vector<MailChange>& changes) {
+  const std::lock_guard lock(mutex_);
+  database_.transaction([&] {
+    for (const MailChange& change : changes) queueIn(database_, change);
+  });
+}
+
+bool MailStore::change(const MailSummary& mail, const std::vector<MailChange>& changes) {
+  const std::lock_guard lock(mutex_);
+  bool isThere = false;
+  database_.transaction([&] {
+    const auto now = firstSummary(database_, "m.id = ?", mail.id);
+    isThere = now && isSame(*now, mail);
+    if (!isThere) return;
+    for (const MailChange& change : changes) {
+      applyIn(database_, change, mail.id);
+      queueIn(database_, change);
+    }
+  });
+  return isThere;
 }
 
 std::vector<std::pair<std::int64_t, MailChange>> MailStore::pendingChanges(std::string_view accountID) const {
@@ -365,6 +425,14 @@ void MailStore::save(const MailDraft& draft) {
   });
 }
 
+bool MailStore::add(const MailDraft& draft) {
+  const std::lock_guard lock(mutex_);
+  const auto added =
+      database_.integer("INSERT OR IGNORE INTO drafts (id, account, json, updated) VALUES (?, ?, ?, ?) RETURNING 1",
+                        draft.id, draft.accountID, toJson(draft).compact(), mailSeconds(draft.updated));
+  return added.has_value();
+}
+
 std::vector<MailDraft> MailStore::drafts() const {
   const std::lock_guard lock(mutex_);
   return decodedRows(database_.rows("SELECT json FROM drafts ORDER BY updated DESC"), mailDraftFrom, skipped_);
@@ -379,6 +447,18 @@ std::optional<MailDraft> MailStore::draft(std::string_view id) const {
 void MailStore::removeDraft(std::string_view id) {
   const std::lock_guard lock(mutex_);
   database_.run("DELETE FROM drafts WHERE id = ?", id);
+}
+
+bool MailStore::remove(const MailDraft& draft) {
+  const std::lock_guard lock(mutex_);
+  bool isRemoved = false;
+  database_.transaction([&] {
+    const auto stored = firstJson(database_.rows("SELECT json FROM drafts WHERE id = ?", draft.id));
+    const auto now = stored ? mailDraftFrom(*stored) : std::nullopt;
+    isRemoved = now && saysTheSame(*now, draft);
+    if (isRemoved) database_.run("DELETE FROM drafts WHERE id = ?", draft.id);
+  });
+  return isRemoved;
 }
 
 std::string MailStore::searchExpression(std::string_view words) {

@@ -78,6 +78,9 @@ class MailStore {
   // Of all that meet the query, whatever its limit and offset.
   std::size_t count(const MailQuery& query) const;
   std::optional<MailDetail> message(std::int64_t id) const;
+  // The message of a folder with that number on the server, or that Message-ID: of several the one that came last.
+  std::optional<MailSummary> find(std::string_view accountID, std::string_view path, std::uint32_t uid) const;
+  std::optional<MailSummary> find(std::string_view accountID, std::string_view path, std::string_view messageID) const;
   // The first of those in an inbox, the newest first, that are flagged or unread and from someone the user writes to.
   // Looks at the newest 2,000.
   std::vector<MailSummary> waitingOnYou(std::size_t limit) const;
@@ -89,6 +92,10 @@ class MailStore {
   // A message that is moved goes from here, and comes back from its new folder with the next sync.
   void apply(const MailChange& change, std::int64_t messageID);
   void queue(const MailChange& change);
+  // Both for several changes to one message. False, and nothing done, when the message isn't any more where `mail` has
+  // it, or is read or flagged otherwise.
+  bool change(const MailSummary& mail, const std::vector<MailChange>& changes);
+  void queue(const std::vector<MailChange>& changes);
   // With their places in the queue, the oldest first.
   std::vector<std::pair<std::int64_t, MailChange>> pendingChanges(std::string_view accountID) const;
   void finishChange(std::int64_t place);
@@ -96,10 +103,14 @@ class MailStore {
   // The drafts. Saving one that is there replaces it, and keeps the fields of it that Vesk doesn't know.
 
   void save(const MailDraft& draft);
+  // Saves one unless its id is taken; whether it did.
+  bool add(const MailDraft& draft);
   // Those changed last first.
   std::vector<MailDraft> drafts() const;
   std::optional<MailDraft> draft(std::string_view id) const;
   void removeDraft(std::string_view id);
+  // Likewise, as long as it says what this one does, whenever it was saved; whether it did.
+  bool remove(const MailDraft& draft);
 
   // The words as the index is asked for them: each in quotes, as the beginning of a word ("inv"* "q3"*). Empty without
   // words. Only the first 32 words, and of them the first 1,000 bytes, count: each word is another search. Never a

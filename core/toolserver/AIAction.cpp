@@ -43,6 +43,8 @@ std::string_view name(AIAction::Kind kind) { return kindNames[static_cast<std::s
 
 bool AIAction::changesVault() const { return kind != Kind::read && kind != Kind::search && kind != Kind::sync; }
 
+bool AIAction::isOfMail() const { return kind == Kind::draftEmail || kind == Kind::updateEmail; }
+
 bool AIAction::canUndo() const { return !isUndone && changesVault() && (kind != Kind::trash || trashedTo); }
 
 Json toJson(const AIAction& action) {

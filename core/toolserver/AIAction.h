@@ -38,13 +38,14 @@ struct AIAction {
   std::optional<std::string> fromFolder = {};    // where it was before a move or a rename
   std::optional<std::string> toFolder = {};      // where it went
   std::optional<std::string> appended = {};      // exactly what was added at the end
-  std::optional<std::string> before = {};        // the whole text before an edit
-  std::optional<std::string> after = {};         // the whole text after an edit, or of what was created
-  std::optional<std::string> trashedTo = {};     // absolute
-  std::optional<std::string> vaultPath = {};     // the vault it was done in, absolute
+  std::optional<std::string> before = {};        // the whole text before an edit; of an email a MailState
+  std::optional<std::string> after = {};      // afterwards likewise, or the text of what was made; a MailDraft's JSON
+  std::optional<std::string> trashedTo = {};  // absolute
+  std::optional<std::string> vaultPath = {};  // the vault it was done in, absolute; mail is in none
   bool isUndone = false;
 
-  bool changesVault() const;  // false for reads, searches and syncs
+  bool changesVault() const;  // or mail; false for reads, searches and syncs
+  bool isOfMail() const;      // which lies in no vault
   bool canUndo() const;
 
   bool operator==(const AIAction&) const = default;

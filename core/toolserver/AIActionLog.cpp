@@ -98,7 +98,7 @@ void AIActionLog::undo(const AIAction& action, const Vault& vault) const {
 }
 
 void AIActionLog::takeBack(AIAction action, const Vault& vault) const {
-  undo::run(action, vault);
+  undo::run(action, vault, directory_);
   action.isUndone = true;
   append(action);
 }

@@ -21,6 +21,8 @@ class AIActionLog {
   // `directory` is the support directory.
   explicit AIActionLog(std::string directory) : directory_(std::move(directory)) {}
 
+  const std::string& directory() const { return directory_; }
+
   // Adds one line; on disk before this returns when the action changes the vault. The directory and the file are made
   // when they are missing. A last line that a killed process left unfinished is ended first. FileError.
   void append(const AIAction& action) const;
@@ -36,7 +38,8 @@ class AIActionLog {
   std::optional<AIAction> find(std::string_view id) const;
 
   // Takes an action back and notes that in the log. Throws VaultError::changedSince, and nothing is touched, when what
-  // it concerns changed since, or it was undone already; an Error when it was done in another vault.
+  // it concerns changed since, or it was undone already; an Error when it was done in another vault or the mail
+  // database can't be used.
   void undo(const AIAction& action, const Vault& vault) const;
 
   // Likewise, of an action that was only just done by who calls this.

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include "core/base/Uuid.h"
+#include "core/mail/MailJson.h"
 #include "core/platform/Folder.h"
+#include "core/toolserver/MailUndo.h"
 #include "core/toolserver/Undo.h"
 #include "core/vault/VaultError.h"
 
@@ -136,6 +138,22 @@ std::size_t RecordedChanges::renameTag(std::string_view oldTag, std::string_view
 
 void RecordedChanges::recordSync(std::string_view title) { record({.kind = Kind::sync, .title = std::string(title)}); }
 
+void RecordedChanges::draftEmail(MailStore& store, const MailDraft& draft, std::string_view title) {
+  store.add(draft);
+  record({.kind = Kind::draftEmail, .title = std::string(title), .after = toJson(draft).compact()});
+}
+
+bool RecordedChanges::updateEmail(MailStore& store, const MailSummary& mail, const std::vector<MailChange>& changes,
+                                  std::string_view title) {
+  if (!store.change(mail, changes)) return false;
+  const MailState before = stateOf(mail);
+  record({.kind = Kind::updateEmail,
+          .title = std::string(title),
+          .before = toText(before),
+          .after = toText(changed(before, changes))});
+  return true;
+}
+
 void RecordedChanges::logTrash(std::string_view title, std::string_view path, std::string landed) {
   record(
       {.kind = Kind::trash, .title = std::string(title), .noteID = std::string(path), .trashedTo = std::move(landed)});
@@ -143,7 +161,7 @@ void RecordedChanges::logTrash(std::string_view title, std::string_view path, st
 
 void RecordedChanges::takeBack(const AIAction& action, const Error& failure) const {
   try {
-    undo::run(action, vault_);
+    undo::run(action, vault_, log_.directory());
   } catch (const Error&) {
     throw Error(fmt::format("This was done, but can't be undone in Vesk: {}", failure.what()));
   }
@@ -157,7 +175,7 @@ void RecordedChanges::takeBackLast() {
 void RecordedChanges::record(AIAction action) {
   action.id = newUuid();
   action.date = now_;
-  action.vaultPath = vault_.root();
+  if (!action.isOfMail()) action.vaultPath = vault_.root();
   try {
     log_.append(action);
   } catch (const Error& failure) {

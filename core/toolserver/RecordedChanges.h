@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/mail/MailStore.h"
 #include "core/toolserver/AIAction.h"
 #include "core/toolserver/AIActionLog.h"
 #include "core/toolserver/Proposal.h"
@@ -15,8 +16,8 @@
 
 namespace vesk {
 
-// Every way in which a tool changes the vault: each makes the change and records it in the log, so that the user can
-// undo it. A change that can't be recorded is taken back, and the failure is thrown.
+// Every way in which a tool changes the vault, or mail: each makes the change and records it in the log, so that the
+// user can undo it. A change that can't be recorded is taken back, and the failure is thrown.
 class RecordedChanges {
  public:
   using Edit = std::function<std::string(const std::string& text)>;
@@ -55,6 +56,14 @@ class RecordedChanges {
 
   // One action for each note. Returns the number of notes changed.
   std::size_t renameTag(std::string_view oldTag, std::string_view newTag, const VaultSnapshot& snapshot);
+
+  // Saves a draft. One of its id that is there already stays as it is: this is a proposal that is carried out again.
+  void draftEmail(MailStore& store, const MailDraft& draft, std::string_view title);
+
+  // Makes changes to an email here, and has the server told. False, and nothing done, when it isn't any more as `mail`
+  // has it.
+  bool updateEmail(MailStore& store, const MailSummary& mail, const std::vector<MailChange>& changes,
+                   std::string_view title);
 
   // Undoes the last of these changes, for one that is of no use without the next.
   void takeBackLast();

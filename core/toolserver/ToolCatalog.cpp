@@ -7,9 +7,11 @@
 #include "core/base/Text.h"
 #include "core/toolserver/tools/ContextTools.h"
 #include "core/toolserver/tools/DiagramTools.h"
+#include "core/toolserver/tools/EmailNoteTools.h"
 #include "core/toolserver/tools/FolderTools.h"
 #include "core/toolserver/tools/InsightTools.h"
 #include "core/toolserver/tools/LibraryTools.h"
+#include "core/toolserver/tools/MailChangeTools.h"
 #include "core/toolserver/tools/MailTools.h"
 #include "core/toolserver/tools/MeetingTools.h"
 #include "core/toolserver/tools/NoteChangeTools.h"
@@ -31,9 +33,12 @@ const std::vector<Tool>& tools() {
       listFoldersTool(),
       listTagsTool(),
       moveNoteTool(),
+      addEmailTool(),
       listEmailsTool(),
       searchEmailsTool(),
       readEmailTool(),
+      draftEmailTool(),
+      updateEmailTool(),
       createNoteTool(),
       createCollectionTool(),
       appendToNoteTool(),

@@ -5,6 +5,7 @@
 #include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
 #include "core/platform/Trash.h"
+#include "core/toolserver/MailUndo.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk::undo {
@@ -108,13 +109,13 @@ void reverse(const AIAction& action, const Vault& vault) {
 
 }  // namespace
 
-std::optional<std::string> obstacle(const AIAction& action, const Vault& vault) {
+std::optional<std::string> obstacle(const AIAction& action, const Vault& vault, const std::string& directory) {
   if (action.isUndone) return "It was undone already.";
   if (auto other = vaultObstacle(action, vault)) return other;
   try {
-    return itemObstacle(action, vault);
+    return action.isOfMail() ? mailUndo::obstacle(action, directory) : itemObstacle(action, vault);
   } catch (const Error& error) {
-    return error.what();  // a path that leads out of the vault
+    return error.what();  // a path that leads out of the vault, or a mail database that can't be used
   }
 }
 
@@ -130,13 +131,16 @@ std::string description(const AIAction& action) {
     case Kind::append: return fmt::format("Takes what was added off the end of {}.", item);
     case Kind::edit: return fmt::format("Gives {} back the text it had.", item);
     case Kind::trash: return fmt::format("Restores {} from the Trash.", item);
+    case Kind::draftEmail:
+    case Kind::updateEmail: return mailUndo::description(action);
     default: return "Nothing can be undone.";
   }
 }
 
-void run(const AIAction& action, const Vault& vault) {
+void run(const AIAction& action, const Vault& vault, const std::string& directory) {
   if (const auto other = vaultObstacle(action, vault)) throw Error(*other);
-  if (obstacle(action, vault)) throw VaultError::changedSince();
+  if (action.isOfMail() && !action.isUndone) return mailUndo::run(action, directory);
+  if (obstacle(action, vault, directory)) throw VaultError::changedSince();
   try {
     reverse(action, vault);
   } catch (const VaultError&) {

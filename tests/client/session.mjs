@@ -76,7 +76,7 @@ async function playAll(client) {
   check(waiting.size === tools.length, "two tools have one name");
   for (const { name, arguments: given } of calls) {
     const tool = waiting.get(name);
-    if (!tool) continue; // until the server has it
+    check(tool, `${name}: the server has no such tool, or it was called before`);
     try {
       await play(client, tool, given);
     } catch (failure) {

@@ -152,7 +152,7 @@ TEST_F(ActionLog, UndoesOnlyWhatIsStillAsItWasLeft) {
     vault.text(each.tool, each.arguments);
     EXPECT_NE(test::contentsOf(vault.folder.path()), before);
     const AIAction action = last();
-    EXPECT_EQ(undo::obstacle(action, files), std::nullopt);
+    EXPECT_EQ(undo::obstacle(action, files, log.directory()), std::nullopt);
     log.undo(action, files);
     EXPECT_EQ(test::contentsOf(vault.folder.path()), before);
     EXPECT_FALSE(last().canUndo());
@@ -162,7 +162,7 @@ TEST_F(ActionLog, UndoesOnlyWhatIsStillAsItWasLeft) {
       vault.text(each.tool, each.arguments);
       interfere();
       const auto now = vault.folder.contents();
-      EXPECT_NE(undo::obstacle(last(), files), std::nullopt);
+      EXPECT_NE(undo::obstacle(last(), files, log.directory()), std::nullopt);
       try {
         log.undo(last(), files);
         ADD_FAILURE() << "it changed since";
@@ -176,14 +176,15 @@ TEST_F(ActionLog, UndoesOnlyWhatIsStillAsItWasLeft) {
   reset();
   vault.text("trash_note", R"({"note":"Plan"})");
   vault.folder.write("../data/Trash/info/Plan.md.trashinfo", "[Trash Info]\nPath=/home/Plan.md\n");
-  EXPECT_EQ(undo::obstacle(last(), files), "It isn't in the Trash any more.");
+  EXPECT_EQ(undo::obstacle(last(), files, log.directory()), "It isn't in the Trash any more.");
 
   const AIAction elsewhere = [&] {
     AIAction action = last();
     action.vaultPath = "/elsewhere";
     return action;
   }();
-  EXPECT_EQ(undo::obstacle(elsewhere, files), "It was done in another vault, /elsewhere. Open that one to undo it.");
+  EXPECT_EQ(undo::obstacle(elsewhere, files, log.directory()),
+            "It was done in another vault, /elsewhere. Open that one to undo it.");
 }
 
 }  // namespace

@@ -140,7 +140,7 @@ TEST_F(DiagramTools, ApprovedAsShownAndUndone) {
   const AIActionLog log(vault.folder.supportDirectory());
   const Vault files(vault.folder.path());
   for (const AIAction& action : log.recent(10))
-    if (action.canUndo()) undo::run(action, files);
+    if (action.canUndo()) undo::run(action, files, log.directory());
   EXPECT_EQ(vault.folder.read("Projects/Map.canvas"), before);
   EXPECT_FALSE(vault.folder.has("Resources/Diagramas/Launch.canvas"));
 }

@@ -99,7 +99,7 @@ TEST_F(InsightTools, KnowAProjectByItsSummary) {
     EXPECT_EQ(vault.folder.read(*proposal.notePath), "---\nvesk: true\n---\nNew goal");
   }
   for (const AIAction& action : AIActionLog(support).recent(10))
-    if (action.canUndo()) undo::run(action, Vault(vault.folder.path()));
+    if (action.canUndo()) undo::run(action, Vault(vault.folder.path()), support);
   EXPECT_EQ(test::contentsOf(vault.folder.path()), before);
 }
 

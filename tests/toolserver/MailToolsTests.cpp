@@ -1,5 +1,7 @@
 #include <map>
 
+#include <gmock/gmock.h>
+
 #include "core/base/Text.h"
 #include "core/mail/IMAPClient.h"
 #include "core/mail/MailStore.h"

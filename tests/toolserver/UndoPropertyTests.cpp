@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -11,6 +13,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "core/mail/IMAPAnswers.h"
+#include "core/mail/MailStore.h"
 #include "core/toolserver/AIActionLog.h"
 #include "core/toolserver/ToolCatalog.h"
 #include "tests/toolserver/ServedVault.h"
@@ -34,6 +38,7 @@ class Chance {
   std::string folder() { return pick(listed("list_folders", "folders", "path")); }
   std::string task() { return pick(listed("list_tasks", "tasks", "id")); }
   std::string diagram() { return pick(listed("list_diagrams", "diagrams", "path")); }
+  std::string email() { return pick(listed("search_emails", "emails", "id", R"({"query":"compost"})")); }
   std::string name() { return pick({"Plan", "plan", "Ziel: a", "Neu", "Tasks", "Mañana", "2026-11-21", "Deep"}); }
   std::string tag() { return pick({"work", "job", "home", "casa/rua", "new"}); }
   std::string text() {
@@ -41,9 +46,10 @@ class Chance {
   }
 
  private:
-  std::vector<std::string> listed(std::string_view tool, std::string_view key, std::string_view member) const {
+  std::vector<std::string> listed(std::string_view tool, std::string_view key, std::string_view member,
+                                  std::string_view arguments = R"({"limit":200})") const {
     std::vector<std::string> found;
-    const Json page = vault_.json(tool, R"({"limit":200})");
+    const Json page = vault_.json(tool, arguments);
     for (const Json& entry : *page.find(key)->array()) found.push_back(*entry.find(member)->string());
     return found;
   }
@@ -54,7 +60,7 @@ class Chance {
 
 using Arguments = Json::Object;
 
-// Every tool that changes the vault.
+// Every tool that changes the vault or mail.
 const std::map<std::string_view, Arguments (*)(Chance&)>& callMakers() {
   static const std::map<std::string_view, Arguments (*)(Chance&)> makers = {
       {"move_note",
@@ -157,6 +163,22 @@ const std::map<std::string_view, Arguments (*)(Chance&)>& callMakers() {
          return Arguments{{"tag", c.tag()}, {"new_tag", c.tag()}};
        }},
       {"open_daily_note", [](Chance&) { return Arguments(); }},
+      {"add_email",
+       [](Chance& c) {
+         return Arguments{{"id", c.name()}, {"subject", c.name()}, {"snippet", c.text()}};
+       }},
+      {"draft_email",
+       [](Chance& c) {
+         return Arguments{{"reply_to", c.email()}, {"subject", c.name()}, {"body", c.text()}};
+       }},
+      {"update_email",
+       [](Chance& c) {
+         Arguments arguments{{"id", c.email()}};
+         if (c.below(2) == 0) arguments.emplace("read", c.below(2) == 0);
+         if (c.below(2) == 0) arguments.emplace("flagged", c.below(2) == 0);
+         if (c.below(2) == 0) arguments.emplace("move_to", c.pick({"inbox", "archive", "trash"}));
+         return arguments;
+       }},
   };
   return makers;
 }
@@ -175,6 +197,72 @@ void fill(const ServedVault& vault) {
   fs::create_directories(vault.folder.at("Resources/Empty"));
 }
 
+// What a mail server holds, and what a sync with it does to the store.
+class MailServer {
+ public:
+  explicit MailServer(MailStore& store) : store_(store) {
+    store.remove("ana");
+    store.save(MailAccount{.id = "ana", .address = "ana@example.org"});
+    store.saveFolders({{"INBOX", "INBOX", MailFolderRole::inbox},
+                       {"Old", "Old", MailFolderRole::archive},
+                       {"Bin", "Bin", MailFolderRole::trash}},
+                      "ana");
+    storeAll();
+  }
+
+  void sync() {
+    const auto waiting = store_.pendingChanges("ana");
+    for (const auto& [place, change] : waiting) {
+      carryOut(change);
+      store_.finishChange(place);
+    }
+    if (!waiting.empty()) storeAll();
+  }
+
+  std::string text() const {
+    std::string lines;
+    for (const MailSummary& mail : mails_)
+      lines += fmt::format("{} {}{}{}\n", mail.messageID, mail.folder, mail.isRead ? " read" : "",
+                           mail.isFlagged ? " flagged" : "");
+    return lines;
+  }
+
+ private:
+  void storeAll() {
+    for (const char* folder : {"INBOX", "Old", "Bin"}) {
+      const auto stored = store_.storedUIDs("ana", folder);
+      store_.remove({stored.begin(), stored.end()}, "ana", folder);
+    }
+    for (const MailSummary& mail : mails_)
+      store_.insert(
+          {{.uid = mail.uid,
+            .isRead = mail.isRead,
+            .isFlagged = mail.isFlagged,
+            .mail = {.subject = "Compost", .from = MailAddress{"", "rui@x.org"}, .messageID = mail.messageID}}},
+          "ana", mail.folder);
+  }
+
+  void carryOut(const MailChange& change) {
+    const auto isIt = [&](const MailSummary& mail) {
+      return mail.folder == change.folder &&
+             (change.uid ? mail.uid == *change.uid : mail.messageID == change.messageID);
+    };
+    const auto mail = std::ranges::find_if(mails_, isIt);
+    if (mail == mails_.end()) return;
+    if (change.kind == MailChange::Kind::read) mail->isRead = change.isOn;
+    if (change.kind == MailChange::Kind::flagged) mail->isFlagged = change.isOn;
+    if (change.kind != MailChange::Kind::move) return;
+    mail->folder = change.targetPath.value();
+    mail->uid = ++lastUID_;
+  }
+
+  MailStore& store_;
+  std::uint32_t lastUID_ = 3;
+  std::vector<MailSummary> mails_ = {{.folder = "INBOX", .uid = 1, .messageID = "<1@x>"},
+                                     {.folder = "INBOX", .uid = 2, .messageID = "<2@x>", .isRead = true},
+                                     {.folder = "Old", .uid = 3, .messageID = "<3@x>", .isFlagged = true}};
+};
+
 int sequenceCount() {
   const char* wanted = std::getenv("VESK_UNDO_SEQUENCES");
   return wanted ? std::atoi(wanted) : 300;
@@ -186,7 +274,7 @@ TEST(Undo, KnowsEveryChangingTool) {
         << tool.name;
 }
 
-// Whatever the assistant did, undoing all of it, the newest first, gives back the vault to the byte.
+// Whatever the assistant did, undoing all of it, the newest first, gives back the vault to the byte, and the mail.
 TEST(Undo, GivesTheVaultBack) {
   Timestamp clock = *time::parseIso8601("2026-11-21T08:00:00Z");
   const ServedVault vault;
@@ -194,15 +282,19 @@ TEST(Undo, GivesTheVaultBack) {
   const MCPServer server(vault.folder.supportDirectory(), {.now = [&] { return clock; }});
   const AIActionLog log(vault.folder.supportDirectory());
   const Vault files(vault.folder.path());
+  MailStore store(vault.folder.supportDirectory());
   std::vector<std::string> tools;
   for (const auto& [name, make] : callMakers()) tools.emplace_back(name);
   std::map<std::string, int> carriedOut;
   for (int sequence = 0; sequence < sequenceCount(); ++sequence) {
     for (const auto& entry : fs::directory_iterator(vault.folder.path())) fs::remove_all(entry);
-    fs::remove(vault.folder.at("../support/ai-actions.jsonl"));
+    for (const char* file : {"ai-actions.jsonl", "added-emails.jsonl"})
+      fs::remove(fs::path(vault.folder.supportDirectory()) / file);
     fs::remove_all(vault.folder.trash());
     fill(vault);
     const auto before = test::contentsOf(vault.folder.path());
+    MailServer mail(store);
+    const std::string mailBefore = mail.text();
     Chance chance(static_cast<unsigned>(sequence), vault);
     std::string story;
     for (int action = 0; action < 12; ++action) {
@@ -217,9 +309,15 @@ TEST(Undo, GivesTheVaultBack) {
         story += fmt::format(" ({})", refusal.what());
       }
       story += "\n";
+      if (chance.below(3) == 0) mail.sync();
     }
-    for (const AIAction& action : log.recent(1000))
+    for (const AIAction& action : log.recent(1000)) {
       if (action.canUndo()) log.undo(action, files);
+      if (chance.below(3) == 0) mail.sync();
+    }
+    mail.sync();
+    ASSERT_EQ(mail.text(), mailBefore) << "sequence " << sequence << "\n" << story;
+    ASSERT_EQ(store.drafts(), std::vector<MailDraft>()) << "sequence " << sequence << "\n" << story;
     ASSERT_EQ(test::contentsOf(vault.folder.path()), before) << "sequence " << sequence << "\n" << story;
   }
   EXPECT_EQ(carriedOut.size(), tools.size()) << "each was carried out";

@@ -10,6 +10,7 @@
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
 #include "core/base/Time.h"
+#include "core/tasks/TaskLine.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/vault/MarkdownView.h"
@@ -53,6 +54,13 @@ std::string searchNotes(ToolContext& context, const ToolArguments& arguments) {
   Json result;
   if (hits.empty()) result["hint"] = "The words are looked for together, as they are written. Fewer words find more.";
   return page.text(std::move(result));
+}
+
+// Without those that plan its tasks: they say nothing of the note.
+std::vector<std::string> tagsOf(const Note& note) {
+  std::vector<std::string> tags = note.tags;
+  std::erase_if(tags, TaskLine::isControlTag);
+  return tags;
 }
 
 bool isIn(std::string_view id, const std::optional<std::string>& folder) {
@@ -110,7 +118,7 @@ std::string readNote(ToolContext& context, const ToolArguments& arguments) {
   result["role"] = bucket::name(note->bucket);
   result["modified"] = time::iso8601(note->modified);
   addFrontmatter(result, context.vault(), *note);
-  toolResult::addList(result, "tags", note->tags, listUnits);
+  toolResult::addList(result, "tags", tagsOf(*note), listUnits);
   toolResult::addList(result, "links", note->links.copied(), listUnits);
   toolResult::addList(result, "backlinks", context.backlinks(*note), listUnits);
   toolResult::addPart(result, note->body, arguments.part(), "note", "read_note");
@@ -126,7 +134,7 @@ Json noteEntry(const Note& note) {
   entry["title"] = toolResult::shortened(note.title, titleCharacters);
   entry["role"] = bucket::name(note.bucket);
   entry["modified"] = time::iso8601(note.modified);
-  if (!note.tags.empty()) entry["tags"] = toolResult::firstOf(note.tags, 1'000);
+  if (const auto tags = tagsOf(note); !tags.empty()) entry["tags"] = toolResult::firstOf(tags, 1'000);
   return entry;
 }
 

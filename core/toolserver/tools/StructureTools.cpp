@@ -1,6 +1,7 @@
 #include "core/toolserver/tools/StructureTools.h"
 
 #include "core/base/Text.h"
+#include "core/tasks/TaskLine.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/vault/VaultSearch.h"
 
@@ -26,7 +27,8 @@ std::string listFolders(ToolContext& context, const ToolArguments& arguments) {
 }
 
 std::string listTags(ToolContext& context, const ToolArguments& arguments) {
-  const auto tags = countTags(context.vault());
+  auto tags = countTags(context.vault());
+  std::erase_if(tags, [](const TagCount& tag) { return TaskLine::isControlTag(tag.name); });
   toolResult::Page page("tags", tags.size(), arguments.offset(), everything);
   for (std::size_t i = page.begin(); i < page.end(); ++i) {
     Json entry;

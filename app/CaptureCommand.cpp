@@ -1,0 +1,99 @@
+// vesk capture: a thought, or another program's text, as a new note in the inbox.
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "app/Commands.h"
+#include "app/CurrentVault.h"
+#include "app/Terminal.h"
+#include "core/base/Error.h"
+#include "core/base/Text.h"
+#include "core/platform/FileError.h"
+#include "core/vault/MarkdownView.h"
+#include "core/vault/Places.h"
+
+namespace vesk::app {
+
+namespace {
+
+std::string standardInput() {
+  if (::isatty(STDIN_FILENO)) fmt::print(stderr, "Write the note, and press Ctrl-D when you are done.\n");
+  std::string text;
+  std::array<char, 1 << 16> piece = {};
+  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stdin)) {
+    text.append(piece.data(), count);
+    if (text.size() > maximumNoteSize) throw Error("This is too much text for a note.");
+  }
+  if (std::ferror(stdin)) throw FileError("read", "the standard input", errno);
+  return text;
+}
+
+std::string_view firstLine(std::string_view text) { return text::trimWhitespace(text.substr(0, text.find('\n'))); }
+
+// The beginning of a line, up to the end of a word.
+std::string_view cut(std::string_view line) {
+  constexpr std::size_t longest = 60;  // characters
+  const std::string_view beginning = text::firstCharacters(line, longest);
+  if (beginning.size() == line.size() || line[beginning.size()] == ' ') return beginning;
+  return beginning.substr(0, beginning.rfind(' '));
+}
+
+// The name that a line gives a note, without what marks it as a heading or an item of a list; "" when it can't.
+std::string nameFrom(std::string_view line) {
+  line.remove_prefix(std::min(line.find_first_not_of("#>*-. \t"), line.size()));
+  try {
+    return Vault::fileName(cut(line));
+  } catch (const VaultError&) {
+    return "";
+  }
+}
+
+struct Capture {
+  std::string title = {};
+  std::string body = {};
+};
+
+// A first line whose every character is in the note's name need not stand in its text once more, unless there is no
+// other.
+Capture captureOf(std::string_view text) {
+  const std::string_view body = text::trimWhitespace(MarkdownView(text).body);
+  const std::string_view line = firstLine(body);
+  const std::string_view rest = text::trim(body.substr(std::min(body.find('\n'), body.size())), "\r\n");
+  Capture capture{.title = nameFrom(line)};
+  const bool isInName = capture.title == line && body.size() == text.size();
+  capture.body = fmt::format("{}{}", isInName && !rest.empty() ? rest : text, text::lineBreak(text));
+  return capture;
+}
+
+void capture(const std::vector<std::string>& words) {
+  const Vault vault = currentVault();
+  const std::string typed = words.empty() ? standardInput() : text::join(words, " ");
+  if (!text::isValidUtf8(typed)) throw Error("The text isn't UTF-8.");
+  const std::string_view text = text::trimWhitespace(typed);
+  if (text.empty()) throw Error("A note needs some text.");
+  const auto [title, body] = captureOf(text);
+  const std::string path = vault.createNote(title, body, {}, inboxFolder(vault));
+  writeData(path + "\n", Terminal::ofStandardOutput());
+}
+
+}  // namespace
+
+void addCaptureCommand(CLI::App& program) {
+  const auto words = std::make_shared<std::vector<std::string>>();
+  CLI::App* command = program.add_subcommand("capture", "Make a note in the inbox, named by its first line.");
+  command->add_option("TEXT", *words,
+                      "The note; the input unless given. For example: vesk capture A bench against the south wall");
+  command->callback([words] { capture(*words); });
+}
+
+}  // namespace vesk::app

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "core/toolserver/Tool.h"
+
+namespace vesk {
+
+Tool addEmailTool();
+
+}  // namespace vesk
