@@ -72,7 +72,8 @@ LowerCase makeLowerCase() {
   constexpr char16_t twoBytes = 0x80;  // the first character that takes so many
   constexpr char16_t threeBytes = 0x800;
   LowerCase table{};
-  for (char16_t c = 1; c < table.size(); ++c) {
+  for (std::size_t i = 1; i < table.size(); ++i) {
+    const auto c = static_cast<char16_t>(i);
     const bool isComposed = u_getIntPropertyValue(c, UCHAR_NFC_QUICK_CHECK) == UNORM_YES && u_getCombiningClass(c) == 0;
     const UChar32 lower = u_tolower(c);
     const bool keepsLength = (c < twoBytes) == (lower < twoBytes) && lower < threeBytes;

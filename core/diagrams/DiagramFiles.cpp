@@ -68,7 +68,7 @@ ReadDiagram readDiagram(const Vault& vault, std::string_view path) {
 }
 
 std::string saveDiagram(const Vault& vault, const Diagram& diagram, std::string_view path, std::string_view expecting) {
-  const std::string text = diagram.serialized();
+  std::string text = diagram.serialized();
   vault.rewrite(path, [&](const std::string& current) {
     if (current != expecting) throw VaultError::conflict();
     return text;

@@ -125,8 +125,7 @@ std::vector<std::vector<std::size_t>> targetsOf(const VaultSnapshot& snapshot, c
       if (target && members[*target].collection != members[i].collection) targets[i].push_back(*target);
     }
     std::ranges::sort(targets[i]);
-    const auto repeated = std::ranges::unique(targets[i]);
-    targets[i].erase(repeated.begin(), repeated.end());
+    targets[i].erase(std::unique(targets[i].begin(), targets[i].end()), targets[i].end());
   });
   return targets;
 }

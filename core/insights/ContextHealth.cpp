@@ -76,7 +76,7 @@ class Texts {
 
 Notes examinedNotes(const VaultSnapshot& snapshot) {
   std::vector<char> isWanted(snapshot.notes.size());
-  inParallel(isWanted.size(), [&](std::size_t i) { isWanted[i] = isExamined(*snapshot.notes[i]); });
+  inParallel(isWanted.size(), [&](std::size_t i) { isWanted[i] = isExamined(*snapshot.notes[i]) ? 1 : 0; });
   Notes notes;
   for (std::size_t i = 0; i < isWanted.size(); ++i)
     if (isWanted[i]) notes.push_back(snapshot.notes[i]);

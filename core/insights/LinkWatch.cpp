@@ -5,8 +5,8 @@
 #include <unordered_set>
 #include <utility>
 
-#include "core/base/Text.h"
 #include "core/insights/LinkIndex.h"
+#include "core/vault/VaultSearch.h"
 
 namespace vesk {
 
@@ -29,21 +29,22 @@ std::vector<LostLink> LinkWatch::lost(std::string_view newPath) const {
   const LinkIndex index(after);
   std::unordered_set<std::string_view> paths;
   for (const NoteRef& note : after.notes) paths.insert(note->id);
-  std::set<LostLink> lost;
+  std::set<std::pair<std::string, std::string>> found;
   for (const LostLink& link : watched_) {
-    LostLink now = {pathAfter(link.notePath, newPath), link.target};
-    if (paths.contains(now.notePath) && !index.destination(now.target).note) lost.insert(std::move(now));
+    std::string notePath = pathAfter(link.notePath, newPath);
+    if (paths.contains(notePath) && !index.destination(link.target).note)
+      found.emplace(std::move(notePath), link.target);
   }
-  return {lost.begin(), lost.end()};
+  std::vector<LostLink> lost;
+  for (const auto& [notePath, target] : found) lost.push_back({notePath, target});
+  return lost;
 }
 
-// The notes that can have to do with it. What a note is called and links to stands in its text or is its file's name.
+// The notes that can have to do with it.
 VaultSnapshot LinkWatch::look() const {
   if (names_.empty()) return vault_.survey();
   return vault_.scanOnce([&](const NoteFile& file) {
-    return std::ranges::any_of(names_, [&](const std::string& name) {
-      return text::equalIgnoringCase(file.fileName(), name) || text::contains(file.text, name);
-    });
+    return std::ranges::any_of(names_, [&](const std::string& name) { return mayMean(file, name); });
   });
 }
 

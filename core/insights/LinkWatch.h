@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,7 +12,7 @@ namespace vesk {
 struct LostLink {
   std::string notePath = {};  // of the note that it stands in
   std::string target = {};
-  auto operator<=>(const LostLink&) const = default;
+  bool operator==(const LostLink&) const = default;
 };
 
 // Watches the links of other notes to a note or to the notes of a folder, while these are renamed, moved or taken away.

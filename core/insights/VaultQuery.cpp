@@ -64,8 +64,7 @@ void readLine(std::string_view line, VaultQuery& query) {
   if (key == "limit") query.limit = limitNamed(value);
 }
 
-bool liesIn(const Note& note, std::string_view folder) {
-  const std::string_view id = note.id;
+bool liesIn(std::string_view id, std::string_view folder) {
   std::size_t end = 0;  // of as many folders as the wanted path has
   for (auto left = std::ranges::count(folder, '/') + 1; left > 0; --left, ++end) {
     end = id.find('/', end);
@@ -103,13 +102,17 @@ VaultQuery VaultQuery::parse(std::string_view text) {
 }
 
 std::vector<NoteRef> run(const VaultQuery& query, const Vault& vault) {
-  if (query.texts.empty()) return run(query, vault.survey({.readsCreationDates = true}));
+  if (query.texts.empty() && query.tags.empty()) return run(query, vault.survey({.readsCreationDates = true}));
   const std::vector<text::TextSearch> texts(query.texts.begin(), query.texts.end());
   // Title, tags and body stand in the file's text, but for a title that is the file's name.
   return run(query, vault.scanOnce([&](const NoteFile& file) {
-    return std::ranges::all_of(texts, [&](const text::TextSearch& words) {
+    const auto isIn = [&](const std::string& folder) { return liesIn(file.id, folder); };
+    const auto mayCarry = [&](const std::string& tag) { return file.text.find(tag) != std::string_view::npos; };
+    const auto mayHold = [&](const text::TextSearch& words) {
       return words.occursIn(file.text) || words.occursIn(file.fileName());
-    });
+    };
+    return std::ranges::all_of(query.folders, isIn) && std::ranges::all_of(query.tags, mayCarry) &&
+           std::ranges::all_of(texts, mayHold);
   }));
 }
 
@@ -118,7 +121,7 @@ std::vector<NoteRef> run(const VaultQuery& query, const VaultSnapshot& snapshot)
   std::vector<NoteRef> found(snapshot.notes.size());
   inParallel(found.size(), [&](std::size_t i) {
     const NoteRef& note = snapshot.notes[i];
-    const auto isIn = [&](const std::string& folder) { return liesIn(*note, folder); };
+    const auto isIn = [&](const std::string& folder) { return liesIn(note->id, folder); };
     const auto carries = [&](const std::string& tag) { return std::ranges::count(note->tags, tag) > 0; };
     const auto has = [&](const text::TextSearch& words) { return holds(*note, words); };
     if (std::ranges::all_of(query.folders, isIn) && std::ranges::all_of(query.tags, carries) &&

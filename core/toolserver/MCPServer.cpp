@@ -54,12 +54,14 @@ std::string answer(const Json& id, std::string_view member, Json content) {
   return message.compact();
 }
 
-Json toolList() {
-  Json::Array entries;
-  for (const Tool& tool : toolCatalog::tools()) entries.push_back(tool.json());
-  Json result;
-  result["tools"] = std::move(entries);
-  return result;
+// The list never changes: it is written out once.
+std::string toolListAnswer(const Json& id) {
+  static const std::string result = [] {
+    Json::Array entries;
+    for (const Tool& tool : toolCatalog::tools()) entries.push_back(tool.json());
+    return Json(Json::Object{{"tools", std::move(entries)}}).compact();
+  }();
+  return fmt::format(R"({{"id":{},"jsonrpc":"2.0","result":{}}})", id.compact(), result);
 }
 
 Json textResult(std::string text) {
@@ -139,7 +141,7 @@ std::optional<std::string> MCPServer::handle(std::string_view line, Remains* rem
 
   if (*method->string() == "initialize") return answer(*id, "result", initializeResult(params));
   if (*method->string() == "ping") return answer(*id, "result", Json::Object());
-  if (*method->string() == "tools/list") return answer(*id, "result", toolList());
+  if (*method->string() == "tools/list") return toolListAnswer(*id);
   if (*method->string() == "tools/call") return answer(*id, "result", callResult(params, remains));
   return answer(*id, "error", errorJson(methodNotFoundCode, "Method not found"));
 }

@@ -10,7 +10,7 @@
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
-#include "core/vault/MarkdownScanner.h"
+#include "core/vault/VaultSearch.h"
 
 namespace vesk {
 
@@ -31,13 +31,6 @@ std::vector<std::string> pathsOf(const std::vector<NoteRef>& notes) {
   std::vector<std::string> paths;
   for (const NoteRef& note : notes) paths.push_back(note->id);
   return paths;
-}
-
-bool linksTo(std::string_view text, std::string_view name) {
-  markdown::LinkScanner scanner(text);
-  while (const auto link = scanner.next())
-    if (text::equalIgnoringCase(lastComponent(link->target), name)) return true;
-  return false;
 }
 
 // As much of it as an answer needs, and without what would end the sentence early.
@@ -124,11 +117,8 @@ const VaultSnapshot& ToolContext::survey(SurveyOptions options) {
 const VaultSnapshot& ToolContext::notesAbout(std::string_view name) {
   if (notesAbout_ && text::equalIgnoringCase(about_, name)) return *notesAbout_;
   about_ = name;
-  // What a note is titled and links to stands in its text or is its file's name. Most notes need not be taken apart to
-  // see that they don't hold it.
-  notesAbout_ = vault_.scanOnce([&](const NoteFile& file) {
-    return file.fileName() == name || text::contains(file.text, name) || linksTo(file.text, name);
-  });
+  // Most notes need not be taken apart to see that they have nothing to do with it.
+  notesAbout_ = vault_.scanOnce([&](const NoteFile& file) { return mayMean(file, name); });
   return *notesAbout_;
 }
 

@@ -8,6 +8,8 @@
 
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
+#include "core/platform/Folder.h"
+#include "core/vault/MarkdownScanner.h"
 #include "core/vault/MarkdownView.h"
 #include "core/vault/VaultScan.h"
 
@@ -50,6 +52,14 @@ std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query) {
   });
   std::sort(hits.begin(), hits.end(), comesBefore);
   return hits;
+}
+
+bool mayMean(const NoteFile& file, std::string_view name) {
+  if (text::contains(file.text, name) || text::equalIgnoringCase(file.fileName(), name)) return true;
+  markdown::LinkScanner scanner(file.text);
+  while (const auto link = scanner.next())
+    if (text::equalIgnoringCase(lastComponent(link->target), name)) return true;
+  return false;
 }
 
 std::vector<std::string> newestNotes(const Vault& vault, const NoteFilter& isWanted) {

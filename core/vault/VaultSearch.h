@@ -22,6 +22,9 @@ struct SearchHit {
 // code is taken out, "#no`x`te", is not found.)
 std::vector<SearchHit> searchVault(const Vault& vault, std::string_view query);
 
+// Whether a note may have that name, as its file's or as its title, or link to one that has, regardless of case.
+bool mayMean(const NoteFile& file, std::string_view name);
+
 // The ids of the notes that are wanted, the most recently edited first, then in scan order. `isWanted` is asked from
 // several threads at once.
 std::vector<std::string> newestNotes(const Vault& vault, const NoteFilter& isWanted);

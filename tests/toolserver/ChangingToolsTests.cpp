@@ -139,7 +139,8 @@ TEST_F(ChangingTools, LeaveEverythingAsItIsWhenTheyRefuse) {
 }
 
 // Every argument of every tool, alone and with sound ones: null, of each wrong type, empty, huge, and what could be
-// taken for a path, a command or a line of its own. Whatever comes of it, nothing outside of the vault is touched.
+// taken for a path, a command or a line of its own. Whatever comes of it, nothing outside of the vault is read or
+// touched.
 TEST_F(ChangingTools, StayInTheVaultWhateverTheyAreGiven) {
   const std::string huge = Json(repeated("ab/../", 170'000)).compact();
   const std::string hostile[] = {"null",
@@ -162,7 +163,7 @@ TEST_F(ChangingTools, StayInTheVaultWhateverTheyAreGiven) {
                                  R"j("$(touch /tmp/x)")j",
                                  R"("\u00c9")",
                                  R"("E\u0301")"};
-  vault.folder.write("../elsewhere/Secret.md", "secret\n");
+  vault.folder.write("../elsewhere/Secret.md", "canary\n");
   std::filesystem::create_directory_symlink("../elsewhere", vault.folder.at("out"));
   for (const Tool& tool : toolCatalog::tools()) {
     for (const Parameter& parameter : tool.parameters) {
@@ -170,14 +171,16 @@ TEST_F(ChangingTools, StayInTheVaultWhateverTheyAreGiven) {
         const std::string sound =
             R"("note":"Inbox/Plan.md","folder":"Projects/Site","title":"T","name":"N","text":"X","tag":"work",)"
             R"("new_tag":"w2","kind":"area","parent":"Areas","task":"Inbox/Tasks.md#1",)";
-        for (const auto& rest : value.size() > 1000 ? std::vector{sound} : std::vector{std::string(), sound})
-          vault.handle(
+        for (const auto& rest : value.size() > 1000 ? std::vector{sound} : std::vector{std::string(), sound}) {
+          const auto answer = vault.handle(
               fmt::format(R"({{"id":1,"method":"tools/call","params":{{"name":"{}","arguments":{{{}"{}":{}}}}}}})",
                           tool.name, rest, parameter.name, value));
+          EXPECT_EQ(answer.value_or("").find("canary"), std::string::npos) << tool.name;
+        }
       }
     }
   }
-  EXPECT_EQ(vault.folder.read("../elsewhere/Secret.md"), "secret\n");
+  EXPECT_EQ(vault.folder.read("../elsewhere/Secret.md"), "canary\n");
   EXPECT_EQ(test::contentsOf(vault.folder.at("../elsewhere")).size(), 1u);
   EXPECT_TRUE(vault.folder.has("../support/ai-access.json"));
 }
@@ -223,14 +226,15 @@ TEST_F(ChangingTools, MoveRenameAndTrash) {
 TEST_F(ChangingTools, TellWhichLinksLeadNowhereAfterwards) {
   vault.folder.write("Projects/Boat/Hull.md", "# The hull\n[[Sails]] [[Projects/Boat/Sails]]");
   vault.folder.write("Projects/Boat/Sails.md", "[[Hull]]");
-  vault.folder.write("Areas/Sea.md", "[[hull|it]] [[The hull]] [[Projects/Boat/Sails#Cut]] [[Sails]] [[Nowhere]]");
+  vault.folder.write("Areas/Keel.md", "[[HULL|it]]");
+  vault.folder.write("Areas/Sea.md", "[[The hull]] [[Projects/Boat/Sails#Cut]] [[Sails]] [[Nowhere]]");
   const auto lost = [&](const char* tool, const char* arguments) {
     const Json result = vault.json(tool, arguments);
     const Json* links = result.find("links_to_nothing");
     return links ? links->compact() : "none";
   };
   EXPECT_EQ(lost("rename_note", R"({"note":"Projects/Boat/Hull.md","title":"Body"})"),
-            R"([{"link":"hull","note":"Areas/Sea.md"},{"link":"Hull","note":"Projects/Boat/Sails.md"}])");
+            R"([{"link":"HULL","note":"Areas/Keel.md"},{"link":"Hull","note":"Projects/Boat/Sails.md"}])");
   EXPECT_EQ(lost("move_folder", R"({"folder":"Projects/Boat","parent":"Archive"})"),
             R"([{"link":"Projects/Boat/Sails","note":"Archive/Boat/Body.md"},)"
             R"({"link":"Projects/Boat/Sails","note":"Areas/Sea.md"}])");

@@ -117,7 +117,7 @@ PlannedChange updateProjectContext(ToolContext& context, const ToolArguments& ar
   if (text::trimWhitespace(text).empty()) throw ToolError("The context text is required.");
   const std::string path = ProjectContext::path(project.folder);
   const std::string title = fmt::format("Replace the summary of {}", toolResult::quoted(lastComponent(project.folder)));
-  const std::string whole = ProjectContext::contextText(text);
+  std::string whole = ProjectContext::contextText(text);
   if (context.vault().exists(path))
     return planEdit(context, path, "Context", title, [whole](const std::string&) { return whole; });
   PlannedChange change{.title = title, .notePath = path};

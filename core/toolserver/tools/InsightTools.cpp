@@ -100,12 +100,12 @@ Json collectionEntry(const CollectionSummary& collection, Bucket role, Timestamp
 }
 
 std::string listCollections(ToolContext& context, const ToolArguments& arguments) {
+  constexpr const char* unknownKind = "The kind must be project, area or topic.";
   const Timestamp now = context.surroundings().now();
   const Calendar calendar = context.surroundings().calendar();
-  const auto wanted = arguments.optionalText("kind");
+  const auto wanted = arguments.given("kind", unknownKind);
   const auto isKnown = [&](const auto& kind) { return kind.first == wanted; };
-  if (wanted && std::none_of(kinds.begin(), kinds.end(), isKnown))
-    throw ToolError("The kind must be project, area or topic.");
+  if (wanted && std::none_of(kinds.begin(), kinds.end(), isKnown)) throw ToolError(unknownKind);
   const VaultSnapshot& snapshot = context.survey({.keepsBody = &Note::mayHoldTasks});
   std::vector<Json> entries;
   for (const auto& [kind, role] : kinds) {

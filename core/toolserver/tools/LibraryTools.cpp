@@ -1,6 +1,7 @@
 #include "core/toolserver/tools/LibraryTools.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,15 +44,30 @@ bool isSkill(std::string_view path, const Organization& organization) {
   return folders.size() > 1 && isSkillFolder(folders[1]) && organization.role(folders[0]) == Bucket::resources;
 }
 
-// The user's own first.
-std::vector<SkillEntry> skills(ToolContext& context) {
+SkillEntry entryOf(const NoteRef& note) { return {note->id, note->title, note->preview(), note->body, note}; }
+
+// Those of the user.
+std::vector<SkillEntry> ownSkills(ToolContext& context) {
   const Organization& organization = context.organization();
   const VaultSnapshot snapshot =
       context.vault().scanOnce([&](const NoteFile& file) { return isSkill(file.id, organization); });
   std::vector<SkillEntry> all;
-  for (const NoteRef& note : snapshot.notes) all.push_back({note->id, note->title, note->preview(), note->body, note});
+  for (const NoteRef& note : snapshot.notes) all.push_back(entryOf(note));
+  return all;
+}
+
+// Those that ship with Vesk.
+std::vector<SkillEntry> shippedSkills(const ToolContext& context) {
+  std::vector<SkillEntry> all;
   for (const Skill& skill : builtInSkills(context.surroundings().language()))
     all.push_back({std::string(skill.id), std::string(skill.title), skill.description, skill.text});
+  return all;
+}
+
+// The user's own first.
+std::vector<SkillEntry> skills(ToolContext& context) {
+  std::vector<SkillEntry> all = ownSkills(context);
+  std::ranges::move(shippedSkills(context), std::back_inserter(all));
   return all;
 }
 
@@ -68,10 +84,13 @@ std::string listSkills(ToolContext& context, const ToolArguments& arguments) {
   return page.text();
 }
 
-// By its id, else the only one of that title, regardless of case.
-SkillEntry skillNamed(std::string_view wanted, std::vector<SkillEntry> all) {
-  const auto named = std::ranges::find(all, wanted, &SkillEntry::id);
-  if (named != all.end()) return std::move(*named);
+// By its id, which takes no look at all notes, else the only one of that title, regardless of case.
+SkillEntry skillNamed(ToolContext& context, std::string_view wanted) {
+  for (SkillEntry& skill : shippedSkills(context))
+    if (skill.id == wanted) return std::move(skill);
+  if (isSkill(wanted, context.organization()))
+    if (const NoteRef note = context.vault().note(wanted)) return entryOf(note);
+  std::vector<SkillEntry> all = skills(context);
   std::erase_if(all, [&](const SkillEntry& skill) { return !text::equalIgnoringCase(skill.title, wanted); });
   if (all.size() == 1) return std::move(all.front());
   if (all.empty()) throw ToolError("No skill has that name. Use list_skills to see the options.");
@@ -85,7 +104,7 @@ std::string readSkill(ToolContext& context, const ToolArguments& arguments) {
   const std::string typed = arguments.text("skill", missing);
   const std::string_view wanted = text::trimWhitespace(typed);
   if (wanted.empty()) throw ToolError(missing);
-  const SkillEntry skill = skillNamed(wanted, skills(context));
+  const SkillEntry skill = skillNamed(context, wanted);
   Json result;
   result["id"] = skill.id;
   result["title"] = toolResult::shortened(skill.title, titleCharacters);
