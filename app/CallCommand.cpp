@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "app/Commands.h"
+#include "app/Options.h"
 #include "app/Table.h"
 #include "app/Terminal.h"
 #include "core/base/Json.h"
@@ -207,7 +208,8 @@ void addCallCommand(CLI::App& program) {
   command->footer(
       "vesk call TOOL --help says what a tool takes: each as --NAME VALUE, lists as A,B, or all as --json '{…}'.");
   command->callback([&program, command, name] {
-    const Words words = command->remaining();
+    Words words = command->remaining();
+    std::ranges::transform(words, words.begin(), unguarded);
     if (!name->empty()) return call(*name, words);
     if (words.empty()) return listTools();
     if (words.front() == "--help" || words.front() == "-h") return print("{}", command->help(program.get_name()));

@@ -1,5 +1,6 @@
 // vesk capture: a thought, or another program's text, as a new note in the inbox.
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -20,6 +21,7 @@
 #include "core/base/Text.h"
 #include "core/platform/FileError.h"
 #include "core/vault/MarkdownView.h"
+#include "core/vault/Note.h"
 #include "core/vault/Places.h"
 
 namespace vesk::app {
@@ -63,16 +65,17 @@ struct Capture {
   std::string body = {};
 };
 
-// A first line whose every character is in the note's name need not stand in its text once more, unless there is no
-// other.
+// The first line need not stand in the text once more when the name has its every character. It stays where it is all
+// there is, and before what would be taken for front matter without it.
 Capture captureOf(std::string_view text) {
-  const std::string_view body = text::trimWhitespace(MarkdownView(text).body);
-  const std::string_view line = firstLine(body);
-  const std::string_view rest = text::trim(body.substr(std::min(body.find('\n'), body.size())), "\r\n");
-  Capture capture{.title = nameFrom(line)};
-  const bool isInName = capture.title == line && body.size() == text.size();
-  capture.body = fmt::format("{}{}", isInName && !rest.empty() ? rest : text, text::lineBreak(text));
-  return capture;
+  const MarkdownView file(text);
+  const bool hasFrontmatter = !file.opening.empty();
+  const std::string_view line = firstLine(text::trimWhitespace(file.body));
+  const std::string_view rest = text::trim(text.substr(std::min(text.find('\n'), text.size())), "\r\n");
+  const std::string title = nameFrom(hasFrontmatter ? noteTitle(file, line) : std::string(line));
+  const bool isInName = title == line && !hasFrontmatter;
+  const bool canStandAlone = !rest.empty() && MarkdownView(rest).opening.empty();
+  return {title, fmt::format("{}{}", isInName && canStandAlone ? rest : text, text::lineBreak(text))};
 }
 
 void capture(const std::vector<std::string>& words) {

@@ -11,9 +11,13 @@ class App;
 namespace vesk::app {
 
 void addOpenCommand(CLI::App& program);
+void addOrganizeCommand(CLI::App& program);
 void addStatusCommand(CLI::App& program);
 void addNotesCommand(CLI::App& program);
 void addSearchCommand(CLI::App& program);
+void addJournalCommand(CLI::App& program);
+void addCaptureCommand(CLI::App& program);
+void addEditCommand(CLI::App& program);
 void addWatchCommand(CLI::App& program);
 void addOverviewCommand(CLI::App& program);
 void addProjectsCommand(CLI::App& program);
@@ -44,6 +48,7 @@ void addReviewCommand(CLI::App& program);
 void addActionsCommand(CLI::App& program);
 void addUndoCommand(CLI::App& program);
 void addCallCommand(CLI::App& program);
+void addChatImportCommand(CLI::App& program);
 
 struct CommandGroup {
   const char* title = nullptr;
@@ -52,7 +57,8 @@ struct CommandGroup {
 
 // In the order of the help.
 inline const CommandGroup commandGroups[] = {
-    {"The vault", {addOpenCommand, addStatusCommand, addNotesCommand, addSearchCommand, addWatchCommand}},
+    {"The vault", {addOpenCommand, addOrganizeCommand, addStatusCommand, addWatchCommand}},
+    {"Notes", {addNotesCommand, addSearchCommand, addJournalCommand, addCaptureCommand, addEditCommand}},
     {"Insights",
      {addOverviewCommand, addProjectsCommand, addAreasCommand, addTopicsCommand, addContextCommand, addMapCommand,
       addHealthCommand, addQueryCommand}},
@@ -62,7 +68,8 @@ inline const CommandGroup commandGroups[] = {
     {"Diagrams", {addDiagramsCommand, addDiagramCommand}},
     {"Mail, meetings and sync", {addMailCommand, addMeetingCommand, addSyncCommand}},
     {"Assistants",
-     {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand}},
+     {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand,
+      addChatImportCommand}},
 };
 
 }  // namespace vesk::app

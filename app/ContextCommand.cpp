@@ -1,8 +1,6 @@
 // vesk context: the note that says what a project is about, shown or edited.
 
-#include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,8 +9,7 @@
 
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
-#include "app/EditedCopy.h"
-#include "app/Question.h"
+#include "app/NoteEdit.h"
 #include "app/Terminal.h"
 #include "core/base/Error.h"
 #include "core/base/Text.h"
@@ -49,38 +46,11 @@ void show(const Context& context) {
   writeData(fmt::format("{}\n", text), Terminal::ofStandardOutput());
 }
 
-// ---- Editing
-
-// Writes the note when it still is what was read: that text, or none. VaultError::conflict else.
-void save(const Vault& vault, const std::string& path, const std::optional<std::string>& before,
-          const std::string& after) {
-  if (!before) {
-    if (!vault.createFile(path, after)) throw VaultError::conflict();
-    return;
-  }
-  vault.rewrite(path, [&](const std::string& current) {
-    if (current != *before) throw VaultError::conflict();
-    return after;
-  });
-}
-
 // The whole file is edited, so that the user sees the front matter that makes it a context note.
 void edit(const Vault& vault, const Context& context) {
-  if (!canAsk()) throw Error("Editing needs a terminal.");
-  const std::string path = context.note ? context.note->id : ProjectContext::path(context.project);
-  const auto before = context.note ? std::optional(vault.read(path)) : std::nullopt;
-  const std::string start =
-      before ? *before : ProjectContext::contextText(ProjectContext::startingText(environment::language()));
-  const EditedCopy copy(start, std::string(ProjectContext::fileName));
-  try {
-    const std::string after = copy.edit();
-    if (after != start) save(vault, path, before, after);
-    print("{}\n", after == start ? "Nothing was changed." : fmt::format("Saved {}", safe(path)));
-  } catch (const std::exception& failure) {
-    if (copy.discardUnchanged()) throw;
-    throw Error(fmt::format("{} Your text is kept in {}", failure.what(), copy.path()));
-  }
-  copy.discard();
+  if (context.note) return editNote(vault, context.note->id);
+  const std::string start = ProjectContext::contextText(ProjectContext::startingText(environment::language()));
+  editNote(vault, ProjectContext::path(context.project), start);
 }
 
 void run(const ContextOptions& options) {

@@ -46,7 +46,7 @@ std::string pathOfNote(const Vault& vault, const std::string& typed) {
   const auto isNearly = [&](std::string_view each) { return text::equalIgnoringCase(each, name); };
   for (const IsName& isMeant : {IsName(isExactly), IsName(isNearly)})
     if (std::string path = onlyNote(snapshot, isMeant, typed); !path.empty()) return path;
-  throw Error(fmt::format("There is no note {} in the vault. Look for it with vesk search.", typed));
+  throw Error(fmt::format("There is no note {0} in the vault. Look for it with vesk search {0}.", typed));
 }
 
 void edit(const std::vector<std::string>& words) {

@@ -44,26 +44,17 @@ bool isNotesHeading(std::string_view line) {
   return false;
 }
 
-bool isHeading(std::string_view line) { return line.starts_with("# ") || line.starts_with("## "); }
-
-// Where the section for notes ends: behind its last line of text, and behind the line below its heading. The text's end
-// where there is no such section.
+// Behind the last line of the section for notes, the blank ones before the next section left out, but for one below its
+// heading. The text's end where there is no such section.
 std::size_t endOfNotes(std::string_view text) {
-  std::size_t end = std::string_view::npos;
-  bool isCode = false;
-  bool isBelowHeading = false;
-  for (std::size_t begin = 0; begin < text.size();) {
-    const std::size_t next = std::min(text.find('\n', begin), text.size() - 1) + 1;
-    const std::string_view line = text.substr(begin, next - begin);
-    isCode ^= text::trimWhitespace(line).starts_with("```");
-    const bool isInNotes = end != std::string_view::npos;
-    const bool isTheirHeading = !isInNotes && !isCode && isNotesHeading(line);
-    if (isInNotes && !isCode && isHeading(line)) break;
-    if (isTheirHeading || isBelowHeading || (isInNotes && !text::trimWhitespace(line).empty())) end = next;
-    isBelowHeading = isTheirHeading;
-    begin = next;
-  }
-  return std::min(end, text.size());
+  const auto lines = text::split(text, '\n');
+  const auto heading = std::ranges::find_if(lines, isNotesHeading);
+  if (heading == lines.end()) return text.size();
+  const auto next = std::find_if(heading + 1, lines.end(), [](auto line) { return line.starts_with("## "); });
+  auto last = next - 1;
+  while (last > heading + 1 && text::trimWhitespace(*last).empty()) --last;
+  const auto end = static_cast<std::size_t>(last->data() + last->size() - text.data());
+  return std::min(end + 1, text.size());
 }
 
 std::string withLine(const std::string& note, std::string_view line) {

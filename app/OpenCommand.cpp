@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "app/Arrangement.h"
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
 #include "app/Terminal.h"
@@ -22,7 +23,6 @@
 #include "core/base/Text.h"
 #include "core/platform/Environment.h"
 #include "core/platform/FileError.h"
-#include "core/platform/Folder.h"
 #include "core/vault/Vault.h"
 
 namespace vesk::app {
@@ -48,20 +48,6 @@ std::string vaultFolder(const std::string& typed) {
   if (!fs::is_directory(real)) throw Error(fmt::format("{} is not a folder.", typed));
   if (!text::isValidUtf8(real.native())) throw Error(fmt::format("The path {} is not UTF-8 text.", real.native()));
   return real;
-}
-
-std::vector<std::string> topLevelFolders(const Vault& vault) {
-  std::vector<std::string> names;
-  for (FolderEntry& entry : Folder::open(vault.root()).entries())
-    if (entry.kind == FileKind::folder) names.push_back(std::move(entry.name));
-  std::sort(names.begin(), names.end(),
-            [](const std::string& a, const std::string& b) { return text::compareNames(a, b) < 0; });
-  return names;
-}
-
-Organization organizationFor(const Vault& vault, Method method, Language language) {
-  return method == Method::custom ? Organization::custom(topLevelFolders(vault))
-                                  : Organization::starting(method, language);
 }
 
 // Arranges a vault that nothing was chosen for so far; no note is moved.
@@ -107,13 +93,6 @@ void open(const Options& options) {
     organize(vault, *method, languageNamed(options.language).value_or(environment::language()));
   changeAccess([&](AIAccess& access) { access.vaultPath = vault.root(); });
   report(vault, Terminal::ofStandardOutput());
-}
-
-std::vector<std::string> methodNames() {
-  std::vector<std::string> names;
-  for (const Method method : {Method::vesk, Method::para, Method::ideas, Method::custom})
-    names.emplace_back(name(method));
-  return names;
 }
 
 }  // namespace

@@ -8,8 +8,19 @@
 
 #include "app/Days.h"
 
-// Checks of what is typed for the options that several commands have.
 namespace vesk::app {
+
+// CLI11 takes "[a, b]" for a list in a notation of its own, and would leave "Plan" of "[[Plan]]". What ends in another
+// character it leaves alone, so such an argument gets one on its way to its option.
+inline std::string guarded(std::string typed) {
+  return typed.starts_with('[') && typed.ends_with(']') ? typed + '\x1F' : typed;
+}
+inline std::string unguarded(std::string typed) {
+  if (typed.ends_with("]\x1F")) typed.pop_back();
+  return typed;
+}
+
+// ---- Checks of what is typed for the options that several commands have.
 
 inline constexpr std::size_t unlimited = 1'000'000'000;  // entries of a list
 

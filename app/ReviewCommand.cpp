@@ -46,7 +46,7 @@ ProposalStore store() { return ProposalStore(environment::supportDirectory()); }
 
 // The note that a change is about, and where it leads: "Inbox/Plan.md → Projects/Plan.md".
 std::string place(const Proposal& proposal) {
-  const std::string note = proposal.notePath.value_or("");
+  std::string note = proposal.notePath.value_or("");
   if (!proposal.destination) return note;
   return note.empty() ? "→ " + *proposal.destination : fmt::format("{} → {}", note, *proposal.destination);
 }

@@ -25,6 +25,7 @@
 #include "core/tasks/Planner.h"
 #include "core/tasks/TaskEdit.h"
 #include "core/tasks/TaskLine.h"
+#include "core/vault/Places.h"
 
 namespace vesk::app {
 
@@ -102,16 +103,6 @@ std::string withDuration(std::string_view typed) {
        space = words.rfind(' ', space - 1))
     end = space;
   return Planner::entry(words.substr(0, end)) + words.substr(end);
-}
-
-// The folder where notes wait to be filed, as it is named on disk.
-std::string inboxFolder(const Vault& vault) {
-  const Organization organization = vault.organization().value_or(Organization::para());
-  const Organization::Place* place = organization.place(Bucket::inbox);
-  std::string name = place ? place->folder : std::string(bucket::name(Bucket::inbox));
-  for (FolderSummary& folder : vault.folders())
-    if (text::equalIgnoringCase(folder.path, name)) return std::move(folder.path);
-  return name;
 }
 
 // "Call Ana (45m high, due 2026-11-23)".

@@ -6,11 +6,13 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "app/Commands.h"
+#include "app/Options.h"
 #include "app/Terminal.h"
 #include "core/platform/ChildProcess.h"
 
@@ -44,14 +46,27 @@ void addCommands(CLI::App& program) {
     }
 }
 
+// The arguments, the last one first as CLI11 wants them.
+std::vector<std::string> guardedArguments(int argumentCount, char** arguments) {
+  std::vector<std::string> guarded;
+  for (int i = argumentCount - 1; i > 0; --i) guarded.push_back(vesk::app::guarded(arguments[i]));
+  return guarded;
+}
+
+void unguardOptions(CLI::App& command) {
+  for (CLI::Option* option : command.get_options()) option->transform(vesk::app::unguarded);
+  for (CLI::App* subcommand : command.get_subcommands({})) unguardOptions(*subcommand);
+}
+
 int run(int argumentCount, char** arguments) {
   CLI::App program("Vesk: an ordinary folder of Markdown notes, and what assistants may do in it.", "vesk");
   program.set_version_flag("--version", "vesk " VESK_VERSION, "Show the version.");
   program.set_help_flag("-h,--help", "Show this help.");
   program.require_subcommand(0, 1);
   addCommands(program);
+  unguardOptions(program);
   try {
-    program.parse(argumentCount, arguments);
+    program.parse(guardedArguments(argumentCount, arguments));
     if (program.get_subcommands().empty()) throw CLI::RequiredError("A command");
     vesk::app::flush();
     return 0;

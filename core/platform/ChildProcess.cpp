@@ -68,6 +68,7 @@ void reap(pid_t child) {
 // What it takes to become a program, made beforehand: a process that was forked off one with threads can't allocate.
 struct Launch {
   const char* executable = nullptr;
+  const char* folder = nullptr;  // none to stay
   std::vector<char*> arguments = {};
   std::vector<char*> environment = {};
   std::array<int, 3> streams = {};
@@ -97,7 +98,8 @@ void put(int descriptor, int place) {
   for (int place = STDIN_FILENO; const int stream : launch.streams) put(stream, place++);
   ::dup3(launch.failure, failure, O_CLOEXEC);
   ::closefrom(failure + 1);
-  ::execve(launch.executable, launch.arguments.data(), launch.environment.data());
+  if (!launch.folder || ::chdir(launch.folder) == 0)
+    ::execve(launch.executable, launch.arguments.data(), launch.environment.data());
   const int reason = errno;
   [[maybe_unused]] const ssize_t told = ::write(failure, &reason, sizeof reason);
   ::_exit(EXIT_FAILURE);
@@ -114,6 +116,7 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
 
   Pipe failure = openPipe();
   const Launch launch = {.executable = request.executable.c_str(),
+                         .folder = request.folder.empty() ? nullptr : request.folder.c_str(),
                          .arguments = pointersTo(arguments),
                          .environment = pointersTo(environment),
                          .streams = {input.get(), output.get(), errors.get()},

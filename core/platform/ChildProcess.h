@@ -32,6 +32,7 @@ struct ProcessRequest {
   ProcessEnvironment environment = {};      // all that the program gets to see
   std::string input = {};                   // for its standard input, which then ends
   bool endsWithUs = true;                   // with this process; what must not stop halfway goes on to its own end
+  std::string folder = {};                  // its working folder; empty for that of this process
 };
 
 // How a program ended.

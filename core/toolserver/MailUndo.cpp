@@ -131,11 +131,13 @@ std::optional<Update> updateOf(const AIAction& action) {
   return before && after ? std::optional(Update{*before, *after}) : std::nullopt;
 }
 
-std::optional<MailSummary> stored(const MailState& state, const MailStore& store) {
-  if (state.uid) {
-    auto mail = store.find(state.accountID, state.folder, *state.uid);
-    if (mail && mail->messageID == state.messageID) return mail;
-  }
+std::optional<MailSummary> storedByNumber(const MailState& state, const MailStore& store) {
+  if (!state.uid) return std::nullopt;
+  auto mail = store.find(state.accountID, state.folder, *state.uid);
+  return mail && mail->messageID == state.messageID ? mail : std::nullopt;
+}
+
+std::optional<MailSummary> storedByMessageID(const MailState& state, const MailStore& store) {
   if (state.messageID.empty()) return std::nullopt;
   return store.find(state.accountID, state.folder, state.messageID);
 }
@@ -185,13 +187,14 @@ Reversal reversalOf(const AIAction& action, const MailStore& store) {
   if (update->moved() && update->after.messageID.empty())
     return {.obstacle = "An email that has no Message-ID can't be found again once it was moved."};
   if (!hasFolder(update->before, store)) return {.obstacle = "The folder it was in isn't there any more."};
-  if (auto mail = stored(update->after, store)) {
-    if (!update->fits(*mail)) return {.obstacle = "The email was changed since."};
-    const std::uint32_t uid = mail->uid;
-    return {.mail = std::move(mail), .changes = reverseOf(*update, uid)};
-  }
-  if (isOnItsWay(update->after, store)) return {.changes = reverseOf(*update, std::nullopt)};
-  return {.obstacle = gone};
+  auto mail = storedByNumber(update->after, store);
+  // What is on its way isn't the one of that Message-ID that may have been there before.
+  if (!mail && isOnItsWay(update->after, store)) return {.changes = reverseOf(*update, std::nullopt)};
+  if (!mail) mail = storedByMessageID(update->after, store);
+  if (!mail) return {.obstacle = gone};
+  if (!update->fits(*mail)) return {.obstacle = "The email was changed since."};
+  const std::uint32_t uid = mail->uid;
+  return {.mail = std::move(mail), .changes = reverseOf(*update, uid)};
 }
 
 void runUpdate(const AIAction& action, MailStore& store) {

@@ -1,5 +1,9 @@
 #include "core/toolserver/RecordedChanges.h"
 
+#include <algorithm>
+#include <limits>
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "core/base/Uuid.h"
@@ -12,6 +16,18 @@
 namespace vesk {
 
 using Kind = AIAction::Kind;
+
+namespace {
+
+bool isLogged(const AIActionLog& log, const MailDraft& draft) {
+  const std::string id = Json(draft.id).compact();
+  const auto actions = log.recent(std::numeric_limits<std::ptrdiff_t>::max());
+  return std::ranges::any_of(actions, [&](const AIAction& action) {
+    return action.kind == Kind::draftEmail && action.after && action.after->find(id) != std::string::npos;
+  });
+}
+
+}  // namespace
 
 TextChange RecordedChanges::rewrite(const std::string& path, const Edit& edit) {
   const Proposal* seen = approved_ && approved_->notePath == path && approved_->before ? approved_ : nullptr;
@@ -139,8 +155,12 @@ std::size_t RecordedChanges::renameTag(std::string_view oldTag, std::string_view
 void RecordedChanges::recordSync(std::string_view title) { record({.kind = Kind::sync, .title = std::string(title)}); }
 
 void RecordedChanges::draftEmail(MailStore& store, const MailDraft& draft, std::string_view title) {
-  store.add(draft);
-  record({.kind = Kind::draftEmail, .title = std::string(title), .after = toJson(draft).compact()});
+  AIAction action{.kind = Kind::draftEmail, .title = std::string(title), .after = toJson(draft).compact()};
+  if (store.add(draft)) return record(std::move(action));
+  if (isLogged(log_, draft)) return;
+  action.id = newUuid();
+  action.date = now_;
+  log_.append(action);  // whoever saved it was stopped before this; it is never taken back here, as the user may use it
 }
 
 bool RecordedChanges::updateEmail(MailStore& store, const MailSummary& mail, const std::vector<MailChange>& changes,

@@ -81,7 +81,7 @@ TEST_F(MailTools, ListAndFindWhatIsStored) {
   EXPECT_EQ(page.find("emails")->array()->at(0).find("account")->compact(), R"("work@example.org")");
 
   EXPECT_EQ(vault.failure("list_emails", R"({"account":"eva@example.org"})"),
-            "No connected account is eva@example.org.");
+            "No connected account is eva@example.org");
   EXPECT_THAT(vault.failure("list_emails", R"({"folder":"Nowhere"})"), StartsWith("No mail folder is called"));
   for (const char* words : {"{}", R"({"query":" \" "})"})
     EXPECT_EQ(vault.failure("search_emails", words), "The words to look for are required.");

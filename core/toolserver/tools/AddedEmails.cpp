@@ -1,11 +1,16 @@
 #include "core/toolserver/tools/AddedEmails.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "core/base/Text.h"
 #include "core/platform/FileError.h"
 #include "core/platform/Folder.h"
 #include "core/platform/LineFile.h"
+#include "core/vault/VaultError.h"
+
+namespace fs = std::filesystem;
 
 namespace vesk {
 
@@ -25,6 +30,21 @@ std::optional<AddedEmail> decoded(std::string_view line) {
     return addedEmailFrom(Json::parse(line));
   } catch (const JsonError&) {
     return std::nullopt;
+  }
+}
+
+// One folder has many spellings: by links, "..", and slashes too many.
+std::string realPath(const std::string& path) {
+  std::error_code failure;
+  const fs::path real = fs::weakly_canonical(path, failure);
+  return failure ? path : real.string();
+}
+
+bool holds(const Vault& vault, const std::string& note) {
+  try {
+    return vault.exists(note);
+  } catch (const VaultError&) {
+    return false;  // the path means nothing here
   }
 }
 
@@ -54,11 +74,17 @@ std::optional<AddedEmail> addedEmailFrom(const Json& json) {
   return email;
 }
 
-std::optional<AddedEmail> AddedEmails::find(std::string_view id, std::string_view vaultPath) const {
+std::optional<AddedEmail> AddedEmails::find(std::string_view id, const Vault& vault) const {
+  const std::string writtenID = Json(id).compact();
+  const std::string root = realPath(vault.root());
   std::optional<AddedEmail> found;
   const std::string lines = read(directory_);
-  for (const std::string_view line : text::split(lines, '\n'))
-    if (auto email = decoded(line); email && email->id == id && email->vaultPath == vaultPath) found = std::move(email);
+  for (const std::string_view line : text::split(lines, '\n')) {
+    if (line.find(writtenID) == std::string_view::npos) continue;  // most aren't worth decoding
+    auto email = decoded(line);
+    if (!email || email->id != id) continue;
+    if (realPath(email->vaultPath) == root || holds(vault, email->note)) found = std::move(email);
+  }
   return found;
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/base/Json.h"
+#include "core/vault/Vault.h"
 
 namespace vesk {
 
@@ -31,9 +32,10 @@ class AddedEmails {
   // `directory` is the support directory.
   explicit AddedEmails(std::string directory) : directory_(std::move(directory)) {}
 
-  // What the last line about an email of that id in that vault says. Lines that are none are passed over. FileError
-  // when the file can't be read.
-  std::optional<AddedEmail> find(std::string_view id, std::string_view vaultPath) const;
+  // What the last line about an email of that id in that vault says: a line with another path counts where that leads
+  // to the same folder, or where its note is there (the vault was moved). Lines that are none are passed over.
+  // FileError when the file can't be read.
+  std::optional<AddedEmail> find(std::string_view id, const Vault& vault) const;
 
   // Adds a line, which is on disk when this returns. FileError.
   void append(const AddedEmail& email) const;

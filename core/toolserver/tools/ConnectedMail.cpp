@@ -21,10 +21,11 @@ std::unique_ptr<MailStore> store(const ToolContext& context) {
   return store;
 }
 
-const MailAccount& accountNamed(const std::vector<MailAccount>& accounts, std::string_view address) {
+const MailAccount& accountNamed(const std::vector<MailAccount>& accounts, std::string_view given) {
+  const std::string_view address = text::trimSpaces(given);
   const auto isIt = [&](const MailAccount& account) { return text::equalIgnoringCase(account.address, address); };
   const auto found = std::ranges::find_if(accounts, isIt);
-  if (found == accounts.end()) throw ToolError(fmt::format("No connected account is {}.", address));
+  if (found == accounts.end()) throw ToolError(fmt::format("No connected account is {}", address));
   return *found;
 }
 

@@ -21,8 +21,8 @@ inline constexpr std::size_t addressUnits = 1'500;  // of a list of addresses, a
 // ToolError when no account is connected.
 std::unique_ptr<MailStore> store(const ToolContext& context);
 
-// ToolError when none has that address.
-const MailAccount& accountNamed(const std::vector<MailAccount>& accounts, std::string_view address);
+// The account with that address, around which spaces don't matter. ToolError when none has it.
+const MailAccount& accountNamed(const std::vector<MailAccount>& accounts, std::string_view given);
 
 // The mail with that id. ToolError when there is none.
 MailDetail mail(const MailStore& store, std::string_view id);

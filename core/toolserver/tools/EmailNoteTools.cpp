@@ -26,10 +26,18 @@ namespace {
 std::string lineOf(std::string_view foreign, std::size_t characters) {
   constexpr std::size_t unitsPerCharacter = 10;  // a character may be of any length
   const std::string line = text::collapseWhitespace(oneLine(MIME::visibleText(foreign).text));
-  return std::string(text::firstUnits(text::firstCharacters(line, characters), characters * unitsPerCharacter));
+  return std::string(
+      text::trimWhitespace(text::firstUnits(text::firstCharacters(line, characters), characters * unitsPerCharacter)));
 }
 
-// A line that is words in Markdown and nothing else: no link, embed, tag, code or HTML.
+// Whether the character at `at` is the one by which programs know a bare web address ("https://…", "www.…").
+bool startsLink(std::string_view line, std::size_t at) {
+  constexpr std::string_view web = "www";
+  if (line.substr(at).starts_with("://")) return true;
+  return line[at] == '.' && at >= web.size() && text::equalIgnoringCase(line.substr(at - web.size(), web.size()), web);
+}
+
+// A line that is words in Markdown and nothing else: no link, embed, tag, code, formula, comment or HTML.
 std::string asWords(std::string_view line) {
   markdown::TagScanner tags(line);
   auto tag = tags.next();
@@ -40,7 +48,8 @@ std::string asWords(std::string_view line) {
       tag = tags.next();
       continue;
     }
-    if (std::string_view("\\`*[]<").find(line[i]) != std::string_view::npos) words += '\\';
+    const bool isMark = std::string_view("\\`*[]<&_~=%$").find(line[i]) != std::string_view::npos;
+    if (isMark || startsLink(line, i)) words += '\\';
     words += line[i];
   }
   return words;
@@ -77,12 +86,15 @@ std::string titleOf(std::string_view subject, std::string_view snippet) {
   return "Email";
 }
 
-// No line begins with anything foreign, where it could be a heading, a task or the beginning of front matter.
-std::string textOf(std::string_view sender, std::string_view day, std::string_view snippet, std::string_view link) {
+// No line begins with anything foreign, where it could be a heading, a task or the beginning of front matter. The
+// subject is given where the note's name isn't the whole of it.
+std::string textOf(std::string_view subject, std::string_view sender, std::string_view day, std::string_view snippet,
+                   std::string_view link) {
   std::vector<std::string> head;
   if (!sender.empty()) head.push_back(fmt::format("**{}**", asWords(sender)));
   if (!day.empty()) head.emplace_back(day);
   std::vector<std::string> paragraphs;
+  if (!subject.empty()) paragraphs.push_back(fmt::format("**{}**", asWords(subject)));
   if (!head.empty()) paragraphs.push_back(text::join(head, ", "));
   if (!snippet.empty()) paragraphs.push_back(fmt::format("“{}”", asWords(snippet)));
   if (!link.empty()) paragraphs.push_back(fmt::format("<{}>", link));
@@ -95,21 +107,24 @@ EmailNote noteOf(const ToolArguments& arguments) {
   constexpr const char* badDay = "Dates must be written as YYYY-MM-DD.";
   const auto given = [&](std::string_view key) { return arguments.optionalText(key).value_or(""); };
   const std::string subject = lineOf(given("subject"), lineCharacters);
+  const std::string sender = lineOf(given("sender"), lineCharacters);
   const std::string snippet = lineOf(given("snippet"), snippetCharacters);
   const std::string day = arguments.given("date", badDay).value_or("");
   if (!day.empty() && !time::parseDay(day)) throw ToolError(badDay);
   const std::string link = given("link");
   if (!link.empty() && !isWebAddress(link)) throw ToolError("The link must be an https address.");
-  return {.id = arguments.text("id", "The email's id is required."),
-          .title = titleOf(subject, snippet),
-          .text = textOf(lineOf(given("sender"), lineCharacters), day, snippet, link)};
+  if (subject.empty() && sender.empty() && snippet.empty() && link.empty())
+    throw ToolError("Give the email's subject, sender, snippet or link, to find it again by.");
+  EmailNote email{.id = arguments.text("id", "The email's id is required."), .title = titleOf(subject, snippet)};
+  email.text = textOf(email.title == subject ? "" : subject, sender, day, snippet, link);
+  return email;
 }
 
 // ---- add_email
 
 // A note that was only about to be made counts when it is there.
 std::optional<AddedEmail> addedBefore(const ToolContext& context, const EmailNote& email) {
-  auto added = AddedEmails(context.directory()).find(email.id, context.vault().root());
+  auto added = AddedEmails(context.directory()).find(email.id, context.vault());
   if (added && added->isPending && !context.vault().exists(added->note)) return std::nullopt;
   return added;
 }

@@ -11,6 +11,7 @@
 
 #include "core/base/Text.h"
 #include "core/base/Time.h"
+#include "core/base/Unicode.h"
 #include "core/mail/MIME.h"
 #include "core/mail/MailHeader.h"
 #include "core/toolserver/ToolError.h"
@@ -32,17 +33,38 @@ using Addresses = std::vector<MailAddress>;
 std::string visible(std::string_view text) { return MIME::visibleText(text).text; }
 std::string visibleLine(std::string_view text) { return text::collapseWhitespace(oneLine(visible(text))); }
 
+bool isSpaceOrControl(char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7F'; }
+
 // ---- Addresses
+
+// Beyond ASCII letters, their marks and digits: no white space, and nothing that changes what stands beside it.
+bool mayBeInAddress(char32_t c) {
+  constexpr char32_t nonJoiner = 0x200C;
+  constexpr char32_t joiner = 0x200D;
+  if (c >= 0x80) return unicode::isWord(c) && c != nonJoiner && c != joiner;
+  const char ascii = static_cast<char>(c);
+  return !isSpaceOrControl(ascii) && std::string_view("\"(),:;<>[]\\").find(ascii) == std::string_view::npos;
+}
 
 // Strict, where a reader of mail takes what it gets: what is written here is to be sent.
 bool isAddress(std::string_view text) {
-  const auto isForbidden = [](char c) {
-    return (c >= '\0' && c <= ' ') || c == '\x7F' ||
-           std::string_view("\"(),:;<>[]\\").find(c) != std::string_view::npos;
-  };
+  constexpr std::size_t longestLocalPart = 64;  // bytes, RFC 5321, 4.5.3.1
+  constexpr std::size_t longestAddress = 254;   // of a path, without its brackets
   const std::size_t at = text.find('@');
-  const bool hasBothSides = at != std::string_view::npos && at > 0 && at + 1 < text.size() && at == text.rfind('@');
-  return hasBothSides && std::ranges::none_of(text, isForbidden) && visible(text) == text;
+  const bool hasLocalPart = at != std::string_view::npos && at > 0 && at <= longestLocalPart;
+  if (!hasLocalPart || at != text.rfind('@') || text.size() > longestAddress) return false;
+  for (std::size_t i = 0; i < text.size();) {
+    const unicode::CodePoint c = unicode::decode(text, i);
+    if (!mayBeInAddress(c.value)) return false;
+    i += c.length;
+  }
+  const auto labels = text::split(text.substr(at + 1), '.');
+  return std::ranges::none_of(labels, &std::string_view::empty) && visible(text) == text;
+}
+
+// Mail programs show the name alone: nobody would see where the mail goes.
+bool isAnotherAddress(std::string_view name, std::string_view address) {
+  return name.find('@') != std::string_view::npos && !text::equalIgnoringCase(name, address);
 }
 
 // The pieces between the commas that stand outside of quotes.
@@ -64,12 +86,19 @@ std::vector<std::string_view> piecesOf(std::string_view list) {
   return pieces;
 }
 
+// "ana@example.org", or with a name before it in "<>".
 MailAddress addressOf(std::string_view piece) {
-  Addresses read = MailAddress::list(piece);
   const bool isOneLine = piece.find_first_of("\r\n") == std::string_view::npos;
-  if (!isOneLine || read.size() != 1 || !isAddress(read.front().address))
+  const std::size_t open = piece.ends_with('>') ? piece.rfind('<') : std::string_view::npos;
+  const bool isInBrackets = open != std::string_view::npos;
+  const std::string_view address = isInBrackets ? piece.substr(open + 1, piece.size() - open - 2) : piece;
+  const Addresses read = MailAddress::list(piece);
+  const bool isSound = isOneLine && read.size() == 1 && read.front().address == address && isAddress(address);
+  MailAddress person{.name = isSound && isInBrackets ? visibleLine(read.front().name) : "",
+                     .address = std::string(address)};
+  if (!isSound || isAnotherAddress(person.name, address))
     throw ToolError(fmt::format("{} isn't an email address.", quoted(piece)));
-  return {.name = visibleLine(read.front().name), .address = std::move(read.front().address)};
+  return person;
 }
 
 Addresses addressesOf(const ToolArguments& arguments, std::string_view key) {
@@ -91,6 +120,7 @@ using Accounts = std::vector<MailAccount>;
 
 constexpr const char* bodyMissing = "The email's text is required.";
 constexpr const char* recipientMissing = "At least one address in to is required.";
+constexpr const char* badSender = "The email being answered gives an address that can't be written to. Give to.";
 
 const MailAccount& senderOf(const ToolArguments& arguments, const Accounts& accounts, const MailDetail* answered) {
   if (const auto address = arguments.optionalText("account")) return connectedMail::accountNamed(accounts, *address);
@@ -102,12 +132,16 @@ const MailAccount& senderOf(const ToolArguments& arguments, const Accounts& acco
   throw ToolError(fmt::format("Say which account in account: {}", text::join(choices, ", ")));
 }
 
-// Whom an answer goes to. What the user sent themselves is answered to those it went to.
+// Whom an answer goes to: never the user. What they sent themselves is answered to those it went to.
 Addresses answerTo(const MailDetail& mail, const std::set<std::string>& own) {
   for (Addresses to : {mail.replyTo, Addresses{mail.summary.from}, mail.to}) {
     std::erase_if(
-        to, [&](const MailAddress& each) { return !isAddress(each.address) || own.contains(text::key(each.address)); });
-    for (MailAddress& each : to) each.name = visibleLine(each.name);
+        to, [&](const MailAddress& each) { return each.address.empty() || own.contains(text::key(each.address)); });
+    for (MailAddress& each : to) {
+      if (!isAddress(each.address)) throw ToolError(badSender);
+      each.name = visibleLine(each.name);
+      if (isAnotherAddress(each.name, each.address)) each.name.clear();
+    }
     if (!to.empty()) return to;
   }
   return {};
@@ -122,35 +156,60 @@ std::string answerSubject(std::string_view subject) {
   return rest.empty() ? std::string(prefix) : fmt::format("{} {}", prefix, rest);
 }
 
-// RFC 5322, 3.6.4: without a Message-ID there is nothing to refer to.
+// The Message-IDs in a header's value, "<" and ">" included; what else stands there is none.
+std::vector<std::string> messageIDsIn(std::string_view value) {
+  constexpr std::size_t longestID = 250;
+  std::vector<std::string> ids;
+  std::size_t open = value.find('<');
+  while (open != std::string_view::npos) {
+    const std::size_t next = value.find_first_of("<>", open + 1);
+    if (next == std::string_view::npos) break;
+    const std::string_view id = value.substr(open, next + 1 - open);
+    if (value[next] == '>' && id.size() <= longestID && std::ranges::none_of(id, isSpaceOrControl))
+      ids.emplace_back(id);
+    open = value.find('<', next);
+  }
+  return ids;
+}
+
+// RFC 5322, 3.6.4: without a Message-ID there is nothing to refer to. Of a long thread the first and the last are kept.
 void addThread(MailDraft& draft, const MailDetail& answered) {
-  draft.inReplyTo = text::collapseWhitespace(answered.summary.messageID);
-  if (draft.inReplyTo.empty()) return;
-  const std::string& earlier = answered.references.empty() ? answered.inReplyTo : answered.references;
-  draft.references = text::collapseWhitespace(fmt::format("{} {}", earlier, draft.inReplyTo));
+  constexpr std::ptrdiff_t lastKept = 20;
+  const std::vector<std::string> own = messageIDsIn(answered.summary.messageID);
+  if (own.empty()) return;
+  draft.inReplyTo = own.front();
+  std::vector<std::string> ids = messageIDsIn(answered.references.empty() ? answered.inReplyTo : answered.references);
+  std::erase(ids, own.front());
+  ids.push_back(own.front());
+  if (std::ssize(ids) > lastKept + 1) ids.erase(ids.begin() + 1, ids.end() - lastKept);
+  draft.references = text::join(ids, " ");
+}
+
+// Without control characters, which no mail may hold, or shows.
+std::string bodyOf(const ToolArguments& arguments) {
+  std::string body = visible(arguments.text("body", bodyMissing));
+  std::erase_if(body, [](char c) {
+    return isSpaceOrControl(c) && std::string_view(" \t\r\n").find(c) == std::string_view::npos;
+  });
+  if (text::trimWhitespace(body).empty()) throw ToolError(bodyMissing);
+  return body;
 }
 
 // As far as the arguments say.
 MailDraft draftOf(const ToolArguments& arguments) {
-  MailDraft draft{.body = visible(arguments.text("body", bodyMissing)), .byAI = true};
-  if (text::trimWhitespace(draft.body).empty()) throw ToolError(bodyMissing);
+  MailDraft draft{.body = bodyOf(arguments), .byAI = true};
   draft.to = addressesOf(arguments, "to");
   draft.cc = addressesOf(arguments, "cc");
   if (draft.to.empty() && !arguments.optionalText("reply_to")) throw ToolError(recipientMissing);
-  std::set<std::string> known;
-  dropKnown(draft.to, known);
-  dropKnown(draft.cc, known);
   draft.subject = visibleLine(arguments.optionalText("subject").value_or(""));
   return draft;
 }
 
 // Fills in what follows from the mail that is answered.
 void makeAnswer(MailDraft& draft, const MailDetail& answered, const Accounts& accounts) {
-  std::set<std::string> known;
-  for (const MailAccount& account : accounts) known.insert(text::key(account.address));
-  if (draft.to.empty()) draft.to = answerTo(answered, known);
-  dropKnown(draft.to, known);
-  dropKnown(draft.cc, known);
+  std::set<std::string> own;
+  for (const MailAccount& account : accounts) own.insert(text::key(account.address));
+  if (draft.to.empty()) draft.to = answerTo(answered, own);
   if (draft.to.empty()) throw ToolError(recipientMissing);
   if (draft.subject.empty()) draft.subject = answerSubject(answered.summary.subject);
   addThread(draft, answered);
@@ -173,6 +232,13 @@ std::string shownDraft(const MailDraft& draft, const MailAccount& sender) {
   return fmt::format("{}\n{}", head, draft.body);
 }
 
+// Nobody gets it twice.
+void dropRepeated(MailDraft& draft) {
+  std::set<std::string> known;
+  dropKnown(draft.to, known);
+  dropKnown(draft.cc, known);
+}
+
 // Whom it goes to and its subject may be those of the mail that it answers.
 std::string savedDraft(const MailDraft& draft, const MailAccount& sender, bool mayTell) {
   Json facts;
@@ -181,10 +247,10 @@ std::string savedDraft(const MailDraft& draft, const MailAccount& sender, bool m
   if (mayTell) toolResult::addList(facts, "to", shown(draft.to), connectedMail::addressUnits);
   if (!draft.cc.empty()) toolResult::addList(facts, "cc", shown(draft.cc), connectedMail::addressUnits);
   if (mayTell) facts["subject"] = shownLine(draft.subject, subjectCharacters);
-  return fmt::format("Saved as a draft in Vesk. Only the user can send it.\n{}", facts.pretty());
+  facts["message"] = "Saved as a draft in Vesk. Only the user can send it.";
+  return facts.pretty();
 }
 
-// The user sees it, and so does an assistant that lists what waits.
 std::string titleOf(const MailDraft& draft) {
   return fmt::format("Draft {} to {}{}", draft.inReplyTo.empty() ? "an email" : "an answer",
                      shownLine(listOf(draft.to), subjectCharacters),
@@ -198,12 +264,13 @@ PlannedChange draftEmail(ToolContext& context, const ToolArguments& arguments) {
   const auto answeredID = arguments.optionalText("reply_to");
   const auto answered = answeredID ? std::optional(connectedMail::mail(*store, *answeredID)) : std::nullopt;
   if (answered) makeAnswer(draft, *answered, accounts);
+  dropRepeated(draft);
   const MailAccount sender = senderOf(arguments, accounts, answered ? &*answered : nullptr);
   draft.accountID = sender.id;
   draft.id = context.newIDs()();
   draft.updated = context.surroundings().now();
   const bool mayTell = !answered || context.access().canReadEmail;
-  PlannedChange change{.title = mayTell ? titleOf(draft) : fmt::format("Draft an answer to email {}", *answeredID)};
+  PlannedChange change{.title = titleOf(draft)};
   change.after = shownDraft(draft, sender);
   change.carryOut = [&context, store, draft, sender, mayTell] {
     const std::string title = draft.subject.empty() ? fmt::format("To {}", listOf(draft.to)) : draft.subject;
@@ -287,22 +354,29 @@ std::string shownUpdate(const EmailUpdate& update, const MailSummary& mail) {
   return lines;
 }
 
-std::string messageOf(const EmailUpdate& update, const std::vector<MailChange>& changes) {
-  const bool isMoved = !changes.empty() && changes.back().kind == MailChange::Kind::move;
+bool isMove(const std::vector<MailChange>& changes) {
+  return !changes.empty() && changes.back().kind == MailChange::Kind::move;
+}
+
+std::string messageOf(const EmailUpdate& update, const MailSummary& mail, const std::vector<MailChange>& changes) {
+  const bool isMoved = isMove(changes);
   std::vector<std::string> sentences;
   if (isMoved) sentences.emplace_back("It is in that folder, under another id, once Vesk has synced.");
+  if (isMoved && mail.messageID.empty())
+    sentences.emplace_back("It has no Message-ID to find it by, so this can't be undone.");
   if (!isMoved && update.target) sentences.push_back(fmt::format("It is in {} already.", name(*update.target)));
   if (changes.empty()) sentences.emplace_back("Nothing had to be changed.");
   return text::join(sentences, " ");
 }
 
+// The id is no use any more once the email is moved.
 std::string updatedEmail(const EmailUpdate& update, const MailSummary& mail, const std::vector<MailChange>& changes) {
   Json result;
-  result["id"] = fmt::to_string(mail.id);
+  if (!isMove(changes)) result["id"] = fmt::to_string(mail.id);
   if (update.read) result["read"] = *update.read;
   if (update.flagged) result["flagged"] = *update.flagged;
   if (update.target) result["folder"] = name(*update.target);
-  const std::string message = messageOf(update, changes);
+  const std::string message = messageOf(update, mail, changes);
   if (!message.empty()) result["message"] = message;
   return result.pretty();
 }
@@ -319,9 +393,7 @@ PlannedChange updateEmail(ToolContext& context, const ToolArguments& arguments) 
   const std::shared_ptr<MailStore> store = connectedMail::store(context);
   const MailSummary mail = connectedMail::mail(*store, id).summary;
   const std::vector<MailChange> changes = changesOf(update, mail, *store);
-  const bool mayTell = context.access().canReadEmail;
-  PlannedChange change{
-      .title = fmt::format("{}: {}", wordsOf(update), mayTell ? nameOf(mail) : fmt::format("email {}", mail.id))};
+  PlannedChange change{.title = fmt::format("{}: {}", wordsOf(update), nameOf(mail))};
   change.after = shownUpdate(update, mail);
   change.changesNothing = changes.empty();
   change.carryOut = [&context, store, update, mail, changes] {
@@ -333,10 +405,27 @@ PlannedChange updateEmail(ToolContext& context, const ToolArguments& arguments) 
   return change;
 }
 
+constexpr std::string_view draftEmailName = "draft_email";
+constexpr std::string_view updateEmailName = "update_email";
+
 }  // namespace
 
+std::optional<std::string> titleWithoutMail(const Proposal& proposal) {
+  if (proposal.tool != draftEmailName && proposal.tool != updateEmailName) return std::nullopt;
+  try {
+    Json values = Json::parse(proposal.arguments);
+    const ToolArguments arguments(values.object() ? std::move(*values.object()) : Json::Object());
+    if (proposal.tool == updateEmailName)
+      return fmt::format("{}: email {}", wordsOf(updateOf(arguments)), arguments.text("id", connectedMail::idMissing));
+    const auto answered = arguments.optionalText("reply_to");
+    return answered ? std::optional(fmt::format("Draft an answer to email {}", *answered)) : std::nullopt;
+  } catch (const Error&) {
+    return "Change an email";  // nothing that Vesk wrote
+  }
+}
+
 Tool draftEmailTool() {
-  return {"draft_email",
+  return {draftEmailName,
           "Save an email as a draft in Vesk. Nothing is sent: only the user can send it, from the Mail screen.",
           {{"to", "string", "Addresses, separated by commas. Optional in a reply."},
            {"cc", "string", "Addresses, separated by commas."},
@@ -350,9 +439,9 @@ Tool draftEmailTool() {
 }
 
 Tool updateEmailTool() {
-  return {"update_email",
+  return {updateEmailName,
           "Mark an email read or flagged, or move it to the inbox, archive or trash. The user can undo this in Vesk.",
-          {{.name = "id", .type = "string", .required = true},
+          {{"id", "string", "An id from list_emails or search_emails.", true},
            {"read", "boolean"},
            {"flagged", "boolean"},
            {.name = "move_to", .type = "string", .values = {"inbox", "archive", "trash"}}},

@@ -14,6 +14,7 @@
 #include "core/toolserver/tools/PlanEdit.h"
 #include "core/vault/MarkdownFile.h"
 #include "core/vault/MarkdownView.h"
+#include "core/vault/Places.h"
 #include "core/vault/TagRename.h"
 #include "core/vault/VaultError.h"
 
@@ -198,18 +199,11 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
 
 // ---- open_daily_note
 
-// "Journal" lies where the areas are; in a vault that has no place for them, where else there is one.
-std::string journalFolder(ToolContext& context) {
-  for (const Bucket role : {Bucket::areas, Bucket::resources})
-    if (const auto place = context.place(role)) return joinPath(*place, "Journal");
-  return joinPath(context.place(Bucket::inbox).value_or(std::string(bucket::name(Bucket::inbox))), "Journal");
-}
-
 PlannedChange openDailyNote(ToolContext& context, const ToolArguments&) {
   const Surroundings& surroundings = context.surroundings();
   const Day today = surroundings.calendar().day(surroundings.now());
   const std::string name = time::isoDay(today);
-  const std::string path = Vault::noteID(name, journalFolder(context));
+  const std::string path = Vault::noteID(name, journalFolder(context.vault()));
   PlannedChange change{.title = fmt::format("Create the daily note {}", name), .destination = path};
   change.changesNothing = context.vault().exists(path);
   if (!change.changesNothing)

@@ -2,10 +2,17 @@
 
 #include "core/base/Time.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/toolserver/tools/MailChangeTools.h"
 
 namespace vesk {
 
 namespace {
+
+// What the user reads may tell of an email that the assistant may not read.
+std::string titleFor(const AIAccess& access, const Proposal& proposal) {
+  const auto withoutMail = access.canReadEmail ? std::nullopt : titleWithoutMail(proposal);
+  return withoutMail.value_or(proposal.title);
+}
 
 std::string listProposals(ToolContext& context, const ToolArguments& arguments) {
   constexpr std::size_t longestTitle = 400;  // characters
@@ -17,7 +24,7 @@ std::string listProposals(ToolContext& context, const ToolArguments& arguments) 
     entry["id"] = toolResult::shortened(proposal.id, longestTitle);
     entry["date"] = time::iso8601(proposal.date);
     entry["tool"] = toolResult::shortened(proposal.tool, longestTitle);
-    entry["title"] = toolResult::shortened(proposal.title, longestTitle);
+    entry["title"] = toolResult::shortened(titleFor(context.access(), proposal), longestTitle);
     if (proposal.notePath) entry["note"] = toolResult::shortened(*proposal.notePath, longestTitle);
     if (!page.add(std::move(entry))) break;
   }

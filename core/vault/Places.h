@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "core/vault/Bucket.h"
+#include "core/vault/Vault.h"
+
+// Where in a vault something new goes. None of these folders need be there yet.
+namespace vesk {
+
+// The top-level folder of that role, as it is named on disk; nullopt when the vault has no place for it.
+std::optional<std::string> placeFolder(const Vault& vault, Bucket role);
+
+// Where notes wait to be filed.
+std::string inboxFolder(const Vault& vault);
+
+// Where the daily notes lie, each named for its day: "Journal", among the areas or, in a vault that has no place for
+// them, among the resources or in the inbox.
+std::string journalFolder(const Vault& vault);
+
+}  // namespace vesk
