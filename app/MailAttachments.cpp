@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <string.h>
 #include <string_view>
 #include <utility>
 
@@ -13,7 +14,10 @@
 #include "core/base/Error.h"
 #include "core/mail/IMAPClient.h"
 #include "core/mail/MIME.h"
+#include "core/mail/MailJson.h"
+#include "core/mail/WipedText.h"
 #include "core/mail/network/MailStream.h"
+#include "core/platform/Folder.h"
 #include "core/vault/Vault.h"
 
 namespace vesk::app {
@@ -23,11 +27,11 @@ namespace {
 // A sender's word for a file as a name in this folder: no path, nothing hidden, and with its ending.
 std::string fileNameOf(const MailAttachment& attachment, std::size_t number) {
   constexpr std::size_t longestEnding = 10;
-  const std::string& name = attachment.name;
+  const std::string name = safe(attachment.name);
   const std::size_t dot = std::min(name.rfind('.'), name.size());
   try {
     const bool hasEnding = dot > 0 && name.size() - dot <= longestEnding;
-    const std::string whole = Vault::fileName(safe(name));  // refuses what is hidden
+    const std::string whole = Vault::fileName(name);  // refuses what is hidden
     if (whole == "-") throw Error("That means standard output.");
     return hasEnding ? Vault::fileName(name.substr(0, dot)) + "." + Vault::fileName(name.substr(dot + 1)) : whole;
   } catch (const Error&) {
@@ -35,26 +39,48 @@ std::string fileNameOf(const MailAttachment& attachment, std::size_t number) {
   }
 }
 
-std::string passwordOf(const MailAccount& account) {
-  if (const char* password = std::getenv("VESK_MAIL_PASSWORD")) return password;
+WipedText passwordOf(const MailAccount& account) {
+  WipedText password;
+  if (const char* given = std::getenv("VESK_MAIL_PASSWORD")) {
+    password.append(given);
+    return password;
+  }
   if (!canAsk()) throw Error("The password is needed: set VESK_MAIL_PASSWORD, or run this in a terminal.");
-  const auto password = askSecret(fmt::format("Password of {}:", safe(account.address)));
-  if (!password) throw Error("Nothing was fetched.");
-  return *password;
+  auto typed = askSecret(fmt::format("Password of {}:", safe(account.address)));
+  if (!typed) throw Error("Nothing was fetched.");
+  password.append(*typed);
+  ::explicit_bzero(typed->data(), typed->size());
+  return password;
+}
+
+// Whether a message is the one that is stored. Its number alone doesn't tell: the server may have numbered the folder
+// anew. Nor does the Message-ID, which some mail lacks.
+bool isStored(const ParsedMail& message, const MailDetail& mail) {
+  const Timestamp date = mailMoment(mailSeconds(message.date.value_or(distantPast)));  // as it comes back
+  return message.messageID == mail.summary.messageID && message.subject == mail.summary.subject &&
+         date == mail.summary.date && message.attachments == mail.attachments;
 }
 
 // The whole message as the server has it.
-std::string messageOf(const MailAccount& account, const MailSummary& mail) {
-  const std::string password = passwordOf(account);
+std::string messageOf(const MailAccount& account, const MailDetail& mail) {
+  const WipedText password = passwordOf(account);
   IMAPClient client(MailStream::open(account.incoming));
-  client.start(account.user.empty() ? account.address : account.user, password, account.incoming.security);
-  client.select(mail.folder, true);
-  const auto found = client.bodies({mail.uid});
+  client.start(account.user.empty() ? account.address : account.user, password.view(), account.incoming.security);
+  client.select(mail.summary.folder, true);
+  const auto found = client.bodies({mail.summary.uid});
   client.close();
-  const bool isIt =
-      !found.empty() && found.front().body && MIME::parse(*found.front().body).messageID == mail.messageID;
-  if (!isIt) throw Error("The server has this mail in another place by now.");
+  if (found.empty() || !found.front().body || !isStored(MIME::parse(*found.front().body), mail))
+    throw Error("The server has this mail in another place by now. Its folder must be synced again.");
   return *found.front().body;
+}
+
+Error isThere(std::string_view file) {
+  return Error(fmt::format("{} is there already. Name another file behind the number.", file));
+}
+
+// Never over another one that came in the meantime.
+void writeNewFile(const std::string& name, std::string_view bytes) {
+  if (!Folder::open(std::filesystem::current_path()).createFile(name, bytes)) throw isThere(name);
 }
 
 }  // namespace
@@ -66,11 +92,12 @@ std::string fetchAttachment(const MailAccount& account, const MailDetail& mail, 
                                                      : counted(mail.attachments.size(), "attachment")));
   const bool isOurName = file.empty();
   if (isOurName) file = fileNameOf(mail.attachments[number - 1], number);
-  if (isOurName && std::filesystem::exists(file))
-    throw Error(fmt::format("{} is there already. Name another file behind the number.", file));
-  const auto bytes = MIME::attachment(number - 1, messageOf(account, mail.summary));
+  if (isOurName && std::filesystem::exists(file)) throw isThere(file);  // before the password is asked for
+  const auto bytes = MIME::attachment(number - 1, messageOf(account, mail));
   if (!bytes) throw Error("The mail on the server has no such attachment.");
-  if (file == "-") {
+  if (isOurName) {
+    writeNewFile(file, *bytes);
+  } else if (file == "-") {
     writeData(*bytes, Terminal::ofStandardOutput());
   } else {
     writeOutputFile(file, *bytes);

@@ -150,7 +150,7 @@ void addListCommand(CLI::App& mail) {
   command->add_flag("--unread", options->unread, "Only what is unread.");
   command
       ->add_flag("--waiting", options->waiting,
-                 "Only what waits on you: flagged mail, and unread mail from people you have written to.")
+                 "Only what waits on you: mail from people you have written to that is unread or flagged.")
       ->excludes(folder);
   addListOptions(*command, *options);
   command->callback([options] { list(*options); });

@@ -76,4 +76,21 @@ bool isWhitespace(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c));
 
 }  // namespace beyondAscii
 
+bool isIgnorable(char32_t c) {
+  return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0;
+}
+
+void append(std::string& text, char32_t c) {
+  const auto tail = [c](int shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); };
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += {static_cast<char>(0xC0 | c >> 6), tail(0)};
+  } else if (c < 0x10000) {
+    text += {static_cast<char>(0xE0 | c >> 12), tail(6), tail(0)};
+  } else {
+    text += {static_cast<char>(0xF0 | c >> 18), tail(12), tail(6), tail(0)};
+  }
+}
+
 }  // namespace vesk::unicode

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // Single code points and the classes that the scanners need, exactly as ICU's regular expressions define them.
@@ -58,6 +59,9 @@ inline CodePoint decodeBefore(std::string_view text, std::size_t position) {
   return byte < 0x80 ? CodePoint{byte, 1} : beyondAscii::decodeBefore(text, position);
 }
 
+// Adds a code point, no surrogate, to a text in UTF-8.
+void append(std::string& text, char32_t c);
+
 // \p{L}
 inline bool isLetter(char32_t c) {
   return c < 0x80 ? asciiClass::has(c, asciiClass::letter) : beyondAscii::isLetter(c);
@@ -84,5 +88,8 @@ inline bool isWord(char32_t c) { return c < 0x80 ? asciiClass::has(c, asciiClass
 inline bool isWhitespace(char32_t c) {
   return c < 0x80 ? asciiClass::has(c, asciiClass::whitespace) : beyondAscii::isWhitespace(c);
 }
+
+// True for what takes no room on a screen unless it changes what stands beside it: Default_Ignorable_Code_Point.
+bool isIgnorable(char32_t c);
 
 }  // namespace vesk::unicode

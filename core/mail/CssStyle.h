@@ -13,15 +13,23 @@ enum Property : std::size_t {
   display,
   visibility,
   opacity,
+  filter,
   height,
   maxHeight,
+  minHeight,
+  paddingBottom,
   width,
   maxWidth,
-  overflow,
-  msoHide,
+  minWidth,
+  overflowX,
+  overflowY,
   textIndent,
   left,
+  right,
   top,
+  bottom,
+  fromLeft,  // "left", as far as it takes back "margin-left"
+  fromTop,
   marginLeft,
   marginTop,
   transform,
@@ -40,8 +48,10 @@ struct Style {
     bool isSet = false;
     bool isImportant = false;
     std::int32_t value = 0;  // see css::Meaning
+    bool operator==(const Value&) const = default;
   };
   std::array<Value, propertyCount> values = {};
+  bool operator==(const Style&) const = default;
 
   bool isEmpty() const;
   // True for what is set and isn't 0.
@@ -54,6 +64,9 @@ struct Style {
   // "color: red; opacity: 0", without comments.
   void declareAll(std::string_view declarations);
 };
+
+// Where `mark` stands first from `begin` on, outside strings and brackets; the size of `css` where it doesn't.
+std::size_t findOutside(std::string_view css, char mark, std::size_t begin);
 
 std::string withoutComments(std::string_view css);
 

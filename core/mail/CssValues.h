@@ -23,25 +23,31 @@ bool areAlike(std::int32_t a, std::int32_t b);
 constexpr double faint = 0.1;
 
 // What the value of a property says, in lower case: 1 for what may hide text, 0 for what doesn't, or a color; nullopt
-// where it says nothing.
+// where it says nothing, as what browsers don't know.
 using Meaning = std::optional<std::int32_t>;
 
 Meaning colorOf(std::string_view value);
+// That of an old attribute, where "#" may be left out.
+std::int32_t attributeColorOf(std::string_view value);
 Meaning backgroundOf(std::string_view value);  // the color, of several things
 Meaning isPicture(std::string_view value);
 Meaning isNone(std::string_view value);
-Meaning isAll(std::string_view value);
 Meaning isUnseen(std::string_view value);  // "visibility"
 Meaning isCut(std::string_view value);     // "overflow"
 Meaning isFaint(std::string_view value);   // "opacity"
 Meaning isFlat(std::string_view value);    // a height
 Meaning isZero(std::string_view value);    // a width
-// One of several lengths moves the text away.
+// Room for text, whatever the height or width.
+Meaning isRoomy(std::string_view value);       // "min-height", "min-width", "padding-bottom"
+Meaning isRoomyBelow(std::string_view value);  // "padding"
+// One of several lengths moves the text away: 2 when it does so wherever the text was.
 Meaning isFarOutside(std::string_view value);
+Meaning isFarInside(std::string_view value);  // such that the text may be moved back
 Meaning isTinyFont(std::string_view value);
 // "font: bold 12px/1.5 serif": the size is the first number that has a unit, or is zero.
 Meaning isTinyInFont(std::string_view value);
-Meaning isShrunk(std::string_view value);  // "transform"
+Meaning isShrunk(std::string_view value);       // "transform"
+Meaning isFilteredOut(std::string_view value);  // "filter"
 // "inset(50%)", "circle(0)", "rect(0, 0, 0, 0)" and "rect(1px, 1px, 1px, 1px)".
 Meaning isClipped(std::string_view value);
 

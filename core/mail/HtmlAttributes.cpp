@@ -26,9 +26,10 @@ std::string_view takeValue(std::string_view tag, std::size_t& at) {
 
 std::optional<std::string_view>* find(Attributes& attributes, std::string_view name) {
   const std::pair<std::string_view, std::optional<std::string_view>*> known[] = {
-      {"style", &attributes.style},   {"class", &attributes.classes},   {"id", &attributes.id},
-      {"color", &attributes.color},   {"bgcolor", &attributes.bgcolor}, {"background", &attributes.background},
-      {"hidden", &attributes.hidden}, {"media", &attributes.media}};
+      {"style", &attributes.style},           {"class", &attributes.classes}, {"id", &attributes.id},
+      {"color", &attributes.color},           {"text", &attributes.text},     {"bgcolor", &attributes.bgcolor},
+      {"background", &attributes.background}, {"hidden", &attributes.hidden}, {"open", &attributes.open},
+      {"media", &attributes.media},           {"type", &attributes.type}};
   for (const auto& [each, attribute] : known)
     if (each == name) return attribute;
   return nullptr;
@@ -38,7 +39,8 @@ std::optional<std::string_view>* find(Attributes& attributes, std::string_view n
 
 Attributes attributesOf(std::string_view tag) {
   Attributes attributes;
-  std::size_t at = std::min(tag.find_first_of(" \t\r\n\f/"), tag.size());  // behind the name
+  std::size_t at = std::min(tag.find_first_of(" \t\r\n\f/"), tag.size());
+  attributes.element = tag.substr(0, std::min(at, tag.find('>')));
   while (true) {
     at = tag.find_first_not_of(" \t\r\n\f/>", at);
     if (at == none) return attributes;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/base/Ascii.h"
+#include "core/base/Unicode.h"
 
 namespace vesk {
 
@@ -117,19 +118,6 @@ std::string_view entityAt(std::string_view text, std::size_t begin) {
                                                           : std::string_view();
 }
 
-void appendUtf8(std::string& text, char32_t c) {
-  const auto tail = [c](int shift) { return static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
-  if (c < 0x80) {
-    text += static_cast<char>(c);
-  } else if (c < 0x800) {
-    text += {static_cast<char>(0xC0 | c >> 6), tail(0)};
-  } else if (c < 0x10000) {
-    text += {static_cast<char>(0xE0 | c >> 12), tail(6), tail(0)};
-  } else {
-    text += {static_cast<char>(0xF0 | c >> 18), tail(12), tail(6), tail(0)};
-  }
-}
-
 }  // namespace
 
 std::string decodeEntities(std::string_view text) {
@@ -142,7 +130,7 @@ std::string decodeEntities(std::string_view text) {
     const auto found = entity.front() == '#' ? characterNumbered(entity.substr(1)) : characterNamed(entity);
     if (!found) continue;
     decoded += text.substr(position, at - position);
-    appendUtf8(decoded, *found);
+    unicode::append(decoded, *found);
     position = at + entity.size() + 2;
   }
   return decoded += text.substr(position);

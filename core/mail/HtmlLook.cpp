@@ -9,12 +9,16 @@ namespace {
 
 bool hidesElement(const css::Style& style) {
   using namespace css;
-  constexpr css::Property alone[] = {display, opacity,    msoHide,   textIndent, left,
-                                     top,     marginLeft, marginTop, transform,  clip};
-  constexpr css::Property cut[] = {height, maxHeight, width, maxWidth};
-  const auto isHiding = [&](css::Property property) { return style.has(property); };
-  return std::any_of(std::begin(alone), std::end(alone), isHiding) ||
-         (style.has(overflow) && std::any_of(std::begin(cut), std::end(cut), isHiding));
+  constexpr css::Property alone[] = {display, opacity, filter, textIndent, left, right, top, bottom, transform, clip};
+  if (std::any_of(std::begin(alone), std::end(alone), [&](Property property) { return style.has(property); }))
+    return true;
+  const auto isAway = [&](Property margin, Property from) {
+    return style.values[margin].isSet && style.values[margin].value > (style.has(from) ? 1 : 0);
+  };
+  if (isAway(marginLeft, fromLeft) || isAway(marginTop, fromTop)) return true;
+  const bool isNarrow = (style.has(width) || style.has(maxWidth)) && !style.has(minWidth);
+  const bool isLow = (style.has(height) || style.has(maxHeight)) && !style.has(minHeight) && !style.has(paddingBottom);
+  return (isNarrow || isLow) && (style.has(overflowX) || style.has(overflowY));
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
-#include "core/mail/CssStyle.h"
+#include "core/base/Text.h"
 #include "core/mail/CssValues.h"
-#include "core/mail/HtmlAttributes.h"
 #include "core/mail/HtmlEntities.h"
 
 namespace vesk::html {
@@ -15,47 +15,80 @@ namespace {
 
 constexpr std::size_t none = std::string_view::npos;
 
-css::Style styleOf(const Attributes& attributes, const StyleSheet& sheet) {
-  css::Style style;
-  const auto putRule = [&](const std::string& selector) {
-    const auto rule = sheet.rules.find(selector);
-    if (rule != sheet.rules.end()) style.putOver(rule->second);
-  };
-  if (attributes.hidden) style.set(css::display, 1);
-  if (attributes.color) style.set(css::color, *css::colorOf(css::lowered(*attributes.color)));
-  if (attributes.bgcolor) style.declare("background", css::lowered(*attributes.bgcolor));
-  if (attributes.background) style.set(css::backgroundImage, 1);
-  if (attributes.classes && !sheet.rules.empty()) {
-    const std::string classes = decodeEntities(*attributes.classes);
+std::string elementOf(const Attributes& attributes) {
+  constexpr std::size_t longest = 32;
+  return css::lowered(attributes.element.substr(0, longest));
+}
+
+// Calls `use` with what selects an element in a style sheet, the weakest selectors first.
+template <typename Use>
+void forEachSelector(const Attributes& attributes, const Use& use) {
+  const std::string element = elementOf(attributes);
+  use(element);
+  const std::string classes = decodeEntities(attributes.classes.value_or(""));
+  for (const bool withElement : {false, true}) {
     for (std::size_t at = classes.find_first_not_of(css::spaces); at != none;) {
       const std::size_t end = std::min(classes.find_first_of(css::spaces, at), classes.size());
-      putRule("." + classes.substr(at, end - at));
+      use((withElement ? element + "." : ".") + classes.substr(at, end - at));
       at = classes.find_first_not_of(css::spaces, end);
     }
   }
-  if (attributes.id && !sheet.rules.empty()) putRule("#" + decodeEntities(*attributes.id));
+  if (!attributes.id) return;
+  const std::string id = "#" + decodeEntities(*attributes.id);
+  use(id);
+  use(element + id);
+}
+
+css::Style declaredStyle(const Attributes& attributes, const StyleSheet& sheet) {
+  css::Style style;
+  const bool isBody = text::equalIgnoringCase(attributes.element, "body");
+  const auto color = isBody ? attributes.text : attributes.color;
+  if (attributes.hidden) style.set(css::display, 1);
+  if (color) style.set(css::color, css::attributeColorOf(css::lowered(*color)));
+  if (attributes.bgcolor && !attributes.bgcolor->empty())
+    style.set(css::backgroundColor, css::attributeColorOf(css::lowered(*attributes.bgcolor)));
+  if (attributes.background) style.set(css::backgroundImage, 1);
+  if (!sheet.rules.empty())
+    forEachSelector(attributes, [&](const std::string& selector) {
+      const auto rule = sheet.rules.find(selector);
+      if (rule != sheet.rules.end()) style.putOver(rule->second);
+    });
   if (attributes.style) style.declareAll(css::withoutComments(decodeEntities(*attributes.style)));
   return style;
+}
+
+// Cells grow with what stands in them, whatever their size should be.
+void dropSizeOfCell(const Attributes& attributes, css::Style& style) {
+  const bool isCell =
+      text::equalIgnoringCase(attributes.element, "td") || text::equalIgnoringCase(attributes.element, "th");
+  if (!isCell || style.values[css::display].isSet) return;  // "display: block" makes it another thing
+  for (const css::Property size : {css::height, css::maxHeight, css::width, css::maxWidth}) style.values[size] = {};
+}
+
+// True where rules that aren't read may give an element a background.
+bool mayBePainted(const Attributes& attributes, const StyleSheet& sheet) {
+  bool isFound = false;
+  if (!sheet.painted.empty())
+    forEachSelector(attributes, [&](const std::string& selector) { isFound |= sheet.painted.contains(selector); });
+  return isFound;
 }
 
 }  // namespace
 
 Look lookOfDocument(const StyleSheet& sheet) {
   Look look;
-  if (sheet.paintsElements) look.background = css::unknownColor;
+  // These elements are there without their tags, too.
+  for (const std::string_view element : {"html", "body"}) look.apply(styleOf({.element = element}, sheet));
   return look;
 }
 
-Look lookWithin(std::string_view tag, Look outside, const StyleSheet& sheet) {
-  const Attributes attributes = attributesOf(tag);
-  // Most rules aren't read: any of them may give it another background. Its own one goes before theirs.
-  const bool mayBePainted = sheet.hasBackgrounds && (attributes.classes || attributes.id);
-  if (mayBePainted) outside.background = css::unknownColor;
-  const bool isPainted = attributes.style && attributes.style->find("background") != none;
-  const std::int32_t given = outside.background;
-  outside.apply(styleOf(attributes, sheet));
-  if (mayBePainted && !isPainted) outside.background = given;
-  return outside;
+css::Style styleOf(const Attributes& attributes, const StyleSheet& sheet) {
+  css::Style style = declaredStyle(attributes, sheet);
+  dropSizeOfCell(attributes, style);
+  // A background of its own goes before that of such rules.
+  const bool isOwn = attributes.style && attributes.style->find("background") != none;
+  if (!isOwn && mayBePainted(attributes, sheet)) style.set(css::backgroundImage, 1, true);
+  return style;
 }
 
 }  // namespace vesk::html

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <string_view>
-
+#include "core/mail/CssStyle.h"
+#include "core/mail/HtmlAttributes.h"
 #include "core/mail/HtmlLook.h"
 #include "core/mail/StyleSheet.h"
 
@@ -10,8 +10,7 @@ namespace vesk::html {
 // The look of a document that stands in no element yet.
 Look lookOfDocument(const StyleSheet& sheet);
 
-// The look of the text in an element that begins with this tag ("<td style=…>") and stands in text of the look
-// `outside`.
-Look lookWithin(std::string_view tag, Look outside, const StyleSheet& sheet);
+// What an element with these attributes says of its own look.
+css::Style styleOf(const Attributes& attributes, const StyleSheet& sheet);
 
 }  // namespace vesk::html

@@ -14,10 +14,15 @@ namespace vesk::MIME {
 
 // Takes a whole message apart, as a server gives it.
 //
-// The leaves of a kind make up one body, joined by line breaks; line breaks are "\n". A leaf is an attachment when its
-// disposition is other than "inline", when it is neither plain text nor HTML, or when it has a file name and stands in
-// a multipart that is none of "alternative", "related" and "signed". Without any body, the first named text and HTML
-// are it. A message within the message is an attachment, too. Of several fields of one name the first counts.
+// The leaves of a kind make up one body, joined by line breaks; line breaks are "\n". HTML that no
+// multipart/alternative offers as plain text, too, also stands in the text, as readers see it, unless there is no other
+// text: either the text holds all that the mail says, or nothing. HTML without a charset is read in the one that its
+// <meta> names.
+//
+// A leaf is an attachment when its disposition is other than "inline", when it is neither plain text nor HTML, or when
+// it has a file name and stands in a multipart that is none of "alternative", "related" and "signed". Without any body,
+// the first named text and HTML are it. A message within the message is an attachment, too. Of several fields of one
+// name the first counts.
 ParsedMail parse(std::string_view message);
 
 // The decoded bytes of the attachment with this index in ParsedMail::attachments; nullopt when there is none.
@@ -60,5 +65,8 @@ VisibleText visibleBody(std::string_view text, std::string_view html);
 // The beginning of a text or an HTML document, for a list: one line of at most `length` characters without tags, links
 // and addresses of web pages. Goes by the first 256 KB.
 std::string snippet(std::string_view text, std::size_t length);
+
+// The same of a text that is none of HTML: its "<" and "&" stand for themselves.
+std::string snippetOfText(std::string_view text, std::size_t length);
 
 }  // namespace vesk::MIME

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 #include "core/base/Charset.h"
@@ -25,16 +26,6 @@ std::string withoutSpaces(std::string_view text) {
   std::string result;
   std::copy_if(text.begin(), text.end(), std::back_inserter(result), [](char c) { return !isSpace(c); });
   return result;
-}
-
-// Where the last word of `phrase` that holds an "@" begins; npos without one. A quoted string is part of its word.
-std::size_t addressBegin(std::string_view phrase) {
-  const std::size_t at = phrase.rfind('@');
-  if (at == none || at == 0) return none;
-  const std::size_t open = phrase[at - 1] == '"' && at > 1 ? phrase.rfind('"', at - 2) : none;
-  if (open != none) return open;
-  const std::size_t space = phrase.rfind(' ', at);
-  return space == none ? 0 : space + 1;
 }
 
 // Reads the addresses of a header one after the other. Every place is looked at once, or, for the end of what is
@@ -62,7 +53,7 @@ class AddressReader {
       return skip(1);
     }
     // The name of a group goes before its members; elsewhere a colon is nothing special.
-    if (c == ':' && angle_.empty() && !hasAt_) {
+    if (c == ':' && angle_.empty() && at_ == none) {
       forget();
       return skip(1);
     }
@@ -74,8 +65,8 @@ class AddressReader {
 
   // White space and comments may stand around it.
   void takeAt() {
-    hasAt_ = true;
     if (phrase_.ends_with(' ')) phrase_.pop_back();
+    at_ = phrase_.size();
   }
 
   // Passes over what separates words.
@@ -87,19 +78,14 @@ class AddressReader {
 
   // False when the quote is never closed; it stands for itself then.
   bool takeQuoted() {
-    if (!mayCloseQuote_) return false;
-    std::string text;
-    for (std::size_t end = position_ + 1; end < header_.size(); ++end) {
-      if (header_[end] == '"') {
-        phrase_ += header_.substr(position_, end + 1 - position_);
-        name_ += text;
-        position_ = end + 1;
-        return true;
-      }
-      if (header_[end] == '\\' && end + 1 < header_.size()) ++end;
-      text += header_[end];
-    }
-    return mayCloseQuote_ = false;
+    const auto end = endOfQuoted(position_);
+    if (!end) return false;
+    quoteBegin_ = phrase_.size();
+    phrase_ += header_.substr(position_, *end + 1 - position_);
+    quoteEnd_ = phrase_.size();
+    for (std::size_t at = position_ + 1; at < *end; ++at) name_ += header_[header_[at] == '\\' ? ++at : at];
+    position_ = *end + 1;
+    return true;
   }
 
   // Many senders leave characters in it that would mean something outside of it.
@@ -132,29 +118,50 @@ class AddressReader {
     return mayCloseComment_ = false;
   }
 
-  // Up to the ">", or, without one, to where the next address begins.
+  // Up to the ">", or, where that is missing, to where the next address begins.
   void takeAngle() {
-    std::size_t end = mayCloseAngle_ ? header_.find('>', position_) : none;
-    mayCloseAngle_ = end != none;
-    if (end == none) end = std::min(header_.find_first_of(",;", position_), header_.size());
+    const std::size_t behindQuoted = endOfQuotedUser(position_ + 1);
+    const std::size_t stop = std::min(header_.find_first_of("<>", behindQuoted), header_.size());
+    const bool isClosed = stop < header_.size() && header_[stop] == '>';
+    const std::size_t end = isClosed ? stop : std::min(header_.substr(0, stop).find_first_of(",;", behindQuoted), stop);
     std::string_view inside = header_.substr(position_ + 1, end - position_ - 1);
     if (inside.starts_with('@')) inside.remove_prefix(std::min(inside.find(':'), inside.size() - 1) + 1);  // a route
     if (angle_.empty()) angle_ = withoutSpaces(withoutComments(inside));
-    position_ = std::min(end + (mayCloseAngle_ ? 1 : 0), header_.size());
+    position_ = end + (isClosed ? 1 : 0);
   }
 
-  // An address without "<>" is the word with the "@"; the others are the name.
+  // Behind the quoted string that begins at `begin` and names the user of an address; `begin` where none does.
+  std::size_t endOfQuotedUser(std::size_t begin) {
+    if (begin == header_.size() || header_[begin] != '"') return begin;
+    const std::size_t end = endOfQuoted(begin).value_or(begin);
+    return header_.substr(end).starts_with("\"@") && end > begin ? end + 1 : begin;
+  }
+
+  // Where the quote that begins there is closed; nullopt when it never is.
+  std::optional<std::size_t> endOfQuoted(std::size_t begin) {
+    if (!mayCloseQuote_) return std::nullopt;
+    for (std::size_t end = begin + 1; end < header_.size(); ++end) {
+      if (header_[end] == '"') return end;
+      if (header_[end] == '\\') ++end;
+    }
+    mayCloseQuote_ = false;
+    return std::nullopt;
+  }
+
+  // An address without "<>" is the word with the last "@"; the others are the name.
   void splitPhrase() {
-    const std::size_t begin = addressBegin(phrase_);
-    if (begin == none) return;
-    const std::size_t end = std::min(phrase_.find(' ', phrase_.rfind('@')), phrase_.size());
+    if (at_ == 0) return;
+    const std::size_t space = phrase_.rfind(' ', at_);
+    const std::size_t wordBegin = space == none ? 0 : space + 1;
+    const std::size_t begin = quoteEnd_ == at_ ? quoteBegin_ : wordBegin;
+    const std::size_t end = std::min(phrase_.find(' ', at_), phrase_.size());
     angle_ = phrase_.substr(begin, end - begin);
     name_ = phrase_.erase(begin, end - begin);
     std::erase(name_, '"');
   }
 
   void finish() {
-    if (angle_.empty() && hasAt_) splitPhrase();
+    if (angle_.empty() && at_ != none) splitPhrase();
     std::string address = oneLine(std::move(angle_));
     if (!address.empty()) addresses_.push_back({displayName(), std::move(address)});
     forget();
@@ -171,20 +178,22 @@ class AddressReader {
     name_.clear();
     angle_.clear();
     comment_.clear();
-    hasAt_ = false;
+    at_ = none;
+    quoteBegin_ = quoteEnd_ = none;
   }
 
   std::string_view header_;
   std::size_t position_ = 0;
   bool mayCloseQuote_ = true;
   bool mayCloseComment_ = true;
-  bool mayCloseAngle_ = true;
 
-  std::string phrase_;   // of the address being read: its words outside of "<>", as written
-  std::string name_;     // the same without quotes
-  std::string angle_;    // what stands within "<>"
-  std::string comment_;  // the last one
-  bool hasAt_ = false;   // in the phrase
+  std::string phrase_;             // of the address being read: its words outside of "<>", as written
+  std::string name_;               // the same without quotes
+  std::string angle_;              // what stands within "<>"
+  std::string comment_;            // the last one
+  std::size_t at_ = none;          // of the last "@" in the phrase
+  std::size_t quoteBegin_ = none;  // of the last quoted string in it
+  std::size_t quoteEnd_ = none;
   std::vector<MailAddress> addresses_;
 };
 

@@ -63,11 +63,13 @@ std::string immutableURI(std::string_view path) {
 bool canWriteIn(const fs::path& folder) { return ::faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0; }
 
 // SQLite wants a log and its index beside a database even to read it. Where they are not there and can't be made,
-// nobody writes: the file is all there is.
+// nobody writes: the file is all there is. A link's target has its log beside itself.
 bool isSealed(const std::string& path) {
   std::error_code failure;
-  return !canWriteIn(fs::path(path).parent_path()) &&
-         fs::symlink_status(path + "-wal", failure).type() == fs::file_type::not_found;
+  const fs::path file = fs::canonical(path, failure);
+  if (failure) return false;
+  return !canWriteIn(file.parent_path()) &&
+         fs::symlink_status(file.string() + "-wal", failure).type() == fs::file_type::not_found;
 }
 
 Connection open(const std::string& path, const char* schema) {

@@ -48,8 +48,9 @@ bool holdsBodies(std::string_view multipart) {
 struct Level {
   std::string boundary = {};
   std::string type = {};
-  std::size_t begin = 0;  // of its body
-  bool hasSections = false;
+  std::size_t begin = 0;    // of its body
+  std::size_t number = 0;   // among all multiparts
+  std::size_t section = 0;  // the open one, counted through the message; 0 before the first
 };
 
 // What a header says of the part below it.
@@ -128,8 +129,8 @@ class PartReader {
       close(delimiter->isLast ? delimiter->level : delimiter->level + 1, delimiter->sectionEnd);
       position_ = delimiter->end;
       if (delimiter->isLast) continue;
-      levels_.back().hasSections = true;
-      if (++sections_ > mostSections) {
+      levels_.back().section = ++sections_;
+      if (sections_ > mostSections) {
         keepAsText(position_, message_.size());
         return std::move(parts_);
       }
@@ -148,9 +149,17 @@ class PartReader {
     const std::string boundary = levels_.size() < deepest ? part.boundary() : "";
     if (boundary.empty()) {
       leaf_ = part.part(message_.substr(position_));
+      leaf_->choices = openChoices();
     } else {
-      levels_.push_back({.boundary = boundary, .type = part.type(), .begin = position_});
+      levels_.push_back({.boundary = boundary, .type = part.type(), .begin = position_, .number = ++multiparts_});
     }
+  }
+
+  std::vector<MailPart::Choice> openChoices() const {
+    std::vector<MailPart::Choice> choices;
+    for (const Level& level : levels_)
+      if (level.type == "multipart/alternative") choices.push_back({level.number, level.section});
+    return choices;
   }
 
   void endLeaf(std::size_t end) {
@@ -164,7 +173,7 @@ class PartReader {
   // Leaves only that many levels open.
   void close(std::size_t count, std::size_t end) {
     for (; levels_.size() > count; levels_.pop_back())
-      if (!levels_.back().hasSections) keepAsText(levels_.back().begin, end);
+      if (levels_.back().section == 0) keepAsText(levels_.back().begin, end);
   }
 
   void keepAsText(std::size_t begin, std::size_t end) {
@@ -212,6 +221,7 @@ class PartReader {
 
   std::string_view message_;
   std::size_t position_ = 0;
+  std::size_t multiparts_ = 0;  // so far, as the next
   std::size_t sections_ = 0;
   std::vector<Level> levels_;
   std::optional<MailPart> leaf_;  // the part that is being read

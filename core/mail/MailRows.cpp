@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::size_t snippetLength = 200;  // characters
 
+// As it is indexed: people look for what they see.
+std::string visible(std::string_view text) { return MIME::visibleText(text).text; }
+
 }  // namespace
 
 StorableText::StorableText(const std::string& text) : text_(text) {
@@ -65,22 +68,22 @@ bool insert(MailDatabase& database, const MailRecord& record, std::string_view a
   const StorableText address(from.address);
   const StorableText plain(mail.text);
   const StorableText html(mail.html);
-  const bool isHTML = MIME::isReadAsHTML(plain.text(), html.text());
-  const std::string shown = isHTML ? MIME::visibleTextOfHTML(html.text()).text : std::string();
-  const std::string& body = isHTML ? shown : plain.text();
+  const std::string body = MIME::visibleBody(plain.text(), html.text()).text;
+  const bool isPlain = !MIME::isReadAsHTML(plain.text(), html.text());
   const auto id = database.integer(
       "INSERT OR IGNORE INTO messages (account, folder, uid, message_id, subject, from_name, from_address, date, "
       "snippet, is_read, is_flagged, has_attachments, recipients, text, html, attachments, in_reply_to, refs) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING id",
       accountID, path, record.uid, StorableText(mail.messageID).text(), subject.text(), name.text(), address.text(),
-      mailSeconds(mail.date.value_or(distantPast)), MIME::snippet(body, snippetLength), record.isRead, record.isFlagged,
-      !mail.attachments.empty(),
+      mailSeconds(mail.date.value_or(distantPast)),
+      isPlain ? MIME::snippet(body, snippetLength) : MIME::snippetOfText(body, snippetLength), record.isRead,
+      record.isFlagged, !mail.attachments.empty(),
       toJson(MailRecipients{.to = mail.to, .cc = mail.cc, .replyTo = mail.replyTo}).compact(), plain.text(),
       html.text(), toJson(mail.attachments).compact(), StorableText(mail.inReplyTo).text(),
       StorableText(mail.references).text());
   if (!id) return false;
-  database.run("INSERT INTO message_search (rowid, subject, sender, body) VALUES (?, ?, ?, ?)", *id, subject.text(),
-               fmt::format("{} {}", name.text(), address.text()), body);
+  database.run("INSERT INTO message_search (rowid, subject, sender, body) VALUES (?, ?, ?, ?)", *id,
+               visible(subject.text()), visible(fmt::format("{} {}", name.text(), address.text())), body);
   return true;
 }
 

@@ -129,14 +129,19 @@ std::string withoutEmptyBrackets(std::string_view text) {
 }
 
 // All of it as one line.
-std::string lineOf(std::string_view text) {
-  std::string line = withoutShortTags(looksLikeHtml(text) ? plainText(text) : decodeEntities(text));
-  line = withLabelsForLinks(withoutCutTag(line));
-  return text::collapseWhitespace(withoutEmptyBrackets(withoutAddresses(line)));
+std::string lineOfText(std::string_view text) {
+  return text::collapseWhitespace(withoutEmptyBrackets(withoutAddresses(withLabelsForLinks(text))));
 }
 
+std::string lineOfAny(std::string_view text) {
+  const std::string line = withoutShortTags(looksLikeHtml(text) ? plainText(text) : decodeEntities(text));
+  return lineOfText(withoutCutTag(line));
+}
+
+using LineOf = std::string (*)(std::string_view);
+
 // That of most mails, by their first words: only what is in brackets may reach from there far into the rest.
-std::optional<std::string> snippetOfBeginning(std::string_view text, std::size_t length) {
+std::optional<std::string> snippetOfBeginning(std::string_view text, std::size_t length, LineOf lineOf) {
   const std::size_t unsure = length;  // bytes at the end, which what comes may still change
   const std::string_view beginning = text::firstBytes(text, 4 * length + unsure);
   if (beginning.find_first_of("<[") != none) return std::nullopt;
@@ -146,12 +151,16 @@ std::optional<std::string> snippetOfBeginning(std::string_view text, std::size_t
   return std::string(text::trimSpaces(cut));
 }
 
-}  // namespace
-
-std::string snippet(std::string_view text, std::size_t length) {
-  if (auto early = snippetOfBeginning(text, length)) return std::move(*early);
+std::string snippetBy(LineOf lineOf, std::string_view text, std::size_t length) {
+  if (auto early = snippetOfBeginning(text, length, lineOf)) return std::move(*early);
   const std::string line = lineOf(text::firstBytes(text, readForSnippet));
   return std::string(text::trimSpaces(text::firstCharacters(line, length)));
 }
+
+}  // namespace
+
+std::string snippet(std::string_view text, std::size_t length) { return snippetBy(lineOfAny, text, length); }
+
+std::string snippetOfText(std::string_view text, std::size_t length) { return snippetBy(lineOfText, text, length); }
 
 }  // namespace vesk::MIME

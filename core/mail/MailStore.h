@@ -81,7 +81,7 @@ class MailStore {
   // The message of a folder with that number on the server, or that Message-ID: of several the one that came last.
   std::optional<MailSummary> find(std::string_view accountID, std::string_view path, std::uint32_t uid) const;
   std::optional<MailSummary> find(std::string_view accountID, std::string_view path, std::string_view messageID) const;
-  // The first of those in an inbox, the newest first, that are flagged or unread and from someone the user writes to.
+  // The first of those in an inbox, the newest first, that are from someone the user writes to, and unread or flagged.
   // Looks at the newest 2,000.
   std::vector<MailSummary> waitingOnYou(std::size_t limit) const;
   // The addresses that the user has written to, in lower case.

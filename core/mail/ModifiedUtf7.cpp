@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "core/base/Ascii.h"
+#include "core/base/Unicode.h"
 
 namespace vesk {
 
@@ -36,34 +37,18 @@ std::optional<std::u16string> units(std::string_view encoded) {
   return isWhole ? std::optional(decoded) : std::nullopt;
 }
 
-void append(std::string& text, char32_t c) {
-  const auto tail = [&](int shift) { text += static_cast<char>(0x80 | (c >> shift & 0x3F)); };
-  if (c < 0x80) {
-    text += static_cast<char>(c);
-  } else if (c < 0x800) {
-    text += static_cast<char>(0xC0 | c >> 6);
-    tail(0);
-  } else if (c < 0x10000) {
-    text += static_cast<char>(0xE0 | c >> 12);
-    tail(6), tail(0);
-  } else {
-    text += static_cast<char>(0xF0 | c >> 18);
-    tail(12), tail(6), tail(0);
-  }
-}
-
 // Nullopt when half of a surrogate pair stands alone.
 std::optional<std::string> utf8(std::u16string_view units) {
   std::string text;
   for (std::size_t i = 0; i < units.size(); ++i) {
     const char32_t unit = units[i];
     if (unit < 0xD800 || unit > 0xDFFF) {
-      append(text, unit);
+      unicode::append(text, unit);
       continue;
     }
     const char32_t low = i + 1 < units.size() ? units[i + 1] : 0;
     if (unit > 0xDBFF || low < 0xDC00 || low > 0xDFFF) return std::nullopt;
-    append(text, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+    unicode::append(text, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
     ++i;
   }
   return text;

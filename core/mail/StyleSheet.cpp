@@ -7,7 +7,6 @@
 #include "core/base/Text.h"
 #include "core/mail/CssValues.h"
 #include "core/mail/HtmlAttributes.h"
-#include "core/mail/HtmlLook.h"
 #include "core/mail/HtmlText.h"
 
 namespace vesk::html {
@@ -16,31 +15,51 @@ namespace {
 
 constexpr std::size_t none = std::string_view::npos;
 
-// True for ".name" and "#name".
-bool isSingleName(std::string_view selector) {
-  return selector.size() > 1 && (selector[0] == '.' || selector[0] == '#') &&
-         selector.find_first_of(" \t\n\f.#:>[+~*\\", 1) == none;
+constexpr std::size_t mostRules = 10'000;
+constexpr std::string_view signs = " \t\n\f.#:>[+~*\\";
+
+// True for "td", ".name", "#name", "td.name" and "td#name".
+bool isRead(std::string_view selector) {
+  const std::size_t mark = selector.find_first_of(".#");
+  if (mark == none) return !selector.empty() && selector.find_first_of(signs) == none;
+  return mark + 1 < selector.size() && selector.find_first_of(signs) == mark &&
+         selector.find_first_of(signs, mark + 1) == none;
+}
+
+// The last name in a selector that isn't read, which what it selects has: ".b" of ".a > td.b:first-child". Empty where
+// it has none, or selects what isn't there before it is pointed at.
+std::string_view lastName(std::string_view selector) {
+  for (const std::string_view state : {":hover", ":active", ":focus", ":visited", ":before", ":after"})
+    if (selector.find(state) != none) return {};
+  selector = selector.substr(0, selector.find_first_of("[:", selector.find_last_of(" \t\n\f>+~") + 1));
+  const std::size_t begin = selector.find_last_of(" \t\n\f>+~");
+  if (begin != none) selector.remove_prefix(begin + 1);
+  const std::size_t mark = selector.find_last_of(".#");
+  return mark == none ? selector : selector.substr(mark);
+}
+
+// With its element in lower case.
+std::string keyOf(std::string_view selector) {
+  const std::string_view element = selector.substr(0, selector.find_first_of(".#"));
+  return css::lowered(element).append(selector.substr(element.size()));
 }
 
 void addRule(StyleSheet& sheet, std::string_view selectors, std::string_view declarations) {
-  constexpr std::size_t mostRules = 10'000;
   css::Style style;
   style.declareAll(declarations);
   if (style.isEmpty()) return;
   const bool isPainted = style.values[css::backgroundColor].isSet || style.has(css::backgroundImage);
-  Look look;
-  look.apply(style);
-  sheet.hasBackgrounds |= isPainted;
   for (std::string_view selector : text::split(selectors, ',')) {
     selector = text::trim(selector, css::spaces);
-    const bool isElement = selector.find_first_of(".#[:") == none;
-    sheet.paintsElements |= isElement && isPainted && !css::areAlike(look.background, Look().background);
-    if (!isSingleName(selector)) continue;
-    const auto rule = sheet.rules.find(std::string(selector));
+    if (!isRead(selector)) {
+      if (isPainted && sheet.painted.size() < mostRules) sheet.painted.insert(keyOf(lastName(selector)));
+      continue;
+    }
+    const auto rule = sheet.rules.find(keyOf(selector));
     if (rule != sheet.rules.end())
       rule->second.putOver(style);
     else if (sheet.rules.size() < mostRules)
-      sheet.rules.emplace(selector, style);
+      sheet.rules.emplace(keyOf(selector), style);
   }
 }
 
@@ -54,7 +73,22 @@ std::size_t endOfBraces(std::string_view css, std::size_t open) {
   return css.size();
 }
 
-bool isAnyScreen(std::string_view media) { return media.empty() || media == "all" || media == "screen"; }
+// Of a list of media, in lower case.
+bool isAnyScreen(std::string_view list) {
+  for (std::string_view media : text::split(list, ',')) {
+    media = text::trim(media, css::spaces);
+    if (media.starts_with("only ")) media = text::trim(media.substr(5), css::spaces);
+    if (media == "all" || media == "screen") return true;
+  }
+  return text::trim(list, css::spaces).empty();
+}
+
+// `tag` is that of a style element.
+bool isReadSheet(std::string_view tag) {
+  const Attributes attributes = attributesOf(tag);
+  const std::string type = css::lowered(attributes.type.value_or(""));
+  return (type.empty() || type == "text/css") && isAnyScreen(css::lowered(attributes.media.value_or("")));
+}
 
 // Rules for some screens only say nothing of the others, and are left out.
 void readRules(StyleSheet& sheet, std::string_view css) {
@@ -68,10 +102,9 @@ void readRules(StyleSheet& sheet, std::string_view css) {
     before = text::trim(before, css::spaces);
     if (before.starts_with('@')) {
       const std::string name = css::lowered(before);
-      const bool isRead = name.starts_with("@media") && isAnyScreen(text::trim(name.substr(6), css::spaces));
-      at = isRead ? open + 1 : endOfBraces(css, open);
+      at = name.starts_with("@media") && isAnyScreen(name.substr(6)) ? open + 1 : endOfBraces(css, open);
     } else {
-      const std::size_t end = std::min(css.find('}', open), css.size());
+      const std::size_t end = css::findOutside(css, '}', open + 1);
       addRule(sheet, before, css.substr(open + 1, end - open - 1));
       at = std::min(end + 1, css.size());
     }
@@ -101,8 +134,8 @@ StyleSheet readStyleSheet(std::string_view html) {
       std::size_t end = html.find("</", begin);
       while (end != none && !isStyleAt(html, end + 2)) end = html.find("</", end + 2);
       end = std::min(end, html.size());
-      const std::string media = css::lowered(attributesOf(html.substr(at, begin - at)).media.value_or(""));
-      if (isAnyScreen(media)) readRules(sheet, css::withoutComments(html.substr(begin, end - begin)));
+      if (isReadSheet(html.substr(at, begin - at)))
+        readRules(sheet, css::withoutComments(html.substr(begin, end - begin)));
       at = end;
     }
     if (at == none) break;

@@ -14,14 +14,31 @@ namespace {
 bool isJoiner(char32_t c) { return c == 0x200C || c == 0x200D; }
 bool isSoftHyphen(char32_t c) { return c == 0xAD; }
 bool isTag(char32_t c) { return c >= 0xE0000 && c <= 0xE007F; }
-bool isVariationSelector(char32_t c) { return (c >= 0xFE00 && c <= 0xFE0F) || (c >= 0xE0100 && c <= 0xE01EF); }
+bool isMongolian(char32_t c) { return c >= 0x1820 && c <= 0x18AA; }
+bool isMongolianSelector(char32_t c) { return (c >= 0x180B && c <= 0x180D) || c == 0x180F; }
+
+bool isVariationSelector(char32_t c) {
+  return (c >= 0xFE00 && c <= 0xFE0F) || (c >= 0xE0100 && c <= 0xE01EF) || isMongolianSelector(c);
+}
+
+// The marks that set the direction of text.
+bool isDirection(char32_t c) {
+  return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
 // What is there and shows nothing. The marks that set the direction of text are not among it.
 bool isUnseen(char32_t c) {
-  if (c < 0x80) return false;
-  const bool isFiller = c == 0x034F || c == 0x115F || c == 0x1160 || c == 0x3164 || c == 0xFFA0;
-  const bool isZeroWidth = c == 0x180E || c == 0x200B || (c >= 0x2060 && c <= 0x2064) || c == 0xFEFF;
-  return isFiller || isZeroWidth || isJoiner(c) || isSoftHyphen(c) || isTag(c) || isVariationSelector(c);
+  if (isControl(c)) return !unicode::isWhitespace(c);
+  return c >= 0x80 && !isDirection(c) && unicode::isIgnorable(c);
+}
+
+bool isSeen(char32_t c) { return !unicode::isWhitespace(c) && !isUnseen(c) && !isDirection(c); }
+
+bool isPlainAscii(std::string_view text) {
+  return text::isAscii(text) &&
+         std::none_of(text.begin(), text.end(), [](char c) { return isUnseen(static_cast<unsigned char>(c)); });
 }
 
 // The size of the flag at `at`: a black flag, the letters of a region as tags, and the last tag. 0 where there is none.
@@ -47,6 +64,7 @@ bool mayBeJoined(char32_t c) {
 
 // What a variation selector may follow.
 bool hasVariants(char32_t c, char32_t selector) {
+  if (isMongolianSelector(selector)) return isMongolian(c);
   if (selector >= 0xE0100) return c >= 0x3400 && unicode::isLetter(c);  // an ideograph
   return (c >= 0x80 && !isUnseen(c)) || (c >= '0' && c <= '9') || c == '#' || c == '*';
 }
@@ -92,10 +110,19 @@ std::size_t charactersSeen(std::string_view text) {
   std::size_t count = 0;
   for (std::size_t at = 0; at < text.size();) {
     const unicode::CodePoint c = unicode::decode(text, at);
-    count += !unicode::isWhitespace(c.value) && !isUnseen(c.value);
+    count += isSeen(c.value);
     at += c.length;
   }
   return count;
+}
+
+bool showsNothing(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const unicode::CodePoint c = unicode::decode(text, at);
+    if (isSeen(c.value)) return false;
+    at += c.length;
+  }
+  return true;
 }
 
 }  // namespace
@@ -106,7 +133,7 @@ std::string plainText(std::string_view html) {
 }
 
 VisibleText visibleText(std::string_view text) {
-  if (text::isAscii(text)) return {.text = std::string(text)};
+  if (isPlainAscii(text)) return {.text = std::string(text)};
   return Seer(text).read();
 }
 
@@ -119,9 +146,7 @@ VisibleText visibleTextOfHTML(std::string_view html) {
   return seen;
 }
 
-bool isReadAsHTML(std::string_view text, std::string_view html) {
-  return !html.empty() && text::trimWhitespace(text).empty();
-}
+bool isReadAsHTML(std::string_view text, std::string_view html) { return !html.empty() && showsNothing(text); }
 
 VisibleText visibleBody(std::string_view text, std::string_view html) {
   return isReadAsHTML(text, html) ? visibleTextOfHTML(html) : visibleText(text);

@@ -1,5 +1,3 @@
-#include "core/assistant/ConversationExport.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/assistant/ConversationExport.h"
 #include "core/assistant/JsonArrayReader.h"
 #include "core/assistant/SavedChat.h"
 #include "core/base/Error.h"

@@ -1,5 +1,6 @@
 #include <chrono>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "core/base/Base64.h"
@@ -160,6 +161,65 @@ TEST(MIME, TakesNamedTextForTheBodyWithoutAnother) {
   }
 }
 
+TEST(MIME, ReadsAllThatAMailSays) {
+  const auto multipart = [](std::string_view type, const std::vector<std::string>& parts) {
+    const std::string boundary = fmt::format("{}{}", type, parts.size());
+    std::string all = fmt::format("Content-Type: multipart/{}; boundary={}\n\n", type, boundary);
+    for (const std::string& part : parts) all += fmt::format("--{}\n{}\n", boundary, part);
+    return all + "--" + boundary + "--";
+  };
+  const std::string html = "Content-Type: text/html\n\n<p>Pay &lt;me&gt;</p><p hidden>never</p>";
+  const std::string plain = "Content-Type: text/plain\n\nPay me";
+  const std::string notes = "Content-Type: text/plain; name=notes.txt\nContent-Disposition: inline\n\nnotes";
+  const std::string blank = "\n \n";
+  const std::string footer = "\nfooter";
+  const std::string calendar = "Content-Type: text/calendar\n\nBEGIN:VCALENDAR";
+  const std::string untyped = "\nSubject: a message\n\nwithin";
+  const std::pair<std::string, std::string> cases[] = {
+      {multipart("mixed", {html}), ""},
+      {multipart("mixed", {blank, html}), " \n"},
+      {multipart("mixed", {html, footer}), "Pay <me>\nfooter"},
+      {multipart("mixed", {footer, html, footer}), "footer\nPay <me>\nfooter"},
+      {multipart("related", {html, notes}), "Pay <me>\nnotes"},
+      {multipart("alternative", {multipart("related", {html, notes})}), "Pay <me>\nnotes"},
+      {multipart("mixed", {multipart("alternative", {blank, html}), footer}), " \nPay <me>\nfooter"},
+      {multipart("mixed", {multipart("alternative", {plain, html}), footer}), "Pay me\nfooter"},
+      {multipart("mixed", {multipart("alternative", {html, plain}), html}), "Pay me\nPay <me>"},
+      {multipart("alternative", {plain, multipart("related", {multipart("alternative", {html}), notes})}),
+       "Pay me\nnotes"},
+      {multipart("alternative", {plain, html, calendar}), "Pay me"},
+      {multipart("mixed", {plain, calendar, multipart("digest", {untyped, plain})}), "Pay me\nPay me"},
+  };
+  for (const auto& [message, text] : cases) EXPECT_EQ(MIME::parse(message).text, text) << message;
+}
+
+TEST(MIME, ReadsHTMLInTheCharsetThatItNames) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<META Charset = 'iso-8859-2'>\xB1", "ą"},
+      {"<meta name=x><meta http-equiv=Content-Type content=\"text/html; charset=iso-8859-2\">\xB1", "ą"},
+      {"<meta charset=utf-16>\xC4\x85", "ą"},
+      {"<meta charset=unknown>\xC4\x85", "ą"},
+      {"<meta charset>\xC4\x85", "ą"},
+      {std::string(1024, ' ') + "<meta charset=iso-8859-2>\xC4\x85", "ą"},
+  };
+  for (const auto& [html, last] : cases)
+    EXPECT_THAT(MIME::parse("Content-Type: text/html\n\n" + html).html, testing::EndsWith(">" + last)) << html;
+  const std::string named = "Content-Type: text/html; charset=utf-8\n\n<meta charset=iso-8859-2>\xC4\x85";
+  EXPECT_THAT(MIME::parse(named).html, testing::EndsWith(">ą"));
+}
+
+TEST(MIME, FindsAddressesInBrokenHeaders) {
+  const std::pair<std::string, std::vector<MailAddress>> cases[] = {
+      {"Ana <ana@x.org, Bo <bo@x.org>", {{"Ana", "ana@x.org"}, {"Bo", "bo@x.org"}}},
+      {"Ana <ana\"@x.org>, \"Bo\" <bo@x.org>", {{"Ana", "ana\"@x.org"}, {"Bo", "bo@x.org"}}},
+      {R"(<"a>b\">"@x.org>, "a\"b"@x.org, bo@x.org "c@d")",
+       {{"", R"("a>b\">"@x.org)"}, {"", R"("a\"b"@x.org)"}, {"c@d", "bo@x.org"}}},
+      {"Root <root>, root", {{"Root", "root"}}},
+  };
+  for (const auto& [header, addresses] : cases)
+    EXPECT_EQ(MIME::parse("To: " + header + "\n\n").to, addresses) << header;
+}
+
 TEST(MIME, ReadsBoundariesAsTheyAreMeant) {
   const std::pair<std::string, std::string> cases[] = {
       {"multipart/mixed; boundary=abc (c)", "abc"},
@@ -258,6 +318,7 @@ TEST(MIME, ShowsBrokenMessagesAsWellAsItCan) {
       {"No header at all\nbut text", "No header at all\nbut text"},
       {"Subject: x\nNo empty line: here\nbut text", "No empty line: here\nbut text"},
       {"From ana@x.org Tue Jul 1\nSubject: mailbox\n\ntext", "text"},
+      {">From ana@x.org Tue Jul 1 09:30:00 2025\nSubject: mailbox\n\ntext", "text"},
       {"\r\n\r\n\nSubject: late\n\ntext", "text"},
       {"\xEF\xBB\xBFSubject : x\n\ntext", "text"},
       {"X: y\n\nbare\rreturns\r\n\rand \0s"s, "bare\nreturns\n\nand \0s"s},
@@ -269,6 +330,7 @@ TEST(MIME, ShowsBrokenMessagesAsWellAsItCan) {
        "one\ntwo\n--bb\n"},
       {multipart + "--b\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\n--b\n\ntwo\n--b--",
        "one\ntwo"},
+      {"Content-Type: multipart/mixed; boundary=b:c\n\n--b:c\nX: y\n--b:c\n\none", "one"},
       {multipart + "--b\nno header\n\nbut text", "no header\n\nbut text"},
   };
   for (const auto& [message, text] : cases)

@@ -103,11 +103,30 @@ TEST(MailHtml, TellsWhatItHides) {
       {"<template>no<template>no</template></b>no</template>yes<iframe>no</iframe><noembed>no</noembed>", "yes", 10},
       {"ab\u200Bc\U000E0041\U000E0042 \u2060", "abc", 4},
       {"<div style='display:none'>Pre&zwnj;&nbsp;&#847;</div>", "", 3},
+      {"<td style='max-width:0;overflow:hidden;text-overflow:ellipsis;white-space:nowrap'>yes</td>", "yes"},
+      {"<td style='display:block;max-width:0;overflow:hidden'>no</td>", "", 2},
+      {"<body bgcolor=black text=white>yes</body>", "yes"},
+      {"<body text=white>no<font color=ffffff>no</font><p style='color:#000'>yes", "yes", 4},
+      {"<table bgcolor=003366><td><font color=fff>yes</font><font color=036>yes</font><font "
+       "color=003366>no</font></table>",
+       "yesyes", 2},
+      {"<div style=display:none><table><tr><td></div>no</td>no</table>no</div>yes", "yes", 6},
+      {"<table><caption hidden>no<tr><td><div style=display:none>no<td>yes<tr><td hidden>no<tbody><tr><td>yes</table>",
+       "yesyes", 6},
+      {"<a style=display:none>no<a>yes</a>yes<dl><dt hidden>no<dd>yes</dl>", "yesyesyes", 4},
+      {"<button hidden>no<button>yes</button><select><option hidden>no<option>yes</select>", "yesyes", 4},
+      {"<div><font style=display:none></div>no</font>yes<b><div hidden></b>no</div>yes", "yesyes", 4},
+      {"<span><div hidden></span>no</div>yes<span hidden><b></span>yes", "yesyes", 2},
+      {"<dialog>no</dialog><dialog "
+       "open>yes</dialog><datalist>no</datalist><video>no<p>no</p></video><canvas>no</canvas>",
+       "yes", 10},
+      {"<details>no<summary>yes</summary>no<p>no<summary>no</summary></details><details open>yes</details>", "yesyes",
+       8},
+      {"<svg><desc>no</desc><metadata>no</metadata><defs>no</defs></svg><desc>yes</desc>", "yes", 6},
   };
   for (const Case& c : cases)
     EXPECT_EQ(MIME::visibleTextOfHTML(c.html), (MIME::VisibleText{.text = c.text, .hidden = c.hidden})) << c.html;
   for (const std::string style : {"height:0;overflow:hidden",
-                                  "mso-hide:all",
                                   "font:0/0 a",
                                   "font:bold 1px Arial",
                                   "font-size:1%",
@@ -128,13 +147,64 @@ TEST(MailHtml, TellsWhatItHides) {
                                   "transform:translateX(-9999px)",
                                   "clip-path:inset(100%)",
                                   "clip:rect(0, 0, 0, 0)",
-                                  "display:/**/none"})
+                                  "display:/**/none",
+                                  "display:none;display:bogus;display:;display:block!bogus",
+                                  "display:none;x:&quot;;display:block;&quot;",
+                                  "display:none;x:(;display:block;)",
+                                  "x:url(a&quot;);display:none",
+                                  "x:&quot;/*&quot;;display:none;y:&quot;*/&quot;",
+                                  "visibility:hidden;visibility:shown",
+                                  "opacity:0;opacity:1x;opacity:",
+                                  "opacity:1e-9",
+                                  "font-size:0;font-size:12bogus;font-size:big",
+                                  "color:#fff;color:bogus;color:#12;color:rgb(1,2)",
+                                  "color:hsl(0,0%,100%)",
+                                  "color:hsl(-240deg 100% 50% / 0)",
+                                  "background:hsl(120,100%,25%);color:green",
+                                  "background:rebeccapurple;color:#639",
+                                  "margin-left:-9999px;left:50%",
+                                  "margin-left:-600px;left:1px",
+                                  "right:-9999px",
+                                  "bottom:-9999px",
+                                  "transform:scale(1,0)",
+                                  "transform:translate(0, -9999px)",
+                                  "filter:opacity(0)",
+                                  "width:0;overflow-x:hidden",
+                                  "height:0;padding:0 9px;overflow:hidden;overflow-x:visible"})
     EXPECT_EQ(MIME::visibleTextOfHTML("<p style='" + style + "'>no</p>yes"), (MIME::VisibleText{"yes", 2})) << style;
+  for (const std::string style : {"mso-hide:all",
+                                  "width:0;min-width:100%;overflow:hidden",
+                                  "max-height:0;min-height:9px;overflow:hidden",
+                                  "height:0;padding-bottom:56%;overflow:hidden",
+                                  "height:0;padding:0 0 9px;overflow:hidden",
+                                  "left:50%;margin-left:-600px",
+                                  "margin:-600px 0 0 -600px;top:50%;left:50%",
+                                  "display:none;display:-webkit-box",
+                                  "display:none;display:initial",
+                                  "font-size:0;font-size:medium",
+                                  "font-size:0;font-size:calc(1px + 1em)",
+                                  "opacity:0;opacity:90%",
+                                  "color:#fff;color:windowtext",
+                                  "color:#fff;color:crimson",
+                                  "color:white;color:var(--x)",
+                                  "color:#fff;background:url(x;y) no-repeat",
+                                  "color:hsl(240,100%,50%)",
+                                  "transform:scale(1) translate(9px, 0)",
+                                  "filter:opacity(1) blur(0)",
+                                  "overflow:hidden;width:calc(0px + 9em)"})
+    EXPECT_EQ(MIME::visibleTextOfHTML("<p style='" + style + "'>yes</p>"), (MIME::VisibleText{"yes"})) << style;
   // What makes up letters and emoji is seen.
-  for (const std::string text : {"👩‍👩‍👧 ☎️ 1️⃣", "می‌خواهم",
-                                 "🏴\U000E0067\U000E0062\U000E0065\U000E006E\U000E0067\U000E007F", "葛󠄀"})
+  for (const std::string text :
+       {"👩‍👩‍👧 ☎️ 1️⃣", "ᠠ\u180B", "a\u200Fb\u202A\u061C", "a\tb\r\nc\f\v\u0085d",
+        "می‌خواهم", "🏴\U000E0067\U000E0062\U000E0065\U000E006E\U000E0067\U000E007F", "葛󠄀"})
     EXPECT_EQ(MIME::visibleText(text), (MIME::VisibleText{.text = text})) << text;
   EXPECT_EQ(MIME::visibleText("co\u00ADop a\uFE0Fb"), (MIME::VisibleText{.text = "coop ab", .hidden = 1}));
+  EXPECT_EQ(MIME::visibleText("a\x1B\x7F\0b"sv), (MIME::VisibleText{.text = "ab", .hidden = 3}));
+  EXPECT_EQ(MIME::visibleText("é\x1B\u0080\u17B4\u206A\u2065\U0001D173\U000E0FFF"),
+            (MIME::VisibleText{.text = "é", .hidden = 7}));
+  for (const std::string empty : {"", " \n\u00A0", "\u200B\r\n", "\u200E\u2060"})
+    EXPECT_EQ(MIME::visibleBody(empty, "<p>yes").text, "yes") << empty;
+  EXPECT_EQ(MIME::visibleBody("\u200Bseen", "<p>no").text, "seen");
 }
 
 TEST(MailHtml, ReadsStyleSheets) {
@@ -156,19 +226,31 @@ TEST(MailHtml, ReadsStyleSheets) {
        "<i class=x>no</i><i class='a x'>no</i><i class=xy>yes</i><i class=x style=display:inline>yes", "yesyes", 4},
       {"@import 'a'; <!-- p, #y ,.x { visibility:hidden } -->", "<i class=x>no<i id=y>no</i></i>yes", "yes", 4},
       {".x/* { */{display:none!important}", "<i class=x style='display:block'>no</i>yes", "yes", 2},
+      {"p{display:none} TD.x{display:none} i#y{display:none}",
+       "<P>no</P><td class=x>no</td><i id=y>no</i><i class=x>yes</i>", "yes", 6},
+      {"#x{display:block}.x{display:none}p{opacity:0}p.x{opacity:1}", "<p class=x id=x>yes</p><p id=x>no", "yes", 2},
+      {"div .b{background:#036} .c:hover{background:#036}",
+       "<p class=b style=color:#fff>yes</p><p class=c style=color:#fff>no</p>", "yes", 2},
+      {"td > a.p.q[href]{background:#036}", "<p class=q style=color:#fff>yes</p><a class=p style=color:#fff>no</a>",
+       "yes", 2},
+      {"@media only screen{.x{display:none}} @media print , screen{.y{display:none}} @media print{.z{display:none}}",
+       "<i class=x>no</i><i class=y>no</i><i class=z>yes</i>", "yes", 4},
+      {".x{content:'}';display:none}", "<i class=x>no</i>yes", "yes", 2},
       {".x{display:none}.x{display:block}", "<i class=x>yes</i>", "yes"},
       {".a .x, .x:hover, .x.y{display:none}", "<i class=x>yes</i>", "yes"},
       {"@media (max-width:9px){.x{display:none} p{}} .y{opacity:0}", "<i class=x>yes</i><i class=y>no</i>", "yes", 2},
       {"@media screen{.z{} .x{display:none}} .y{opacity:0}", "<i class=x>no</i><i class=y>no</i>yes", "yes", 4},
   };
   for (const Case& c : cases) {
-    const std::string html = "<html><head><STYLE type='a>b'>" + c.sheet + "</STYLE ></head>" + c.html;
+    const std::string html = "<html><head><STYLE type='text/css' title='a>b'>" + c.sheet + "</STYLE ></head>" + c.html;
     EXPECT_EQ(MIME::visibleTextOfHTML(html), (MIME::VisibleText{.text = c.text, .hidden = c.hidden})) << html;
     EXPECT_EQ(MIME::visibleTextOfHTML("<!--[if mso]><style>i{display:none}.xy{display:none}</style>-->" + html),
               (MIME::VisibleText{.text = c.text, .hidden = c.hidden}))
         << "commented out: " << html;
   }
-  EXPECT_EQ(MIME::visibleTextOfHTML("<style media=print>.x{display:none}</style><i class=x>yes").text, "yes");
+  for (const std::string attribute : {"media=print", "media='only print, speech'", "type=text/x", "type='a>b'"})
+    EXPECT_EQ(MIME::visibleTextOfHTML("<style " + attribute + ">i{display:none}</style><i>yes").text, "yes");
+  EXPECT_EQ(MIME::visibleTextOfHTML("<style media='print,only screen'>i{display:none}</style><i>no").text, "");
 }
 
 TEST(MailHtml, ShowsNothingThatIsNestedTooDeep) {
@@ -225,6 +307,14 @@ TEST(MailHtml, StaysLinearOnHostileTexts) {
                                   "<style>.a{color:red}",
                                   "<style>@media screen{</style>",
                                   "<b style=a/*",
+                                  "<b style='x:(\"url(",
+                                  "<b style=background:a,b>",
+                                  "<style>x{(url(\"",
+                                  "<style>a.b .c{background:red}",
+                                  "<b><div></b>",
+                                  "<table><td><b></table>",
+                                  "<details><summary>",
+                                  "<table><div></p></td></div>",
                                   "<a <b",
                                   "\n \n",
                                   "1 ",

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <chrono>
 #include <random>
+#include <unistd.h>
 
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 
 #include "core/mail/MailError.h"
@@ -238,6 +240,40 @@ TEST(MailStore, ListsWhatIsAskedFor) {
     const bool isWhole = c.query.limit == MailQuery().limit;
     EXPECT_TRUE(!isWhole || store.count(c.query) == c.found.size());
   }
+}
+
+TEST(MailStore, IndexesAndShowsWhatReadersSee) {
+  MailFolders mail;
+  MailStore& store = test::withInbox(mail.store());
+  MailRecord plain = record(1, "Rasp\u00ADberry", "x@y", 1);
+  plain.mail.text = "Straw\u00ADberry and goose\u200Bberry";
+  MailRecord html = record(2, "Markup", "x@y");
+  html.mail.html = "<p>Use &lt;b&gt; or a &lt; b, vector&lt;int&gt; &amp;amp;</p><p hidden>blackberry</p>";
+  store.insert({plain, html}, "a", "INBOX");
+  for (const char* words : {"raspberry", "strawberry", "gooseberry"})
+    EXPECT_EQ(store.messages({.words = words}).size(), 1u) << words;
+  EXPECT_THAT(store.messages({.words = "blackberry"}), IsEmpty());
+  EXPECT_EQ(store.messages({}).back().snippet, "Use <b> or a < b, vector<int> &amp;");
+}
+
+TEST(MailStore, ReadsTheLogBesideALinksTarget) {
+  namespace fs = std::filesystem;
+  MailFolders mail;
+  test::withInbox(mail.store());
+  const test::TemporaryFolder linked;
+  linked.write("mail/none", "");
+  fs::create_symlink(mail.file(), linked.at("mail/mail.sqlite"));
+  fs::permissions(linked.at("mail"), fs::perms(0555));
+  fs::permissions(fs::path(linked.path()).parent_path(), fs::perms(0755));
+  fs::permissions(fs::path(mail.directory()).parent_path(), fs::perms(0755));
+  fs::permissions(mail.directory() + "/mail", fs::perms(0777));
+  for (const auto& file : fs::directory_iterator(mail.directory() + "/mail")) fs::permissions(file, fs::perms(0666));
+  ::setfsuid(65'534);  // root may write anywhere
+  const auto store = MailStore::openIfThere(linked.path());
+  ::setfsuid(::geteuid());
+  mail.store().insert({record(1, "new", "x@y")}, "a", "INBOX");
+  EXPECT_THAT(subjects(store->messages({})), ElementsAre("new"));
+  fs::permissions(linked.at("mail"), fs::perms(0755));
 }
 
 TEST(MailStore, TakesAnyWordsToLookFor) {
