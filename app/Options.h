@@ -12,7 +12,7 @@ namespace vesk::app {
 
 // CLI11 takes "[a, b]" for a list in a notation of its own, and would leave "Plan" of "[[Plan]]". What ends in another
 // character it leaves alone, so such an argument gets one on its way to its option.
-inline std::string guarded(std::string typed) {
+inline std::string guarded(const std::string& typed) {
   return typed.starts_with('[') && typed.ends_with(']') ? typed + '\x1F' : typed;
 }
 inline std::string unguarded(std::string typed) {

@@ -31,7 +31,7 @@ std::optional<std::string> askSecret(std::string_view question) {
   termios hidden = shown;
   hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
-  const auto answer = ask(question);
+  auto answer = ask(question);
   ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
   print("\n");
   return answer;

@@ -160,8 +160,8 @@ Tasks bestMatches(Tasks tasks, std::string_view typed) {
 std::string severalMatch(const Tasks& tasks, std::string_view typed) {
   constexpr std::size_t most = 20;
   std::string lines;
-  for (const TaskItem& task : Tasks(tasks.begin(), tasks.begin() + std::min(tasks.size(), most)))
-    lines += fmt::format("  {}  {}\n", safe(task.id()), safe(task.title));
+  for (std::size_t i = 0; i < std::min(tasks.size(), most); ++i)
+    lines += fmt::format("  {}  {}\n", safe(tasks[i].id()), safe(tasks[i].title));
   fmt::print(stderr, "{}", lines);
   return fmt::format("{} tasks match \"{}\". Use the id of one.", tasks.size(), typed);
 }

@@ -77,6 +77,11 @@ bool isWhitespace(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c));
 }  // namespace beyondAscii
 
 bool isIgnorable(char32_t c) {
+  // Of the letters of Europe none is, and their texts need no look at ICU's table.
+  constexpr char32_t softHyphen = 0xAD;
+  constexpr char32_t graphemeJoiner = 0x34F;
+  constexpr char32_t nextOne = 0x61C;
+  if (c < nextOne) return c == softHyphen || c == graphemeJoiner;
   return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0;
 }
 
