@@ -15,4 +15,7 @@ std::vector<std::string> methodNames();
 // there.
 Organization organizationFor(const Vault& vault, Organization::Method method, Language language);
 
+// Moves what the old places hold to the new ones. Returns what stays where it was, since it changed meanwhile.
+std::vector<std::string> carryOut(const Vault& vault, const OrganizationChange& change);
+
 }  // namespace vesk::app

@@ -1,13 +1,11 @@
 // vesk open: makes a folder the vault, and arranges it where the user asks for that.
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -60,8 +58,7 @@ void arrange(const Vault& vault, Method method, Language language) {
 // Moves what the old places hold to the new ones.
 void rearrange(const Vault& vault, const Organization& target) {
   const OrganizationChange change = vault.planChange(target);
-  const std::vector<std::string> changedMeanwhile = vault.apply(change);
-  vault.adopt(target, {});  // makes the places that nothing moved to
+  const std::vector<std::string> changedMeanwhile = carryOut(vault, change);
   const auto stays = [&](const std::string& path) { return std::ranges::count(changedMeanwhile, path) > 0; };
   for (const auto& [from, to] : change.moves)
     if (!stays(from)) print("moved: {} → {}\n", safe(from), safe(to));

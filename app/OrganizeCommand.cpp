@@ -114,13 +114,6 @@ void showPlan(const OrganizationChange& change, const std::optional<Organization
   showPaths("Stays, as something of that name is there already", change.collisions);
 }
 
-// Returns what stays where it was.
-std::vector<std::string> carryOut(const Vault& vault, const OrganizationChange& change) {
-  std::vector<std::string> changedMeanwhile = vault.apply(change);
-  vault.adopt(change.target, {});  // makes the places that nothing moved to
-  return changedMeanwhile;
-}
-
 Json toJson(const OrganizationChange& change, const std::vector<std::string>& changedMeanwhile, bool isDone) {
   Json::Array moves;
   for (const auto& [from, to] : change.moves)

@@ -16,6 +16,7 @@
 #include "core/vault/MarkdownFile.h"
 #include "core/vault/MarkdownView.h"
 #include "core/vault/Note.h"
+#include "core/vault/Places.h"
 #include "core/vault/VaultSnapshot.h"
 
 namespace vesk {
@@ -106,17 +107,9 @@ std::string chatTitle(std::string_view firstWords) {
 // ---- In the vault
 
 std::string chatsFolder(const Vault& vault) {
-  const Organization organization = vault.organization().value_or(Organization::para());
-  const Organization::Place* place = organization.place(Bucket::resources);
-  const std::vector<FolderSummary> folders = vault.folders();
-  std::string resources;  // the folder that the place names, else the first of that role
-  for (const FolderSummary& each : folders) {
-    if (each.bucket != Bucket::resources || !parentPath(each.path).empty()) continue;
-    const bool isPlace = place && text::equalIgnoringCase(each.path, place->folder);
-    if (resources.empty() || isPlace) resources = each.path;
-  }
-  if (resources.empty()) resources = place ? place->folder : std::string(bucket::name(Bucket::resources));
-  for (const FolderSummary& each : folders)
+  const std::string resources =
+      placeFolder(vault, Bucket::resources).value_or(std::string(bucket::name(Bucket::resources)));
+  for (const FolderSummary& each : vault.folders())
     if (parentPath(each.path) == resources && text::equalIgnoringCase(lastComponent(each.path), folderName))
       return each.path;
   return joinPath(resources, folderName);

@@ -37,22 +37,28 @@ NoteTasks tasksOf(const Note& note) {
   return found;
 }
 
-// Without its tasks.
-CollectionSummary outlineOf(const FolderNode& folder) {
-  CollectionSummary summary{.folder = folder};
-  for (const NoteRef& note : folder.allNotes())
-    summary.lastActivity = std::max(summary.lastActivity.value_or(distantPast), note->modified);
-  return summary;
+std::optional<Timestamp> lastActivityIn(const FolderNode& folder) {
+  std::optional<Timestamp> last;
+  for (const NoteRef& note : folder.notes) last = std::max(last, std::optional(note->modified));
+  for (const FolderNode& child : folder.folders) last = std::max(last, lastActivityIn(child));
+  return last;
 }
 
-void addTasks(CollectionSummary& summary) {
-  const auto notes = summary.folder.allNotes();
+CollectionSummary summaryOf(const FolderNode& folder) {
+  CollectionSummary summary{.folder = folder, .lastActivity = lastActivityIn(folder)};
+  const auto notes = folder.allNotes();
   std::vector<NoteTasks> tasks(notes.size());
   inParallel(notes.size(), [&](std::size_t i) { tasks[i] = tasksOf(*notes[i]); });
   for (NoteTasks& each : tasks) {
     std::ranges::move(each.open, std::back_inserter(summary.openTasks));
     summary.doneTasks += each.done;
   }
+  return summary;
+}
+
+int daysBetween(Timestamp activity, Timestamp now, const Calendar& calendar) {
+  const days quiet = sys_days(calendar.day(now)) - sys_days(calendar.day(activity));
+  return std::max(0, static_cast<int>(quiet.count()));
 }
 
 // The collections that have been quiet for that many days, the most quiet first.
@@ -60,10 +66,8 @@ std::vector<CollectionSummary> quietest(Bucket role, int leastDays, const VaultS
                                         const Calendar& calendar) {
   std::vector<CollectionSummary> found;
   for (const FolderNode* folder : collectionFolders(snapshot, role)) {
-    CollectionSummary summary = outlineOf(*folder);
-    if (summary.daysQuiet(now, calendar).value_or(0) < leastDays) continue;
-    addTasks(summary);
-    found.push_back(std::move(summary));
+    const auto last = lastActivityIn(*folder);
+    if (last && daysBetween(*last, now, calendar) >= leastDays) found.push_back(summaryOf(*folder));
   }
   std::stable_sort(found.begin(), found.end(), [](const CollectionSummary& a, const CollectionSummary& b) {
     return a.lastActivity < b.lastActivity;
@@ -80,8 +84,7 @@ std::string_view name(ProjectStatus status) {
 
 std::optional<int> CollectionSummary::daysQuiet(Timestamp now, const Calendar& calendar) const {
   if (!lastActivity) return std::nullopt;
-  const days quiet = sys_days(calendar.day(now)) - sys_days(calendar.day(*lastActivity));
-  return std::max(0, static_cast<int>(quiet.count()));
+  return daysBetween(*lastActivity, now, calendar);
 }
 
 ProjectStatus CollectionSummary::status(Timestamp now, const Calendar& calendar) const {
@@ -92,10 +95,7 @@ ProjectStatus CollectionSummary::status(Timestamp now, const Calendar& calendar)
 
 std::vector<CollectionSummary> Insights::collections(Bucket role, const VaultSnapshot& snapshot) {
   std::vector<CollectionSummary> summaries;
-  for (const FolderNode* folder : collectionFolders(snapshot, role)) {
-    summaries.push_back(outlineOf(*folder));
-    addTasks(summaries.back());
-  }
+  for (const FolderNode* folder : collectionFolders(snapshot, role)) summaries.push_back(summaryOf(*folder));
   return summaries;
 }
 

@@ -52,6 +52,9 @@ struct VisibleText {
 // where they make up letters and emoji.
 VisibleText visibleText(std::string_view text);
 
+// Likewise, on one line and without the spaces around it.
+std::string visibleLine(std::string_view text);
+
 // As plainText, and without what inline styles and attributes hide: not displayed, invisible, transparent, in letters
 // of no size or in the colour of what is behind them.
 VisibleText visibleTextOfHTML(std::string_view html);

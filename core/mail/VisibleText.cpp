@@ -1,11 +1,14 @@
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
 #include "core/mail/HiddenHtml.h"
 #include "core/mail/HtmlText.h"
 #include "core/mail/MIME.h"
+#include "core/mail/MailHeader.h"
 
 namespace vesk::MIME {
 
@@ -36,9 +39,28 @@ bool isUnseen(char32_t c) {
 
 bool isSeen(char32_t c) { return !unicode::isWhitespace(c) && !isUnseen(c) && !isDirection(c); }
 
-bool isPlainAscii(std::string_view text) {
-  return text::isAscii(text) &&
-         std::none_of(text.begin(), text.end(), [](char c) { return isUnseen(static_cast<unsigned char>(c)); });
+// The characters up to U+FFFF by the first of their bytes: how many they take, or 0 where one of them shows nothing.
+std::array<std::uint8_t, 256> makeSeenSizes() {
+  std::array<std::uint8_t, 256> sizes = {};
+  for (std::size_t lead = 0; lead < 0xF0; ++lead) sizes[lead] = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : 3;
+  for (char32_t c = 0; c < 0x10000; ++c) {
+    const auto lead = static_cast<std::size_t>(c < 0x80 ? c : c < 0x800 ? 0xC0 | c >> 6 : 0xE0 | c >> 12);
+    if (isUnseen(c)) sizes[lead] = 0;
+  }
+  return sizes;
+}
+
+// The bytes at the beginning of a text that are seen, as far as they tell at a glance: nearly all there are.
+std::size_t seenLength(std::string_view text) {
+  static const std::array<std::uint8_t, 256> sizes = makeSeenSizes();
+  const auto continues = [&](std::size_t at) { return at < text.size() && (text[at] & 0xC0) == 0x80; };
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t size = sizes[static_cast<unsigned char>(text[at])];
+    if (size == 0 || (size > 1 && !continues(at + 1)) || (size > 2 && !continues(at + 2))) break;
+    at += size;
+  }
+  return at;
 }
 
 // The size of the flag at `at`: a black flag, the letters of a region as tags, and the last tag. 0 where there is none.
@@ -75,7 +97,15 @@ class Seer {
 
   VisibleText read() {
     seen_.text.reserve(text_.size());
-    for (std::size_t at = 0; at < text_.size();) at += take(at);
+    for (std::size_t at = 0; at < text_.size();) {
+      if (const std::size_t length = seenLength(text_.substr(at)); length > 0) {
+        seen_.text += text_.substr(at, length);
+        at += length;
+        before_ = unicode::decodeBefore(text_, at).value;
+      } else {
+        at += take(at);
+      }
+    }
     return std::move(seen_);
   }
 
@@ -132,10 +162,9 @@ std::string plainText(std::string_view html) {
   return html::text(html::withoutBlocks(text::withLineBreaks(html, "\n")));
 }
 
-VisibleText visibleText(std::string_view text) {
-  if (isPlainAscii(text)) return {.text = std::string(text)};
-  return Seer(text).read();
-}
+VisibleText visibleText(std::string_view text) { return Seer(text).read(); }
+
+std::string visibleLine(std::string_view text) { return text::collapseWhitespace(oneLine(visibleText(text).text)); }
 
 VisibleText visibleTextOfHTML(std::string_view html) {
   const std::string lines = text::withLineBreaks(html, "\n");

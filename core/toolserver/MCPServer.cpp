@@ -218,6 +218,7 @@ std::string MCPServer::propose(const Tool& tool, const ToolContext& context, con
                           .tool = std::string(tool.name),
                           .arguments = arguments.json().compact(),
                           .title = change.title,
+                          .titleWithoutMail = change.titleWithoutMail,
                           .notePath = change.notePath,
                           .destination = change.destination,
                           .before = change.before,

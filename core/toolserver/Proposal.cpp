@@ -19,8 +19,11 @@ struct TextField {
 };
 
 constexpr std::array textFields = {
-    TextField{"notePath", &Proposal::notePath},   TextField{"destination", &Proposal::destination},
-    TextField{"before", &Proposal::before},       TextField{"after", &Proposal::after},
+    TextField{"titleWithoutMail", &Proposal::titleWithoutMail},
+    TextField{"notePath", &Proposal::notePath},
+    TextField{"destination", &Proposal::destination},
+    TextField{"before", &Proposal::before},
+    TextField{"after", &Proposal::after},
     TextField{"vaultPath", &Proposal::vaultPath},
 };
 

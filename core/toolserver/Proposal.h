@@ -18,13 +18,14 @@ struct Proposal {
   std::string id = {};  // a UUID
   Timestamp date = distantPast;
   std::string tool = {};
-  std::string arguments = {};                   // as JSON
-  std::string title = {};                       // one line for the user: "Rename Plan to Launch plan"
-  std::optional<std::string> notePath = {};     // of the one note that it changes
-  std::optional<std::string> destination = {};  // where it moves something
-  std::optional<std::string> before = {};       // the note's whole text when it was proposed
-  std::optional<std::string> after = {};        // and as the change would leave it
-  std::optional<std::string> vaultPath = {};    // the vault it is for, absolute
+  std::string arguments = {};                        // as JSON
+  std::string title = {};                            // one line for the user: "Rename Plan to Launch plan"
+  std::optional<std::string> titleWithoutMail = {};  // see PlannedChange
+  std::optional<std::string> notePath = {};          // of the one note that it changes
+  std::optional<std::string> destination = {};       // where it moves something
+  std::optional<std::string> before = {};            // the note's whole text when it was proposed
+  std::optional<std::string> after = {};             // and as the change would leave it
+  std::optional<std::string> vaultPath = {};         // the vault it is for, absolute
 
   // From `before` to `after`, a missing text counting as empty.
   std::vector<DiffLine> diff() const;

@@ -10,6 +10,7 @@
 #include "core/toolserver/ToolArguments.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/vault/Places.h"
 #include "core/vault/VaultSearch.h"
 
 namespace vesk {
@@ -158,15 +159,7 @@ std::string ToolContext::folder(const ToolArguments& arguments, std::string_view
 
 std::string ToolContext::folderOrInbox(const ToolArguments& arguments) {
   if (arguments.optionalText("folder")) return folder(arguments, "folder", "A folder path is required.");
-  return place(Bucket::inbox).value_or(std::string(bucket::name(Bucket::inbox)));
-}
-
-std::optional<std::string> ToolContext::place(Bucket role) {
-  const auto* place = organization().place(role);
-  if (!place) return std::nullopt;
-  for (const FolderEntry& entry : Folder::open(vault_.root()).entries())
-    if (entry.kind == FileKind::folder && text::equalIgnoringCase(entry.name, place->folder)) return entry.name;
-  return place->folder;
+  return inboxFolder(vault_);
 }
 
 std::vector<std::string> ToolContext::backlinks(const Note& note) {
@@ -179,9 +172,12 @@ std::vector<std::string> ToolContext::notesShowing(const DiagramFile& diagram) c
 }
 
 void ToolContext::requireFolder(std::string_view folder) {
-  const auto isMissingPlace = [&](const Organization::Place& each) { return place(each.role) == folder; };
-  const auto& places = organization().places;
-  if (vault_.lists(folder) || std::any_of(places.begin(), places.end(), isMissingPlace)) return;
+  if (vault_.lists(folder)) return;
+  const auto topLevel = topLevelFolders(vault_);
+  const auto isMissingPlace = [&](const Organization::Place& each) {
+    return organization().folder(each.role, topLevel) == folder;
+  };
+  if (std::ranges::any_of(organization().places, isMissingPlace)) return;
   throw ToolError("That folder doesn't exist. Use list_folders to see the options.");
 }
 

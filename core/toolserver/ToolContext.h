@@ -75,9 +75,6 @@ class ToolContext {
   // The folder that the argument "folder" names; the inbox's place without it.
   std::string folderOrInbox(const ToolArguments& arguments);
 
-  // The top-level folder of that role, as it is named on disk; nullopt when the vault has no place for it.
-  std::optional<std::string> place(Bucket role);
-
   // The paths of the notes that link to this one.
   std::vector<std::string> backlinks(const Note& note);
 

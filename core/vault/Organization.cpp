@@ -136,4 +136,16 @@ std::optional<Bucket> Organization::role(std::string_view folder) const {
   return method == Method::para ? bucket::matching(folder) : std::nullopt;
 }
 
+std::optional<std::string> Organization::folder(Bucket wanted, const std::vector<std::string>& topLevel) const {
+  const Place* named = place(wanted);
+  const auto isNamed = [&](const std::string& folder) {
+    return named && text::equalIgnoringCase(folder, named->folder);
+  };
+  const auto isOfRole = [&](const std::string& folder) { return role(folder).value_or(Bucket::other) == wanted; };
+  auto found = std::find_if(topLevel.begin(), topLevel.end(), isNamed);
+  if (found == topLevel.end()) found = std::find_if(topLevel.begin(), topLevel.end(), isOfRole);
+  if (found != topLevel.end()) return *found;
+  return named ? std::optional(named->folder) : std::nullopt;
+}
+
 }  // namespace vesk

@@ -52,6 +52,10 @@ struct Organization {
   // its name carries.
   std::optional<Bucket> role(std::string_view folder) const;
 
+  // The one of the top-level folders that has a role: the one its place names, else the first. What the place names
+  // where there is none; nullopt where the vault has no place for it either.
+  std::optional<std::string> folder(Bucket role, const std::vector<std::string>& topLevel) const;
+
   bool operator==(const Organization&) const = default;
 };
 

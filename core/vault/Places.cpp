@@ -1,5 +1,6 @@
 #include "core/vault/Places.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/base/Text.h"
@@ -7,14 +8,17 @@
 
 namespace vesk {
 
-std::optional<std::string> placeFolder(const Vault& vault, Bucket role) {
-  const Organization organization = vault.organization().value_or(Organization::para());
-  const Organization::Place* place = organization.place(role);
-  if (!place) return std::nullopt;
+std::vector<std::string> topLevelFolders(const Vault& vault) {
+  std::vector<std::string> names;
   for (FolderEntry& entry : Folder::open(vault.root()).entries())
-    if (entry.kind == FileKind::folder && text::equalIgnoringCase(entry.name, place->folder))
-      return std::move(entry.name);
-  return place->folder;
+    if (entry.kind == FileKind::folder && !entry.name.starts_with('.')) names.push_back(std::move(entry.name));
+  std::sort(names.begin(), names.end(),
+            [](const std::string& a, const std::string& b) { return text::compareNames(a, b) < 0; });
+  return names;
+}
+
+std::optional<std::string> placeFolder(const Vault& vault, Bucket role) {
+  return vault.organization().value_or(Organization::para()).folder(role, topLevelFolders(vault));
 }
 
 std::string inboxFolder(const Vault& vault) {

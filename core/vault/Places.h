@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/vault/Bucket.h"
 #include "core/vault/Vault.h"
@@ -9,7 +10,10 @@
 // Where in a vault something new goes. None of these folders need be there yet.
 namespace vesk {
 
-// The top-level folder of that role, as it is named on disk; nullopt when the vault has no place for it.
+// The names of the folders at the vault's top, hidden ones left out, in the order a file browser shows them.
+std::vector<std::string> topLevelFolders(const Vault& vault);
+
+// The top-level folder of that role, see Organization::folder().
 std::optional<std::string> placeFolder(const Vault& vault, Bucket role);
 
 // Where notes wait to be filed.

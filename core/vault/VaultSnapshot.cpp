@@ -135,15 +135,9 @@ std::vector<NoteRef> VaultSnapshot::unsorted() const {
 }
 
 std::optional<std::string> VaultSnapshot::folder(Bucket bucket) const {
-  if (const auto* place = organization.place(bucket)) {
-    const auto named = [&](const FolderNode& folder) { return text::equalIgnoringCase(folder.name, place->folder); };
-    const auto present = std::find_if(root.folders.begin(), root.folders.end(), named);
-    if (present != root.folders.end()) return present->id;
-  }
-  for (const FolderNode& folder : root.folders)
-    if (folder.bucket == bucket) return folder.id;
-  const auto* place = organization.place(bucket);
-  return place ? std::optional(place->folder) : std::nullopt;
+  std::vector<std::string> topLevel;
+  for (const FolderNode& folder : root.folders) topLevel.push_back(folder.id);
+  return organization.folder(bucket, topLevel);
 }
 
 void sortMostUsedFirst(std::vector<TagCount>& tags) {

@@ -11,6 +11,7 @@
 #include "core/platform/FileError.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
+#include "core/vault/Places.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk {
@@ -231,7 +232,7 @@ PlannedChange createDiagramFile(ToolContext& context, const ToolArguments& argum
   if (title.empty()) throw ToolError("A title is required.");
   const std::string folder = arguments.optionalText("folder")
                                  ? context.folder(arguments, "folder", "A folder path is required.")
-                                 : diagramFolder(context.vault(), context.place(Bucket::resources));
+                                 : diagramFolder(context.vault(), placeFolder(context.vault(), Bucket::resources));
   diagramPath(title, folder);  // throws for a title that can't be a name
   Diagram diagram;
   const DiagramAdditions additions = diagram.apply(additionsOf(arguments.json()), context.newIDs());

@@ -8,12 +8,12 @@
 #include "core/base/Text.h"
 #include "core/base/Time.h"
 #include "core/mail/MIME.h"
-#include "core/mail/MailHeader.h"
 #include "core/platform/FileLock.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/AddedEmails.h"
 #include "core/vault/MarkdownScanner.h"
+#include "core/vault/Places.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk {
@@ -25,7 +25,7 @@ namespace {
 // The first characters of a text, in one line, without what nothing shows.
 std::string lineOf(std::string_view foreign, std::size_t characters) {
   constexpr std::size_t unitsPerCharacter = 10;  // a character may be of any length
-  const std::string line = text::collapseWhitespace(oneLine(MIME::visibleText(foreign).text));
+  const std::string line = MIME::visibleLine(foreign);
   return std::string(
       text::trimWhitespace(text::firstUnits(text::firstCharacters(line, characters), characters * unitsPerCharacter)));
 }
@@ -164,7 +164,7 @@ std::string add(ToolContext& context, const EmailNote& email, const std::string&
 
 PlannedChange addEmail(ToolContext& context, const ToolArguments& arguments) {
   const EmailNote email = noteOf(arguments);
-  const std::string folder = context.place(Bucket::inbox).value_or(std::string(bucket::name(Bucket::inbox)));
+  const std::string folder = inboxFolder(context.vault());
   PlannedChange change{.title = fmt::format("Put the email {} in {}", toolResult::quoted(email.title), folder),
                        .destination = folder};
   change.after = email.text;

@@ -6,6 +6,7 @@
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/LostLinks.h"
+#include "core/vault/Places.h"
 #include "core/vault/VaultError.h"
 
 namespace vesk {
@@ -34,7 +35,7 @@ PlannedChange createCollection(ToolContext& context, const ToolArguments& argume
                     : kind == "topic" ? Bucket::resources
                                       : Bucket::other;
   if (role == Bucket::other) throw ToolError("The kind must be project, area or topic.");
-  const auto place = context.place(role);
+  const auto place = placeFolder(context.vault(), role);
   if (!place) throw ToolError("This vault has no place for that kind. Use get_organization to see its folders.");
   return planFolder(context, name, *place, fmt::format("Create the {} {}", kind, quoted(name)));
 }

@@ -11,9 +11,8 @@
 
 #include "core/base/Text.h"
 #include "core/base/Time.h"
-#include "core/base/Unicode.h"
 #include "core/mail/MIME.h"
-#include "core/mail/MailHeader.h"
+#include "core/mail/Recipients.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/ConnectedMail.h"
@@ -31,82 +30,13 @@ using Addresses = std::vector<MailAddress>;
 
 // Without what nothing shows: users are to see all that they send.
 std::string visible(std::string_view text) { return MIME::visibleText(text).text; }
-std::string visibleLine(std::string_view text) { return text::collapseWhitespace(oneLine(visible(text))); }
 
 bool isSpaceOrControl(char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7F'; }
 
-// ---- Addresses
-
-// Beyond ASCII letters, their marks and digits: no white space, and nothing that changes what stands beside it.
-bool mayBeInAddress(char32_t c) {
-  constexpr char32_t nonJoiner = 0x200C;
-  constexpr char32_t joiner = 0x200D;
-  if (c >= 0x80) return unicode::isWord(c) && c != nonJoiner && c != joiner;
-  const char ascii = static_cast<char>(c);
-  return !isSpaceOrControl(ascii) && std::string_view("\"(),:;<>[]\\").find(ascii) == std::string_view::npos;
-}
-
-// Strict, where a reader of mail takes what it gets: what is written here is to be sent.
-bool isAddress(std::string_view text) {
-  constexpr std::size_t longestLocalPart = 64;  // bytes, RFC 5321, 4.5.3.1
-  constexpr std::size_t longestAddress = 254;   // of a path, without its brackets
-  const std::size_t at = text.find('@');
-  const bool hasLocalPart = at != std::string_view::npos && at > 0 && at <= longestLocalPart;
-  if (!hasLocalPart || at != text.rfind('@') || text.size() > longestAddress) return false;
-  for (std::size_t i = 0; i < text.size();) {
-    const unicode::CodePoint c = unicode::decode(text, i);
-    if (!mayBeInAddress(c.value)) return false;
-    i += c.length;
-  }
-  const auto labels = text::split(text.substr(at + 1), '.');
-  return std::ranges::none_of(labels, &std::string_view::empty) && visible(text) == text;
-}
-
-// Mail programs show the name alone: nobody would see where the mail goes.
-bool isAnotherAddress(std::string_view name, std::string_view address) {
-  return name.find('@') != std::string_view::npos && !text::equalIgnoringCase(name, address);
-}
-
-// The pieces between the commas that stand outside of quotes.
-std::vector<std::string_view> piecesOf(std::string_view list) {
-  std::vector<std::string_view> pieces;
-  std::size_t begin = 0;
-  bool isQuoted = false;
-  for (std::size_t i = 0; i < list.size(); ++i) {
-    if (list[i] == '\\') {
-      ++i;
-    } else if (list[i] == '"') {
-      isQuoted = !isQuoted;
-    } else if (list[i] == ',' && !isQuoted) {
-      pieces.push_back(list.substr(begin, i - begin));
-      begin = i + 1;
-    }
-  }
-  pieces.push_back(list.substr(begin));
-  return pieces;
-}
-
-// "ana@example.org", or with a name before it in "<>".
-MailAddress addressOf(std::string_view piece) {
-  const bool isOneLine = piece.find_first_of("\r\n") == std::string_view::npos;
-  const std::size_t open = piece.ends_with('>') ? piece.rfind('<') : std::string_view::npos;
-  const bool isInBrackets = open != std::string_view::npos;
-  const std::string_view address = isInBrackets ? piece.substr(open + 1, piece.size() - open - 2) : piece;
-  const Addresses read = MailAddress::list(piece);
-  const bool isSound = isOneLine && read.size() == 1 && read.front().address == address && isAddress(address);
-  MailAddress person{.name = isSound && isInBrackets ? visibleLine(read.front().name) : "",
-                     .address = std::string(address)};
-  if (!isSound || isAnotherAddress(person.name, address))
-    throw ToolError(fmt::format("{} isn't an email address.", quoted(piece)));
-  return person;
-}
+// ---- Recipients
 
 Addresses addressesOf(const ToolArguments& arguments, std::string_view key) {
-  const std::string list = arguments.optionalText(key).value_or("");
-  Addresses addresses;
-  for (const std::string_view piece : piecesOf(list))
-    if (!text::trimSpaces(piece).empty()) addresses.push_back(addressOf(text::trimSpaces(piece)));
-  return addresses;
+  return recipients::from(arguments.optionalText(key).value_or(""));
 }
 
 // Drops the addresses that are known already, and makes the others known.
@@ -138,9 +68,9 @@ Addresses answerTo(const MailDetail& mail, const std::set<std::string>& own) {
     std::erase_if(
         to, [&](const MailAddress& each) { return each.address.empty() || own.contains(text::key(each.address)); });
     for (MailAddress& each : to) {
-      if (!isAddress(each.address)) throw ToolError(badSender);
-      each.name = visibleLine(each.name);
-      if (isAnotherAddress(each.name, each.address)) each.name.clear();
+      if (!recipients::isAddress(each.address)) throw ToolError(badSender);
+      each.name = MIME::visibleLine(each.name);
+      if (recipients::isAnotherAddress(each.name, each.address)) each.name.clear();
     }
     if (!to.empty()) return to;
   }
@@ -149,7 +79,7 @@ Addresses answerTo(const MailDetail& mail, const std::set<std::string>& own) {
 
 std::string answerSubject(std::string_view subject) {
   constexpr std::string_view prefix = "Re:";
-  const std::string line = visibleLine(subject);
+  const std::string line = MIME::visibleLine(subject);
   std::string_view rest = line;
   while (text::equalIgnoringCase(rest.substr(0, prefix.size()), prefix))
     rest = text::trimSpaces(rest.substr(prefix.size()));
@@ -201,7 +131,7 @@ MailDraft draftOf(const ToolArguments& arguments) {
   draft.to = addressesOf(arguments, "to");
   draft.cc = addressesOf(arguments, "cc");
   if (draft.to.empty() && !arguments.optionalText("reply_to")) throw ToolError(recipientMissing);
-  draft.subject = visibleLine(arguments.optionalText("subject").value_or(""));
+  draft.subject = MIME::visibleLine(arguments.optionalText("subject").value_or(""));
   return draft;
 }
 
@@ -271,6 +201,7 @@ PlannedChange draftEmail(ToolContext& context, const ToolArguments& arguments) {
   draft.updated = context.surroundings().now();
   const bool mayTell = !answered || context.access().canReadEmail;
   PlannedChange change{.title = titleOf(draft)};
+  if (answered) change.titleWithoutMail = fmt::format("Draft an answer to email {}", *answeredID);
   change.after = shownDraft(draft, sender);
   change.carryOut = [&context, store, draft, sender, mayTell] {
     const std::string title = draft.subject.empty() ? fmt::format("To {}", listOf(draft.to)) : draft.subject;
@@ -345,7 +276,7 @@ std::string wordsOf(const EmailUpdate& update) {
 // What the user decides on: which email it is, and how it would be. How it is now is left out: when they have read it
 // meanwhile, it can be archived all the same.
 std::string shownUpdate(const EmailUpdate& update, const MailSummary& mail) {
-  std::string lines = fmt::format("From: {}\nSubject: {}\n", shown(mail.from), visibleLine(mail.subject));
+  std::string lines = fmt::format("From: {}\nSubject: {}\n", shown(mail.from), MIME::visibleLine(mail.subject));
   if (mail.date != distantPast) lines += fmt::format("Date: {}\n", time::iso8601(mail.date));
   if (!mail.messageID.empty()) lines += fmt::format("Message-ID: {}\n", text::collapseWhitespace(mail.messageID));
   if (update.read) lines += fmt::format("Read: {}\n", *update.read ? "yes" : "no");
@@ -393,7 +324,8 @@ PlannedChange updateEmail(ToolContext& context, const ToolArguments& arguments) 
   const std::shared_ptr<MailStore> store = connectedMail::store(context);
   const MailSummary mail = connectedMail::mail(*store, id).summary;
   const std::vector<MailChange> changes = changesOf(update, mail, *store);
-  PlannedChange change{.title = fmt::format("{}: {}", wordsOf(update), nameOf(mail))};
+  PlannedChange change{.title = fmt::format("{}: {}", wordsOf(update), nameOf(mail)),
+                       .titleWithoutMail = fmt::format("{}: email {}", wordsOf(update), id)};
   change.after = shownUpdate(update, mail);
   change.changesNothing = changes.empty();
   change.carryOut = [&context, store, update, mail, changes] {
@@ -405,27 +337,10 @@ PlannedChange updateEmail(ToolContext& context, const ToolArguments& arguments) 
   return change;
 }
 
-constexpr std::string_view draftEmailName = "draft_email";
-constexpr std::string_view updateEmailName = "update_email";
-
 }  // namespace
 
-std::optional<std::string> titleWithoutMail(const Proposal& proposal) {
-  if (proposal.tool != draftEmailName && proposal.tool != updateEmailName) return std::nullopt;
-  try {
-    Json values = Json::parse(proposal.arguments);
-    const ToolArguments arguments(values.object() ? std::move(*values.object()) : Json::Object());
-    if (proposal.tool == updateEmailName)
-      return fmt::format("{}: email {}", wordsOf(updateOf(arguments)), arguments.text("id", connectedMail::idMissing));
-    const auto answered = arguments.optionalText("reply_to");
-    return answered ? std::optional(fmt::format("Draft an answer to email {}", *answered)) : std::nullopt;
-  } catch (const Error&) {
-    return "Change an email";  // nothing that Vesk wrote
-  }
-}
-
 Tool draftEmailTool() {
-  return {draftEmailName,
+  return {"draft_email",
           "Save an email as a draft in Vesk. Nothing is sent: only the user can send it, from the Mail screen.",
           {{"to", "string", "Addresses, separated by commas. Optional in a reply."},
            {"cc", "string", "Addresses, separated by commas."},
@@ -439,7 +354,7 @@ Tool draftEmailTool() {
 }
 
 Tool updateEmailTool() {
-  return {updateEmailName,
+  return {"update_email",
           "Mark an email read or flagged, or move it to the inbox, archive or trash. The user can undo this in Vesk.",
           {{"id", "string", "An id from list_emails or search_emails.", true},
            {"read", "boolean"},

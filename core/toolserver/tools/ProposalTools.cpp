@@ -2,16 +2,14 @@
 
 #include "core/base/Time.h"
 #include "core/toolserver/ToolResult.h"
-#include "core/toolserver/tools/MailChangeTools.h"
 
 namespace vesk {
 
 namespace {
 
 // What the user reads may tell of an email that the assistant may not read.
-std::string titleFor(const AIAccess& access, const Proposal& proposal) {
-  const auto withoutMail = access.canReadEmail ? std::nullopt : titleWithoutMail(proposal);
-  return withoutMail.value_or(proposal.title);
+const std::string& titleFor(const AIAccess& access, const Proposal& proposal) {
+  return proposal.titleWithoutMail && !access.canReadEmail ? *proposal.titleWithoutMail : proposal.title;
 }
 
 std::string listProposals(ToolContext& context, const ToolArguments& arguments) {

@@ -8,6 +8,7 @@
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/NewNote.h"
+#include "core/vault/Places.h"
 
 namespace vesk {
 
@@ -19,7 +20,7 @@ PlannedChange addSource(ToolContext& context, const ToolArguments& arguments) {
   const std::string title = newNoteTitle(arguments);
   const std::string text = arguments.text("text", textMissing);
   if (text::trimWhitespace(text).empty()) throw ToolError(textMissing);
-  const auto folder = context.place(Bucket::sources);
+  const auto folder = placeFolder(context.vault(), Bucket::sources);
   if (!folder) throw ToolError("This vault has no folder for sources. Use get_organization to see its folders.");
   return planNewNote(context, fmt::format("Save the source {} in {}", toolResult::quoted(title), *folder),
                      {.title = title, .body = text, .folder = *folder});
