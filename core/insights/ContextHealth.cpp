@@ -40,6 +40,21 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
+// The note's links that stand in code only, where what looks like a link may be none: "[[ -f $file ]]".
+std::vector<std::string> linksOnlyInCode(const Note& note) {
+  if (note.links.empty() || note.body.find('`') == std::string::npos) return {};
+  std::vector<std::string_view> inProse;
+  for (const std::string_view piece : markdown::prosePieces(note.body)) {
+    markdown::LinkScanner scanner(piece);
+    while (const auto link = scanner.next()) inProse.push_back(link->target);
+  }
+  std::sort(inProse.begin(), inProse.end());
+  std::vector<std::string> inCode;
+  for (const std::string_view link : note.links)
+    if (!std::ranges::binary_search(inProse, link)) inCode.emplace_back(link);
+  return inCode;
+}
+
 // What is asked of the notes' texts, so that a scan need not hold them all.
 class Texts {
  public:
@@ -50,12 +65,14 @@ class Texts {
 
   // Looks at a note that has its body. May be called from several threads.
   void add(const Note& note) {
-    const Facts facts = {text::trimWhitespace(note.body).empty(), beginningMark(note.body)};
+    Facts facts = {text::trimWhitespace(note.body).empty(), beginningMark(note.body), linksOnlyInCode(note)};
     const std::lock_guard lock(mutex_);
-    facts_.emplace(&note, facts);
+    facts_.emplace(&note, std::move(facts));
   }
 
   bool isEmpty(const Note& note) const { return facts_.at(&note).isEmpty; }
+
+  const std::vector<std::string>& linksInCode(const Note& note) const { return facts_.at(&note).linksInCode; }
 
   SameNotes same(const Notes& notes) const {
     std::vector<std::size_t> marks;
@@ -67,6 +84,7 @@ class Texts {
   struct Facts {
     bool isEmpty = false;
     std::size_t mark = 0;
+    std::vector<std::string> linksInCode = {};
   };
 
   BodyOf bodyOf_;
@@ -97,23 +115,7 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-// Whether some of the note's links may be none: code may hold what looks like a link, such as "[[ -f $file ]]".
-bool mayLinkInCode(const Note& note) { return !note.links.empty() && note.body.find('`') != std::string::npos; }
-
-// Leaves those of the sorted targets that stand in the note's prose.
-void keepProse(std::vector<std::string_view>& targets, const Note& note) {
-  if (!mayLinkInCode(note)) return;
-  std::vector<std::string_view> inProse;
-  for (const std::string_view piece : markdown::prosePieces(note.body)) {
-    markdown::LinkScanner scanner(piece);
-    while (const auto link = scanner.next())
-      if (std::ranges::binary_search(targets, link->target)) inProse.push_back(link->target);
-  }
-  sortOnce(inProse);
-  targets = std::move(inProse);
-}
-
-Links followLinks(const VaultSnapshot& snapshot) {
+Links followLinks(const VaultSnapshot& snapshot, const Texts& texts) {
   const LinkIndex index(snapshot);
   const std::size_t count = snapshot.notes.size();
   Links links{std::vector<std::vector<std::string_view>>(count), std::vector<bool>(count)};
@@ -127,9 +129,13 @@ Links followLinks(const VaultSnapshot& snapshot) {
       const auto isFile = [&] { return link.find('.') != std::string_view::npos; };
       if (!destination.exists && !isFile()) broken.push_back(link);
     }
-    if (!isExamined(note)) broken.clear();
-    sortOnce(broken);
-    if (!broken.empty()) keepProse(broken, note);
+    if (!broken.empty() && isExamined(note)) {
+      sortOnce(broken);
+      const auto& inCode = texts.linksInCode(note);
+      std::erase_if(broken, [&](std::string_view link) { return std::ranges::find(inCode, link) != inCode.end(); });
+    } else {
+      broken.clear();
+    }
   });
   for (std::size_t i = 0; i < count; ++i) links.isLinked[i] = isNamed[index.firstNamedLike(i)];
   return links;
@@ -265,7 +271,7 @@ void addEmpty(const Notes& notes, const Texts& texts, Issues& issues) {
     if (texts.isEmpty(*note)) issues.push_back(issue(Kind::empty, *note, "It has no text."));
 }
 
-// The notes that have to be examined are among the texts, and those that may link in code have their bodies.
+// The notes that have to be examined are among the texts.
 Issues issuesOf(const VaultSnapshot& snapshot, const Texts& texts, Timestamp now) {
   const Notes notes = examinedNotes(snapshot);
   Issues broken;
@@ -280,7 +286,7 @@ Issues issuesOf(const VaultSnapshot& snapshot, const Texts& texts, Timestamp now
   });
   jobs.add([&] { addDuplicates(notes, texts, duplicates); });
   jobs.add([&] {
-    const Links links = followLinks(snapshot);
+    const Links links = followLinks(snapshot, texts);
     addBrokenLinks(snapshot, links, broken);
     addIsolated(snapshot, links, isolated);
   });
@@ -314,7 +320,7 @@ std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now
   });
   const VaultSnapshot snapshot = vault.survey({.keepsBody = [&](const Note& note) {
     if (isExamined(note)) texts.add(note);
-    return mayLinkInCode(note);
+    return false;
   }});
   return issuesOf(snapshot, texts, now);
 }
