@@ -98,7 +98,9 @@ std::optional<IMAPMessage> message(std::vector<IMAPValue>&& items) {
     const bool isText = value.kind == Kind::literal || value.kind == Kind::string;
     if (key == "UID") message.uid = number<std::uint32_t>(value.bytes).value_or(0);
     if (key == "FLAGS") message.flags = texts(value);
-    if (key.starts_with("BODY[") && isText) message.body = std::move(value.bytes);
+    if (key == "RFC822.SIZE") message.size = number<std::size_t>(value.bytes);
+    // "BODY[HEADER.FIELDS (MESSAGE-ID)]" is read as three values.
+    if ((key.starts_with("BODY[") || key == "]") && isText) message.body = std::move(value.bytes);
   }
   return message.uid == 0 ? std::nullopt : std::optional(std::move(message));
 }
@@ -172,6 +174,13 @@ std::vector<IMAPMessage> imap::messages(std::vector<IMAPResponse>&& responses, c
     if (auto each = message(std::move(values[3].values))) read.push_back(std::move(*each));
   }
   return read;
+}
+
+bool imap::tellComingOrGoing(const std::vector<IMAPResponse>& responses) {
+  return std::any_of(responses.begin(), responses.end(), [](const IMAPResponse& response) {
+    const Untagged line(response);
+    return line.number && (line.is("EXISTS") || line.is("EXPUNGE"));
+  });
 }
 
 bool imap::tellChange(const std::vector<IMAPResponse>& responses) {

@@ -33,7 +33,8 @@ struct IMAPSelection {
 struct IMAPMessage {
   std::uint32_t uid = 0;
   std::vector<std::string> flags = {};   // as sent
-  std::optional<std::string> body = {};  // the whole message, or its first bytes when a limit was asked for
+  std::optional<std::string> body = {};  // the whole message, or what was asked for of it
+  std::optional<std::size_t> size = {};  // bytes of the whole message, when that was asked for
   bool operator==(const IMAPMessage&) const = default;
 
   bool isRead() const;
@@ -57,6 +58,9 @@ std::vector<std::uint32_t> found(const std::vector<IMAPResponse>& responses);
 
 // Those of FETCH responses that tell their UID.
 std::vector<IMAPMessage> messages(std::vector<IMAPResponse>&& responses, const IMAPLimits& limits);
+
+// True when one of them is EXISTS or EXPUNGE.
+bool tellComingOrGoing(const std::vector<IMAPResponse>& responses);
 
 // True when one of them is EXISTS, EXPUNGE or FETCH.
 bool tellChange(const std::vector<IMAPResponse>& responses);

@@ -81,7 +81,9 @@ void IMAPClient::login(std::string_view username, std::string_view password) {
 
 std::vector<IMAPResponse> IMAPClient::run(const IMAPCommand& command) {
   IMAPAnswer answer = dialogue_.answer(command);
-  if (!answer.isOK) throw failure(answer.text);
+  hasNews_ = hasNews_ || imap::tellComingOrGoing(answer.untagged);
+  // What is no more there is left out of the answer (RFC 5530, 3).
+  if (!answer.isOK && !beginsWith(answer.text, "[EXPUNGEISSUED]")) throw failure(answer.text);
   return std::move(answer.untagged);
 }
 
@@ -91,7 +93,9 @@ std::vector<IMAPFolder> IMAPClient::folders() {
 }
 
 IMAPSelection IMAPClient::select(std::string_view path, bool readOnly) {
-  return imap::selection(run(command(readOnly ? "EXAMINE" : "SELECT").string(path)));
+  const IMAPSelection selection = imap::selection(run(command(readOnly ? "EXAMINE" : "SELECT").string(path)));
+  hasNews_ = false;
+  return selection;
 }
 
 std::vector<std::uint32_t> IMAPClient::uids(Day since) {
@@ -107,6 +111,18 @@ std::vector<IMAPMessage> IMAPClient::flags(const std::vector<std::uint32_t>& uid
   return fetch(uids, "(UID FLAGS)");
 }
 
+std::vector<IMAPMessage> IMAPClient::flags(std::size_t firstPlace, std::size_t lastPlace) {
+  return fetch(command("FETCH").word(fmt::format("{}:{}", firstPlace, lastPlace)).word("(UID FLAGS)"));
+}
+
+std::vector<IMAPMessage> IMAPClient::sizes(const std::vector<std::uint32_t>& uids) {
+  return fetch(uids, "(UID RFC822.SIZE)");
+}
+
+std::vector<IMAPMessage> IMAPClient::messageIDs(const std::vector<std::uint32_t>& uids) {
+  return fetch(uids, "(UID BODY.PEEK[HEADER.FIELDS (MESSAGE-ID)])");
+}
+
 std::vector<IMAPMessage> IMAPClient::bodies(const std::vector<std::uint32_t>& uids, std::optional<std::size_t> limit) {
   const std::string part = limit ? fmt::format("<0.{}>", *limit) : "";
   std::vector<IMAPMessage> messages = fetch(uids, fmt::format("(UID FLAGS BODY.PEEK[]{})", part));
@@ -118,11 +134,15 @@ std::vector<IMAPMessage> IMAPClient::bodies(const std::vector<std::uint32_t>& ui
 std::vector<IMAPMessage> IMAPClient::fetch(const std::vector<std::uint32_t>& uids, std::string_view items) {
   std::vector<IMAPMessage> messages;
   for (const std::string& set : imap::uidSets(uids)) {
-    auto responses = run(command("UID FETCH").word(set).word(items));
-    auto more = dialogue_.guarded([&] { return imap::messages(std::move(responses), dialogue_.limits()); });
+    auto more = fetch(command("UID FETCH").word(set).word(items));
     std::move(more.begin(), more.end(), std::back_inserter(messages));
   }
   return messages;
+}
+
+std::vector<IMAPMessage> IMAPClient::fetch(const IMAPCommand& command) {
+  auto responses = run(command);
+  return dialogue_.guarded([&] { return imap::messages(std::move(responses), dialogue_.limits()); });
 }
 
 void IMAPClient::setFlag(const std::string& flag, bool on, const std::vector<std::uint32_t>& uids) {
@@ -132,31 +152,36 @@ void IMAPClient::setFlag(const std::string& flag, bool on, const std::vector<std
 
 void IMAPClient::move(const std::vector<std::uint32_t>& uids, std::string_view target) {
   for (const std::string& set : imap::uidSets(uids)) {
-    if (capabilities_.contains("MOVE")) {
-      run(command("UID MOVE").word(set).string(target));
-      continue;
-    }
-    run(command("UID COPY").word(set).string(target));
-    run(command("UID STORE").word(set).word("+FLAGS.SILENT (\\Deleted)"));
-    if (capabilities_.contains("UIDPLUS"))
-      run(command("UID EXPUNGE").word(set));
-    else
-      run(command("EXPUNGE"));
+    const bool canMove = capabilities_.contains("MOVE");
+    run(command(canMove ? "UID MOVE" : "UID COPY").word(set).string(target));
+    if (!canMove) remove(set);
   }
+}
+
+void IMAPClient::remove(const std::vector<std::uint32_t>& uids) {
+  for (const std::string& set : imap::uidSets(uids)) remove(set);
+}
+
+void IMAPClient::remove(const std::string& uidSet) {
+  run(command("UID STORE").word(uidSet).word("+FLAGS.SILENT (\\Deleted)"));
+  if (capabilities_.contains("UIDPLUS"))
+    run(command("UID EXPUNGE").word(uidSet));
+  else
+    run(command("EXPUNGE"));
 }
 
 void IMAPClient::append(std::string_view message, std::string_view folder, const std::vector<std::string>& flags) {
   run(command("APPEND").string(folder).word(imap::flagList(flags)).literal(message));
 }
 
-bool IMAPClient::idle(std::chrono::milliseconds time) {
+bool IMAPClient::idle(std::chrono::milliseconds time, const IMAPInterrupt& interrupt) {
   const auto now = IMAPDialogue::Clock::now();
   if (capabilities_.contains("IDLE")) {
-    const IMAPAnswer answer = dialogue_.idle(now + time);
+    const IMAPAnswer answer = dialogue_.idle(now + time, interrupt);
     if (!answer.isOK) throw failure(answer.text);
     return imap::tellChange(answer.untagged);
   }
-  dialogue_.waitForBytes(now + std::min<std::chrono::milliseconds>(time, longestSleep));
+  dialogue_.waitForBytes(now + std::min<std::chrono::milliseconds>(time, longestSleep), interrupt);
   return imap::tellChange(run(command("NOOP")));
 }
 

@@ -32,6 +32,9 @@ class IMAPClient {
   // insecureServer when it can't do TLS, or others could read the password along.
   void start(std::string_view username, std::string_view password, MailSecurity security);
 
+  // False once the connection is closed: no call succeeds any more.
+  bool isOpen() const { return dialogue_.isOpen(); }
+
   // What the server can do, in upper case: "IDLE".
   const std::set<std::string>& capabilities() const { return capabilities_; }
 
@@ -47,6 +50,15 @@ class IMAPClient {
   // Of the messages that are still there. Many UIDs take several commands.
   std::vector<IMAPMessage> flags(const std::vector<std::uint32_t>& uids);
 
+  // Of the messages in those places of the folder, of which select() has told the last one: they are counted from 1, by
+  // ascending UID. At most 10,000 at once.
+  std::vector<IMAPMessage> flags(std::size_t firstPlace, std::size_t lastPlace);
+
+  std::vector<IMAPMessage> sizes(const std::vector<std::uint32_t>& uids);
+
+  // With the header field Message-ID, as it stands there, for their body.
+  std::vector<IMAPMessage> messageIDs(const std::vector<std::uint32_t>& uids);
+
   // With their text, which isn't marked as read by that, or the first `limit` bytes of it. What is asked for at once
   // has to fit IMAPLimits::answer.
   std::vector<IMAPMessage> bodies(const std::vector<std::uint32_t>& uids, std::optional<std::size_t> limit = {});
@@ -57,11 +69,17 @@ class IMAPClient {
   // On a server without MOVE and UIDPLUS, whatever else is marked as deleted in the folder goes as well.
   void move(const std::vector<std::uint32_t>& uids, std::string_view target);
 
+  // For good. On a server without UIDPLUS, whatever else is marked as deleted in the folder goes as well.
+  void remove(const std::vector<std::uint32_t>& uids);
+
   void append(std::string_view message, std::string_view folder, const std::vector<std::string>& flags);
+
+  // True when messages came or went in the selected folder since select(). The server won't tell of it again.
+  bool hasNews() const { return hasNews_; }
 
   // Waits for a change in the selected folder; on a server without IDLE, for two minutes at most. True when there was
   // one.
-  bool idle(std::chrono::milliseconds time);
+  bool idle(std::chrono::milliseconds time, const IMAPInterrupt& interrupt = {});
 
   // Takes its leave and closes the connection.
   void close() noexcept { dialogue_.close(); }
@@ -72,10 +90,13 @@ class IMAPClient {
   void login(std::string_view username, std::string_view password);
   IMAPCommand command(std::string_view text) { return dialogue_.command(text); }
   std::vector<IMAPResponse> run(const IMAPCommand& command);
+  void remove(const std::string& uidSet);
   std::vector<IMAPMessage> fetch(const std::vector<std::uint32_t>& uids, std::string_view items);
+  std::vector<IMAPMessage> fetch(const IMAPCommand& command);
 
   IMAPDialogue dialogue_;
   std::set<std::string> capabilities_;
+  bool hasNews_ = false;
 };
 
 }  // namespace vesk

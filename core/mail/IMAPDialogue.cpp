@@ -36,13 +36,13 @@ IMAPAnswer IMAPDialogue::answer(const IMAPCommand& command) {
   return answer;
 }
 
-IMAPAnswer IMAPDialogue::idle(Clock::time_point deadline) {
+IMAPAnswer IMAPDialogue::idle(Clock::time_point deadline, const IMAPInterrupt& interrupt) {
   const IMAPCommand idle = command("IDLE");
   IMAPAnswer answer;
   charged_ = 0;
   sendLine(idle.parts().front().line.view());
   if (!isAskedForMore(answer, idle.tag())) return answer;
-  while (!imap::tellChange(answer.untagged) && waitForBytes(deadline)) {
+  while (!imap::tellChange(answer.untagged) && waitForBytes(deadline, interrupt)) {
     answer.untagged.clear();
     charged_ = 0;
     if (readInto(answer, idle.tag()) == Sort::status) return answer;
@@ -133,6 +133,13 @@ bool IMAPDialogue::waitForBytes(Clock::time_point deadline) {
   return true;
 }
 
+bool IMAPDialogue::waitForBytes(Clock::time_point deadline, const IMAPInterrupt& interrupt) {
+  if (!interrupt.isDue) return waitForBytes(deadline);
+  while (Clock::now() < deadline && !interrupt.isDue())
+    if (waitForBytes(std::min<Clock::time_point>(deadline, Clock::now() + interrupt.every))) return true;
+  return false;
+}
+
 void IMAPDialogue::receiveInTime() {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
   if (left.count() <= 0) drop(MailError::timedOut());
@@ -171,12 +178,17 @@ void IMAPDialogue::close() noexcept {
   } catch (const std::exception&) {
     // The connection is gone already.
   }
-  connection_->close();
+  shut();
 }
 
 void IMAPDialogue::drop(const MailError& error) {
-  connection_->close();
+  shut();
   throw error;
+}
+
+void IMAPDialogue::shut() noexcept {
+  isOpen_ = false;
+  connection_->close();
 }
 
 }  // namespace vesk

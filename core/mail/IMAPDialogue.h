@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -23,6 +24,12 @@ struct IMAPAnswer {
   std::string text = {};  // what follows OK, NO or BAD
 };
 
+// What else may end a wait for the server.
+struct IMAPInterrupt {
+  std::function<bool()> isDue = {};                           // empty: nothing may
+  std::chrono::milliseconds every = std::chrono::seconds(1);  // it is asked
+};
+
 // Commands there and answers back, over one connection. Knows how IMAP is written, and nothing of what it is about.
 // Throws MailError when there is no answer, or none within the limits; the connection is closed then.
 class IMAPDialogue {
@@ -34,6 +41,7 @@ class IMAPDialogue {
 
   const IMAPLimits& limits() const { return limits_; }
   bool isPrivate() const { return connection_->isPrivate(); }
+  bool isOpen() const { return isOpen_; }
 
   // The next response, whatever it is.
   IMAPResponse response();
@@ -45,10 +53,11 @@ class IMAPDialogue {
   IMAPAnswer answer(const IMAPCommand& command);
 
   // Sends IDLE (RFC 2177) and ends it when a response tells of a change, at the deadline at the latest.
-  IMAPAnswer idle(Clock::time_point deadline);
+  IMAPAnswer idle(Clock::time_point deadline, const IMAPInterrupt& interrupt = {});
 
   // True when the server has said something that wasn't read yet; waits for that until the deadline.
   bool waitForBytes(Clock::time_point deadline);
+  bool waitForBytes(Clock::time_point deadline, const IMAPInterrupt& interrupt);
 
   // Turns the connection to TLS. insecureServer when the server has said more than was read.
   void startTLS();
@@ -62,7 +71,7 @@ class IMAPDialogue {
     try {
       return action();
     } catch (...) {
-      connection_->close();
+      shut();
       throw;
     }
   }
@@ -80,10 +89,12 @@ class IMAPDialogue {
   void receiveInTime();
   void sendLine(std::string_view text);
   void send(std::string_view bytes);
+  void shut() noexcept;
 
   std::unique_ptr<MailConnection> connection_;
   const IMAPLimits limits_;
   MailBuffer buffer_;
+  bool isOpen_ = true;
   unsigned counter_ = 0;        // of commands
   std::size_t charged_ = 0;     // of limits_.answer, by the current command
   Clock::time_point deadline_;  // of the response that is being read

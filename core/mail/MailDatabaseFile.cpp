@@ -46,6 +46,15 @@ CREATE TABLE IF NOT EXISTS messages (
 CREATE INDEX IF NOT EXISTS messages_by_date ON messages (account, folder, date DESC);
 CREATE VIRTUAL TABLE IF NOT EXISTS message_search USING fts5(subject, sender, body, tokenize = 'unicode61 remove_diacritics 2');
 CREATE TABLE IF NOT EXISTS drafts (id TEXT PRIMARY KEY, account TEXT NOT NULL, json TEXT NOT NULL, updated REAL NOT NULL);
+CREATE TABLE IF NOT EXISTS outbox (
+    id TEXT PRIMARY KEY,
+    account TEXT NOT NULL,
+    json TEXT NOT NULL,
+    message_id TEXT NOT NULL,
+    text TEXT NOT NULL,
+    begun REAL NOT NULL,
+    is_sent INTEGER NOT NULL
+);
 CREATE TABLE IF NOT EXISTS changes (id INTEGER PRIMARY KEY, account TEXT NOT NULL, json TEXT NOT NULL);
 )";
 

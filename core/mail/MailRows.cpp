@@ -60,30 +60,34 @@ MailDetail detail(const MailDatabase::Rows& row, std::size_t& skipped) {
           .references = row.text(18)};
 }
 
-bool insert(MailDatabase& database, const MailRecord& record, std::string_view accountID, std::string_view path) {
-  const ParsedMail& mail = record.mail;
+VisibleMail::VisibleMail(const ParsedMail& mail) {
   const MailAddress from = mail.from.value_or(MailAddress());
-  const StorableText subject(mail.subject);
-  const StorableText name(from.name);
-  const StorableText address(from.address);
   const StorableText plain(mail.text);
   const StorableText html(mail.html);
-  const std::string body = MIME::visibleBody(plain.text(), html.text()).text;
+  subject = visible(StorableText(mail.subject).text());
+  sender = visible(fmt::format("{} {}", StorableText(from.name).text(), StorableText(from.address).text()));
+  body = MIME::visibleBody(plain.text(), html.text()).text;
   const bool isPlain = !MIME::isReadAsHTML(plain.text(), html.text());
+  snippet = isPlain ? MIME::snippet(body, snippetLength) : MIME::snippetOfText(body, snippetLength);
+}
+
+bool insert(MailDatabase& database, const MailRecord& record, const VisibleMail& seen, std::string_view accountID,
+            std::string_view path) {
+  const ParsedMail& mail = record.mail;
+  const MailAddress from = mail.from.value_or(MailAddress());
   const auto id = database.integer(
       "INSERT OR IGNORE INTO messages (account, folder, uid, message_id, subject, from_name, from_address, date, "
       "snippet, is_read, is_flagged, has_attachments, recipients, text, html, attachments, in_reply_to, refs) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING id",
-      accountID, path, record.uid, StorableText(mail.messageID).text(), subject.text(), name.text(), address.text(),
-      mailSeconds(mail.date.value_or(distantPast)),
-      isPlain ? MIME::snippet(body, snippetLength) : MIME::snippetOfText(body, snippetLength), record.isRead,
-      record.isFlagged, !mail.attachments.empty(),
-      toJson(MailRecipients{.to = mail.to, .cc = mail.cc, .replyTo = mail.replyTo}).compact(), plain.text(),
-      html.text(), toJson(mail.attachments).compact(), StorableText(mail.inReplyTo).text(),
-      StorableText(mail.references).text());
+      accountID, path, record.uid, StorableText(mail.messageID).text(), StorableText(mail.subject).text(),
+      StorableText(from.name).text(), StorableText(from.address).text(), mailSeconds(mail.date.value_or(distantPast)),
+      seen.snippet, record.isRead, record.isFlagged, !mail.attachments.empty(),
+      toJson(MailRecipients{.to = mail.to, .cc = mail.cc, .replyTo = mail.replyTo}).compact(),
+      StorableText(mail.text).text(), StorableText(mail.html).text(), toJson(mail.attachments).compact(),
+      StorableText(mail.inReplyTo).text(), StorableText(mail.references).text());
   if (!id) return false;
-  database.run("INSERT INTO message_search (rowid, subject, sender, body) VALUES (?, ?, ?, ?)", *id,
-               visible(subject.text()), visible(fmt::format("{} {}", name.text(), address.text())), body);
+  database.run("INSERT INTO message_search (rowid, subject, sender, body) VALUES (?, ?, ?, ?)", *id, seen.subject,
+               seen.sender, seen.body);
   return true;
 }
 

@@ -41,8 +41,20 @@ std::optional<Value> decoded(std::string_view text, std::optional<Value> (*from)
   return value;
 }
 
+// What a list shows of a message, and what the index holds of it: what a reader sees. Most of the work of storing one,
+// and nothing the database is needed for.
+struct VisibleMail {
+  explicit VisibleMail(const ParsedMail& mail);
+
+  std::string snippet = {};
+  std::string subject = {};
+  std::string sender = {};
+  std::string body = {};
+};
+
 // Inserts a message with its row of the index. False, and nothing done, when it is stored already.
-bool insert(MailDatabase& database, const MailRecord& record, std::string_view accountID, std::string_view path);
+bool insert(MailDatabase& database, const MailRecord& record, const VisibleMail& seen, std::string_view accountID,
+            std::string_view path);
 
 // Deletes the messages that meet a condition, with their rows of the index.
 template <typename... Values>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <tuple>
+#include <unordered_map>
 
 #include <fmt/format.h>
 
@@ -12,6 +13,7 @@
 #include "core/mail/MailDatabaseFile.h"
 #include "core/mail/MailJson.h"
 #include "core/mail/MailRows.h"
+#include "core/platform/Parallel.h"
 
 namespace vesk {
 
@@ -107,10 +109,49 @@ void queueIn(MailDatabase& database, const MailChange& change) {
   database.run("INSERT INTO changes (account, json) VALUES (?, ?)", change.accountID, toJson(change).compact());
 }
 
+// What the queue makes of a message.
+struct QueuedFlags {
+  std::optional<bool> isRead = {};
+  std::optional<bool> isFlagged = {};
+};
+
+// By the UIDs of a folder's messages.
+std::unordered_map<std::uint32_t, QueuedFlags> queuedFlags(MailDatabase& database, std::string_view accountID,
+                                                           std::string_view path, std::size_t& skipped) {
+  std::unordered_map<std::uint32_t, QueuedFlags> queued;
+  auto rows = database.rows("SELECT json FROM changes WHERE account = ? ORDER BY id", accountID);
+  for (const MailChange& change : decodedRows(std::move(rows), mailChangeFrom, skipped)) {
+    if (change.folder != path || !change.uid) continue;
+    if (change.kind == MailChange::Kind::read) queued[*change.uid].isRead = change.isOn;
+    if (change.kind == MailChange::Kind::flagged) queued[*change.uid].isFlagged = change.isOn;
+  }
+  return queued;
+}
+
 // Whether a draft says what another does, whenever the two were saved.
 bool saysTheSame(MailDraft draft, const MailDraft& other) {
   draft.updated = other.updated;
   return draft == other;
+}
+
+// The JSON of a draft as it is stored, as long as it says what this one does.
+std::optional<Json> storedAs(MailDatabase& database, const MailDraft& draft) {
+  auto stored = firstJson(database.rows("SELECT json FROM drafts WHERE id = ?", draft.id));
+  const auto now = stored ? mailDraftFrom(*stored) : std::nullopt;
+  return now && saysTheSame(*now, draft) ? std::move(stored) : std::nullopt;
+}
+
+constexpr std::string_view outboxColumns = "SELECT json, message_id, text, begun, is_sent FROM outbox";
+
+std::optional<OutboxMail> outboxMailOf(const MailDatabase::Rows& row, std::size_t& skipped) {
+  auto draft = mailRows::decoded(row.text(0), mailDraftFrom, skipped);
+  if (!draft) return std::nullopt;
+  return OutboxMail{std::move(*draft), row.text(1), row.text(2), mailMoment(row.real(3)), row.boolean(4)};
+}
+
+std::optional<OutboxMail> outboxMailIn(MailDatabase& database, std::string_view draftID, std::size_t& skipped) {
+  auto rows = database.rows(fmt::format("{} WHERE id = ?", outboxColumns), draftID);
+  return rows.next() ? outboxMailOf(rows, skipped) : std::nullopt;
 }
 
 std::int64_t rowCount(std::size_t count) {
@@ -151,7 +192,7 @@ void MailStore::remove(std::string_view accountID) {
   const std::lock_guard lock(mutex_);
   database_.transaction([&] {
     mailRows::remove(database_, "account = ?", accountID);
-    for (const char* table : {"folders", "drafts", "changes"})
+    for (const char* table : {"folders", "drafts", "outbox", "changes"})
       database_.run(fmt::format("DELETE FROM {} WHERE account = ?", table), accountID);
     database_.run("DELETE FROM accounts WHERE id = ?", accountID);
   });
@@ -264,18 +305,36 @@ std::size_t MailStore::insert(const std::vector<MailRecord>& records, std::strin
   const std::lock_guard lock(mutex_);
   std::size_t inserted = 0;
   database_.transaction([&] {
-    for (const MailRecord& record : records)
-      if (mailRows::insert(database_, record, accountID, path)) ++inserted;
+    constexpr std::size_t batch = 256;  // made ready at once; few, as each is held twice meanwhile
+    for (std::size_t begin = 0; begin < records.size(); begin += batch) {
+      std::vector<std::optional<mailRows::VisibleMail>> seen(std::min(batch, records.size() - begin));
+      inParallel(seen.size(), [&](std::size_t i) { seen[i].emplace(records[begin + i].mail); });
+      for (std::size_t i = 0; i < seen.size(); ++i)
+        if (mailRows::insert(database_, records[begin + i], *seen[i], accountID, path)) ++inserted;
+    }
   });
   return inserted;
+}
+
+std::vector<MailFlags> MailStore::flags(std::string_view accountID, std::string_view path) const {
+  const std::lock_guard lock(mutex_);
+  std::vector<MailFlags> flags;
+  auto rows = database_.rows(
+      "SELECT uid, is_read, is_flagged FROM messages WHERE account = ? AND folder = ? ORDER BY uid", accountID, path);
+  while (rows.next()) flags.push_back({static_cast<std::uint32_t>(rows.integer(0)), rows.boolean(1), rows.boolean(2)});
+  return flags;
 }
 
 void MailStore::updateFlags(const std::vector<MailFlags>& flags, std::string_view accountID, std::string_view path) {
   const std::lock_guard lock(mutex_);
   database_.transaction([&] {
+    const auto queued = queuedFlags(database_, accountID, path, skipped_);
     for (const MailFlags& message : flags) {
+      const auto own = queued.find(message.uid);
+      const QueuedFlags pending = own == queued.end() ? QueuedFlags{} : own->second;
       database_.run("UPDATE messages SET is_read = ?, is_flagged = ? WHERE account = ? AND folder = ? AND uid = ?",
-                    message.isRead, message.isFlagged, accountID, path, message.uid);
+                    pending.isRead.value_or(message.isRead), pending.isFlagged.value_or(message.isFlagged), accountID,
+                    path, message.uid);
     }
   });
 }
@@ -453,12 +512,65 @@ bool MailStore::remove(const MailDraft& draft) {
   const std::lock_guard lock(mutex_);
   bool isRemoved = false;
   database_.transaction([&] {
-    const auto stored = firstJson(database_.rows("SELECT json FROM drafts WHERE id = ?", draft.id));
-    const auto now = stored ? mailDraftFrom(*stored) : std::nullopt;
-    isRemoved = now && saysTheSame(*now, draft);
+    isRemoved = storedAs(database_, draft).has_value();
     if (isRemoved) database_.run("DELETE FROM drafts WHERE id = ?", draft.id);
   });
   return isRemoved;
+}
+
+bool MailStore::begin(const OutboxMail& mail) {
+  const std::lock_guard lock(mutex_);
+  bool isBegun = false;
+  database_.transaction([&] {
+    const auto stored = storedAs(database_, mail.draft);
+    if (!stored) return;
+    const auto added = database_.integer(
+        "INSERT OR IGNORE INTO outbox (id, account, json, message_id, text, begun, is_sent) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?) RETURNING 1",
+        mail.draft.id, mail.draft.accountID, stored->compact(), mail.messageID, mail.text, mailSeconds(mail.begun),
+        mail.isSent);
+    isBegun = added.has_value();
+  });
+  return isBegun;
+}
+
+void MailStore::markSent(std::string_view draftID) {
+  const std::lock_guard lock(mutex_);
+  database_.run("UPDATE outbox SET is_sent = 1 WHERE id = ?", draftID);
+}
+
+void MailStore::finish(std::string_view draftID) {
+  const std::lock_guard lock(mutex_);
+  database_.transaction([&] {
+    const auto mail = outboxMailIn(database_, draftID, skipped_);
+    if (mail && storedAs(database_, mail->draft)) database_.run("DELETE FROM drafts WHERE id = ?", draftID);
+    database_.run("DELETE FROM outbox WHERE id = ?", draftID);
+  });
+}
+
+void MailStore::takeBack(std::string_view draftID) {
+  const std::lock_guard lock(mutex_);
+  database_.transaction([&] {
+    database_.run(
+        "INSERT OR IGNORE INTO drafts (id, account, json, updated) SELECT id, account, json, begun FROM outbox "
+        "WHERE id = ?",
+        draftID);
+    database_.run("DELETE FROM outbox WHERE id = ?", draftID);
+  });
+}
+
+std::vector<OutboxMail> MailStore::outbox() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<OutboxMail> mails;
+  auto rows = database_.rows(fmt::format("{} ORDER BY begun", outboxColumns));
+  while (rows.next())
+    if (auto mail = outboxMailOf(rows, skipped_)) mails.push_back(std::move(*mail));
+  return mails;
+}
+
+std::optional<OutboxMail> MailStore::outboxMail(std::string_view draftID) const {
+  const std::lock_guard lock(mutex_);
+  return outboxMailIn(database_, draftID, skipped_);
 }
 
 std::string MailStore::searchExpression(std::string_view words) {

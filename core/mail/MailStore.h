@@ -68,6 +68,9 @@ class MailStore {
   std::set<std::uint32_t> storedUIDs(std::string_view accountID, std::string_view path) const;
   // Stores the messages that aren't yet; how many these were.
   std::size_t insert(const std::vector<MailRecord>& records, std::string_view accountID, std::string_view path);
+  // By ascending UID.
+  std::vector<MailFlags> flags(std::string_view accountID, std::string_view path) const;
+  // What a change that is still queued makes of them stays as it is.
   void updateFlags(const std::vector<MailFlags>& flags, std::string_view accountID, std::string_view path);
   void remove(const std::vector<std::uint32_t>& uids, std::string_view accountID, std::string_view path);
 
@@ -111,6 +114,20 @@ class MailStore {
   void removeDraft(std::string_view id);
   // Likewise, as long as it says what this one does, whenever it was saved; whether it did.
   bool remove(const MailDraft& draft);
+
+  // The outbox: drafts that go out, by their ids. None goes out while it is in there.
+
+  // Notes that a mail goes out. False, and nothing done, when one of its draft is noted already, or the draft isn't
+  // stored any more as the mail has it.
+  bool begin(const OutboxMail& mail);
+  void markSent(std::string_view draftID);
+  // It was sent and is filed: it goes, and so does its draft as long as it says what was sent.
+  void finish(std::string_view draftID);
+  // It wasn't sent: it goes, and its draft is there, should it have been removed meanwhile.
+  void takeBack(std::string_view draftID);
+  // The oldest first.
+  std::vector<OutboxMail> outbox() const;
+  std::optional<OutboxMail> outboxMail(std::string_view draftID) const;
 
   // The words as the index is asked for them: each in quotes, as the beginning of a word ("inv"* "q3"*). Empty without
   // words. Only the first 32 words, and of them the first 1,000 bytes, count: each word is another search. Never a

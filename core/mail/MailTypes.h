@@ -108,6 +108,16 @@ struct MailDraft {
   bool operator==(const MailDraft&) const = default;
 };
 
+// A draft that goes out: its mail has been, or is about to be, with the server in whole.
+struct OutboxMail {
+  MailDraft draft = {};  // as it was sent
+  std::string messageID = {};
+  std::string text = {};  // the mail (RFC 5322)
+  Timestamp begun = distantPast;
+  bool isSent = false;  // the server said so; without it, nobody knows
+  bool operator==(const OutboxMail&) const = default;
+};
+
 // What the user, or an assistant, did to a message, and the server is still to be told.
 struct MailChange {
   enum class Kind { read, flagged, move };

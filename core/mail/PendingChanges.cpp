@@ -1,0 +1,199 @@
+#include "core/mail/PendingChanges.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "core/mail/MIME.h"
+#include "core/mail/MailRows.h"
+
+namespace vesk {
+
+namespace {
+
+using Kind = MailChange::Kind;
+using UIDs = std::vector<std::uint32_t>;
+
+// A change in the queue.
+struct Queued {
+  std::int64_t place = 0;
+  MailChange change = {};
+  std::uint32_t uid = 0;  // of its message, once that is found
+};
+
+// What is one command: a flag that is set or taken off, or a folder that is moved to.
+struct Command {
+  std::string flag = {};  // none for a move
+  bool isOn = false;
+  std::string target = {};
+  auto operator<=>(const Command&) const = default;
+};
+
+// The changes that can be sent together: to one folder, none to a message that is moved before it.
+std::vector<Queued> firstOf(const std::vector<std::pair<std::int64_t, MailChange>>& pending) {
+  std::vector<Queued> together;
+  std::set<std::pair<std::optional<std::uint32_t>, std::string>> moved;
+  for (const auto& [place, change] : pending) {
+    const bool isInSameFolder = together.empty() || change.folder == together.front().change.folder;
+    if (!isInSameFolder || moved.contains({change.uid, change.messageID})) break;
+    together.push_back({place, change});
+    if (change.kind == Kind::move) moved.insert({change.uid, change.messageID});
+  }
+  return together;
+}
+
+class ChangeSender {
+ public:
+  explicit ChangeSender(SyncSession& session) : session_(session) {}
+
+  // Those of one folder.
+  void send(std::vector<Queued> changes) {
+    const std::string folder = changes.front().change.folder;
+    if (const auto refusal = refusalOf(session_.client, [&] { session_.client.select(folder); })) {
+      for (const Queued& each : changes) refuse(each, *refusal);
+      return;
+    }
+    find(changes);
+    sendFlags(changes, Kind::read, "\\Seen");
+    sendFlags(changes, Kind::flagged, "\\Flagged");
+    sendMoves(changes);
+    for (const Queued& each : changes)
+      if (each.uid == 0) finish(each);
+  }
+
+  std::set<std::string> takeTargets() { return std::move(targets_); }
+
+ private:
+  // A UID alone doesn't tell: the server may have numbered the folder anew since.
+  void find(std::vector<Queued>& changes) {
+    UIDs uids;
+    for (const Queued& each : changes)
+      if (each.change.uid) uids.push_back(*each.change.uid);
+    std::map<std::uint32_t, std::string> ids;
+    for (const IMAPMessage& message : session_.client.messageIDs(uids))
+      if (message.body) ids[message.uid] = MIME::parse(*message.body).messageID;
+    std::map<std::string, std::uint32_t> found;  // by their Message-ID
+    for (Queued& each : changes) {
+      const std::string& id = each.change.messageID;
+      const auto there = each.change.uid ? ids.find(*each.change.uid) : ids.end();
+      if (there != ids.end() && mailRows::StorableText(there->second).text() == id) {
+        each.uid = there->first;
+      } else if (!id.empty()) {
+        const auto known = found.find(id);
+        each.uid = known != found.end() ? known->second : (found[id] = lastOf(id));
+      }
+    }
+  }
+
+  // 0 when there is none.
+  std::uint32_t lastOf(const std::string& messageID) {
+    UIDs uids;
+    refusalOf(session_.client, [&] { uids = session_.client.uids(messageID); });
+    return uids.empty() ? 0 : *std::ranges::max_element(uids);
+  }
+
+  // Of several changes to a message the last one counts.
+  void sendFlags(const std::vector<Queued>& changes, Kind kind, const std::string& flag) {
+    std::map<std::uint32_t, bool> isOn;
+    for (const Queued& each : changes)
+      if (each.change.kind == kind && each.uid != 0) isOn[each.uid] = each.change.isOn;
+    std::map<Command, std::vector<Queued>> commands;
+    for (const Queued& each : changes)
+      if (each.change.kind == kind && each.uid != 0)
+        commands[{.flag = flag, .isOn = isOn.at(each.uid)}].push_back(each);
+    for (const auto& [command, together] : commands) run(command, together);
+  }
+
+  void sendMoves(const std::vector<Queued>& changes) {
+    std::map<Command, std::vector<Queued>> commands;
+    for (const Queued& each : changes) {
+      if (each.change.kind != Kind::move || each.uid == 0) continue;
+      const auto target = targetOf(each.change);
+      if (!target) {
+        refuse(each, MailError::noFolder());
+      } else if (*target == each.change.folder) {
+        finish(each);
+      } else {
+        commands[{.target = *target}].push_back(each);
+      }
+    }
+    for (const auto& [command, together] : commands) run(command, together);
+  }
+
+  std::optional<std::string> targetOf(const MailChange& change) const {
+    const auto folders = inStore([&] { return session_.store.folderNames(); });
+    for (const MailFolder& folder : folders)
+      if (folder.accountID == session_.accountID && folder.path == change.targetPath) return folder.path;
+    if (!change.target) return std::nullopt;
+    for (const MailFolder& folder : folders)
+      if (folder.accountID == session_.accountID && folder.role == *change.target) return folder.path;
+    return std::nullopt;
+  }
+
+  // When the server refuses it for several messages, it is asked for each alone.
+  void run(const Command& command, const std::vector<Queued>& changes) {
+    const auto refusal = refusalOf(session_.client, [&] { request(command, changes); });
+    if (!refusal) {
+      for (const Queued& each : changes) finish(each);
+      session_.report.sent += changes.size();
+    } else if (changes.size() == 1) {
+      refuse(changes.front(), *refusal);
+    } else {
+      for (const Queued& each : changes) run(command, {each});
+    }
+  }
+
+  void request(const Command& command, const std::vector<Queued>& changes) {
+    UIDs uids;
+    for (const Queued& each : changes) uids.push_back(each.uid);
+    if (!command.flag.empty()) return session_.client.setFlag(command.flag, command.isOn, uids);
+    if (!session_.client.capabilities().contains("MOVE")) removeCopied(uids, changes, command.target);
+    session_.client.move(uids, command.target);
+    targets_.insert(command.target);
+  }
+
+  // Where a move is a copy at first, a connection that was lost may have left that: a message that came to the target
+  // after it was last in step, with the same Message-ID. Only the rest of the move is made up for then.
+  void removeCopied(UIDs& uids, const std::vector<Queued>& changes, const std::string& target) {
+    IMAPClient& client = session_.client;
+    const IMAPSelection selection = client.select(target, true);
+    const std::uint32_t lastUID =
+        inStore([&] { return session_.store.syncState(session_.accountID, target, selection.uidValidity); });
+    UIDs copied;
+    if (selection.uidNext == 0 || selection.uidNext > lastUID + 1) {
+      const auto stored = inStore([&] { return session_.store.storedUIDs(session_.accountID, target); });
+      const auto isNew = [&](std::uint32_t uid) { return !stored.contains(uid); };
+      for (const Queued& each : changes)
+        if (std::ranges::any_of(client.uids(each.change.messageID), isNew)) copied.push_back(each.uid);
+    }
+    client.select(changes.front().change.folder);
+    client.remove(copied);
+    std::erase_if(uids, [&](std::uint32_t uid) { return std::ranges::find(copied, uid) != copied.end(); });
+  }
+
+  void refuse(const Queued& queued, const MailError& refusal) {
+    finish(queued);
+    session_.report.refused.push_back({queued.change, refusal.what()});
+  }
+
+  void finish(const Queued& queued) {
+    inStore([&] { session_.store.finishChange(queued.place); });
+  }
+
+  SyncSession& session_;
+  std::set<std::string> targets_;
+};
+
+}  // namespace
+
+std::set<std::string> sendPendingChanges(SyncSession& session) {
+  ChangeSender sender(session);
+  const auto pending = [&] { return inStore([&] { return session.store.pendingChanges(session.accountID); }); };
+  for (auto queue = pending(); !queue.empty(); queue = pending()) sender.send(firstOf(queue));
+  return sender.takeTargets();
+}
+
+}  // namespace vesk
