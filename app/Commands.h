@@ -1,13 +1,11 @@
 #pragma once
 
-#include <vector>
-
 namespace CLI {
 class App;
 }
 
 // What `vesk` can do: each function adds one command, which runs when it is named on the command line. What a command
-// throws is shown to the user, and makes the exit status.
+// throws is shown to the user, and makes the exit status. CommandTree.cpp lists them.
 namespace vesk::app {
 
 void addOpenCommand(CLI::App& program);
@@ -42,6 +40,10 @@ void addDiagramCommand(CLI::App& program);
 void addMeetingCommand(CLI::App& program);
 void addSyncCommand(CLI::App& program);
 void addMailCommand(CLI::App& program);
+void addChatCommand(CLI::App& program);
+void addConnectCommand(CLI::App& program);
+void addDisconnectCommand(CLI::App& program);
+void addDoctorCommand(CLI::App& program);
 void addAccessCommand(CLI::App& program);
 void addProposalsCommand(CLI::App& program);
 void addReviewCommand(CLI::App& program);
@@ -49,27 +51,7 @@ void addActionsCommand(CLI::App& program);
 void addUndoCommand(CLI::App& program);
 void addCallCommand(CLI::App& program);
 void addChatImportCommand(CLI::App& program);
-
-struct CommandGroup {
-  const char* title = nullptr;
-  std::vector<void (*)(CLI::App& program)> commands = {};
-};
-
-// In the order of the help.
-inline const CommandGroup commandGroups[] = {
-    {"The vault", {addOpenCommand, addOrganizeCommand, addStatusCommand, addWatchCommand}},
-    {"Notes", {addNotesCommand, addSearchCommand, addJournalCommand, addCaptureCommand, addEditCommand}},
-    {"Insights",
-     {addOverviewCommand, addProjectsCommand, addAreasCommand, addTopicsCommand, addContextCommand, addMapCommand,
-      addHealthCommand, addQueryCommand}},
-    {"Tasks",
-     {addTasksCommand, addAddCommand, addDoingCommand, addDoneCommand, addTodoCommand, addTodayCommand, addWeekCommand,
-      addBacklogCommand, addPlanCommand, addHoursCommand}},
-    {"Diagrams", {addDiagramsCommand, addDiagramCommand}},
-    {"Mail, meetings and sync", {addMailCommand, addMeetingCommand, addSyncCommand}},
-    {"Assistants",
-     {addAccessCommand, addProposalsCommand, addReviewCommand, addActionsCommand, addUndoCommand, addCallCommand,
-      addChatImportCommand}},
-};
+void addCompletionsCommand(CLI::App& program);
+void addPackagedCommand(CLI::App& program);
 
 }  // namespace vesk::app

@@ -1,22 +1,19 @@
 #include "app/MailAttachments.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
-#include <string.h>
 #include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "app/MailLogin.h"
 #include "app/OutputFile.h"
-#include "app/Question.h"
 #include "app/Terminal.h"
 #include "core/base/Error.h"
 #include "core/mail/IMAPClient.h"
 #include "core/mail/MIME.h"
 #include "core/mail/MailJson.h"
-#include "core/mail/WipedText.h"
-#include "core/mail/network/MailStream.h"
 #include "core/platform/Folder.h"
 #include "core/vault/Vault.h"
 
@@ -39,20 +36,6 @@ std::string fileNameOf(const MailAttachment& attachment, std::size_t number) {
   }
 }
 
-WipedText passwordOf(const MailAccount& account) {
-  WipedText password;
-  if (const char* given = std::getenv("VESK_MAIL_PASSWORD")) {
-    password.append(given);
-    return password;
-  }
-  if (!canAsk()) throw Error("The password is needed: set VESK_MAIL_PASSWORD, or run this in a terminal.");
-  auto typed = askSecret(fmt::format("Password of {}:", safe(account.address)));
-  if (!typed) throw Error("Nothing was fetched.");
-  password.append(*typed);
-  ::explicit_bzero(typed->data(), typed->size());
-  return password;
-}
-
 // Whether a message is the one that is stored. Its number alone doesn't tell: the server may have numbered the folder
 // anew. Nor does the Message-ID, which some mail lacks.
 bool isStored(const ParsedMail& message, const MailDetail& mail) {
@@ -63,12 +46,10 @@ bool isStored(const ParsedMail& message, const MailDetail& mail) {
 
 // The whole message as the server has it.
 std::string messageOf(const MailAccount& account, const MailDetail& mail) {
-  const WipedText password = passwordOf(account);
-  IMAPClient client(MailStream::open(account.incoming));
-  client.start(account.user.empty() ? account.address : account.user, password.view(), account.incoming.security);
-  client.select(mail.summary.folder, true);
-  const auto found = client.bodies({mail.summary.uid});
-  client.close();
+  const auto client = loggedInRoutes().mailbox(account);
+  client->select(mail.summary.folder, true);
+  const auto found = client->bodies({mail.summary.uid});
+  client->close();
   if (found.empty() || !found.front().body || !isStored(MIME::parse(*found.front().body), mail))
     throw Error("The server has this mail in another place by now. Its folder must be synced again.");
   return *found.front().body;

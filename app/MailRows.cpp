@@ -18,13 +18,6 @@ std::string shown(const MailAddress& person) {
   return person.name.empty() ? person.address : fmt::format("{} <{}>", person.name, person.address);
 }
 
-Json::Array entriesOf(const std::vector<MailAddress>& people) {
-  Json::Array entries;
-  for (const MailAddress& person : people)
-    entries.push_back(Json::Object{{"name", person.name}, {"address", person.address}});
-  return entries;
-}
-
 std::string attachmentRows(const std::vector<MailAttachment>& attachments, const Terminal& terminal) {
   constexpr std::size_t name = 1;
   Table table(name);
@@ -37,6 +30,13 @@ std::string attachmentRows(const std::vector<MailAttachment>& attachments, const
 }
 
 }  // namespace
+
+Json::Array entriesOf(const std::vector<MailAddress>& people) {
+  Json::Array entries;
+  for (const MailAddress& person : people)
+    entries.push_back(Json::Object{{"name", person.name}, {"address", person.address}});
+  return entries;
+}
 
 std::string shown(const std::vector<MailAddress>& people) {
   std::vector<std::string> all;

@@ -15,6 +15,7 @@ std::string mailRows(const std::vector<MailSummary>& mails, const Terminal& term
 
 // "Ana <ana@example.org>"; several with commas between them.
 std::string shown(const std::vector<MailAddress>& people);
+Json::Array entriesOf(const std::vector<MailAddress>& people);
 
 Json mailEntry(const MailSummary& mail);
 

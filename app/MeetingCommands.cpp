@@ -21,6 +21,9 @@
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
 #include "app/Days.h"
+#include "app/MeetingAssistant.h"
+#include "app/MeetingRows.h"
+#include "app/MeetingSession.h"
 #include "app/Options.h"
 #include "app/Question.h"
 #include "app/SpokenLines.h"
@@ -47,18 +50,6 @@ namespace fs = std::filesystem;
 using Lines = std::vector<TranscriptLine>;
 
 Timestamp now() { return std::chrono::system_clock::now(); }
-
-std::string word(MeetingSpeaker speaker) {
-  return std::string(MeetingNote::words(speaker)[static_cast<std::size_t>(environment::language())]);
-}
-
-std::string shownTitle(const std::string& title) { return title.empty() ? "The meeting" : safe(title); }
-
-LiveMeeting currentMeeting() {
-  auto meeting = LiveMeeting::load(environment::supportDirectory());
-  if (!meeting) throw Error("No meeting is being transcribed right now. Start one with vesk meeting start TITLE.");
-  return std::move(*meeting);
-}
 
 // ---- start
 
@@ -109,12 +100,6 @@ void sayLines(MeetingSpeaker speaker) {
   print("Added {} to {}.\n", counted(count, "line"), shownTitle(meeting.title));
 }
 
-std::string shownLine(const TranscriptLine& line, const Calendar& calendar, const Terminal& terminal) {
-  return fmt::format("{} {} {}\n",
-                     styled(fmt::format("[{}]", time::text(calendar.time(line.at))), Style::faint, terminal),
-                     styled(word(line.speaker) + ":", Style::strong, terminal), safe(inOneLine(line.text)));
-}
-
 void say(const std::vector<std::string>& words, MeetingSpeaker speaker) {
   if (words.empty()) return sayLines(speaker);
   const LiveMeeting meeting = currentMeeting();
@@ -163,6 +148,11 @@ std::string saveTranscript(const Vault& vault, const LiveMeeting& meeting, const
   return saveMeeting(vault, meeting, folder, Calendar::ofSystem(), environment::language());
 }
 
+void clear(const std::string& directory) {
+  LiveMeeting::clear(directory);
+  MeetingSession::clear();
+}
+
 void discard(const LiveMeeting& meeting, bool yes) {
   const std::string lines = counted(meeting.lines.size(), "line");
   if (!yes && !canAsk()) throw Error(fmt::format("This throws away {}. Add --yes if that is what you want.", lines));
@@ -170,7 +160,7 @@ void discard(const LiveMeeting& meeting, bool yes) {
     return print("It is still being transcribed.\n");
   const std::string directory = environment::supportDirectory();
   const FileLock lock(directory);
-  LiveMeeting::clear(directory);
+  clear(directory);
   print("Threw away {}, {}.\n", shownTitle(meeting.title), lines);
 }
 
@@ -183,12 +173,12 @@ void stop(const StopOptions& options) {
   const FileLock lock(directory);  // no line is added between the note and the end
   const LiveMeeting meeting = currentMeeting();
   if (meeting.lines.empty()) {
-    LiveMeeting::clear(directory);
+    clear(directory);
     return print("{} is over. Nothing was said, so there is no note of it.\n", shownTitle(meeting.title));
   }
   const std::string path = saveTranscript(vault, meeting, folder);
   print("Saved {}, {}.\n  {}\n", shownTitle(meeting.title), counted(meeting.lines.size(), "line"), safe(path));
-  LiveMeeting::clear(directory);
+  clear(directory);
 }
 
 // ---- list
@@ -354,6 +344,7 @@ void addMeetingCommand(CLI::App& program) {
   addStopCommand(*command);
   addListCommand(*command);
   addImportCommand(*command);
+  addMeetingAssistantCommands(*command);
 }
 
 }  // namespace vesk::app

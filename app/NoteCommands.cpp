@@ -19,6 +19,7 @@
 #include "core/base/Json.h"
 #include "core/base/Text.h"
 #include "core/base/TextSearch.h"
+#include "core/vault/VaultSearch.h"
 
 namespace vesk::app {
 
@@ -107,12 +108,22 @@ Json::Array foundEntries(const Notes& notes, std::string_view words) {
   return entries;
 }
 
+// The first of them that are still there.
+Notes notesOf(const Vault& vault, const std::vector<SearchHit>& hits, std::size_t limit) {
+  Notes notes;
+  for (const SearchHit& hit : hits) {
+    if (notes.size() == limit) break;
+    if (NoteRef note = vault.note(hit.id)) notes.push_back(std::move(note));
+  }
+  return notes;
+}
+
 void search(const SearchOptions& options) {
   const std::string words(text::trimWhitespace(text::join(options.words, " ")));
-  Notes notes = currentVault().scan().search(words);
-  const std::size_t total = notes.size();
-  notes.resize(std::min(total, options.limit));
-  if (options.asJson) return printEntries(foundEntries(notes, words), total);
+  const Vault vault = currentVault();
+  const auto hits = searchVault(vault, words);
+  const Notes notes = notesOf(vault, hits, options.limit);
+  if (options.asJson) return printEntries(foundEntries(notes, words), hits.size());
   sayWhenNone(notes);
   printFound(notes, words);
 }

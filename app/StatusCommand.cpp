@@ -33,6 +33,12 @@ struct Status {
   AIAccess access = {};
 };
 
+std::size_t foldersBelow(const FolderNode& folder) {
+  std::size_t count = folder.folders.size();
+  for (const FolderNode& below : folder.folders) count += foldersBelow(below);
+  return count;
+}
+
 Status currentStatus() {
   const Vault vault = currentVault();
   const VaultSnapshot snapshot = vault.scan();
@@ -40,7 +46,7 @@ Status currentStatus() {
           .organization = vault.organization(),
           .notes = snapshot.notes.size(),
           .unsorted = snapshot.unsorted().size(),
-          .folders = vault.folders().size(),
+          .folders = foldersBelow(snapshot.root),
           .tags = snapshot.tags().size(),
           .waiting = ProposalStore(environment::supportDirectory()).all().size(),
           .access = currentAccess()};

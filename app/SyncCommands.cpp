@@ -257,7 +257,7 @@ void turnOff(bool yes) {
 
 // ---- The commands
 
-void addConnectCommand(CLI::App& sync) {
+void addSyncConnectCommand(CLI::App& sync) {
   const auto address = std::make_shared<std::string>();
   const auto merge = std::make_shared<bool>(false);
   CLI::App* command = sync.add_subcommand("connect", "Connect the vault to a repository, and sync with it.");
@@ -294,7 +294,7 @@ void addOffCommand(CLI::App& sync) {
 void addSyncCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("sync", "Keep the vault in step with a Git repository.");
   command->require_subcommand(1);
-  addConnectCommand(*command);
+  addSyncConnectCommand(*command);
   command->add_subcommand("now", "Commit everything, fetch what is new, and send it.")->callback(syncNow);
   addSyncStatusCommand(*command);
   addHistoryCommand(*command);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -31,14 +32,22 @@ std::string quoted(const std::string& word) {
 
 // " -e VESK_SUPPORT_DIR=…", or nothing when the tool server finds the directory by itself.
 std::string supportOption(std::string_view option) {
-  const std::string directory = fs::absolute(environment::supportDirectory()).lexically_normal().string();
-  if (directory == environment::dataHome() + "/Vesk") return "";
-  return fmt::format(" {} {}", option, quoted("VESK_SUPPORT_DIR=" + directory));
+  const auto directory = toolServerEntry().supportDirectory;
+  return directory ? fmt::format(" {} {}", option, quoted("VESK_SUPPORT_DIR=" + *directory)) : "";
 }
 
 }  // namespace
 
 std::string toolServerPath() { return fs::read_symlink("/proc/self/exe").parent_path() / "vesk-mcp"; }
+
+std::string usualSupportDirectory() { return environment::home() + "/.local/share/Vesk"; }
+
+ToolServerEntry toolServerEntry() {
+  ToolServerEntry entry{.command = toolServerPath()};
+  std::string directory = fs::absolute(environment::supportDirectory()).lexically_normal();
+  if (directory != usualSupportDirectory()) entry.supportDirectory = std::move(directory);
+  return entry;
+}
 
 // The name comes first: what follows "-e" would else be taken for more of its values.
 std::string claudeCommand() {

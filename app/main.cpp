@@ -11,10 +11,10 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "app/Commands.h"
-#include "app/Options.h"
+#include "app/CommandTree.h"
 #include "app/Terminal.h"
 #include "core/platform/ChildProcess.h"
+#include "core/platform/Memory.h"
 
 namespace {
 
@@ -38,43 +38,19 @@ void complain(std::string_view sentence) {
   fmt::print(stderr, "vesk: {}\n", safeLines(sentence));
 }
 
-void addCommands(CLI::App& program) {
-  for (const auto& [title, commands] : vesk::app::commandGroups)
-    for (const auto addCommand : commands) {
-      addCommand(program);
-      program.get_subcommands({}).back()->group(title);
-    }
-}
-
-// The arguments, the last one first as CLI11 wants them.
-std::vector<std::string> guardedArguments(int argumentCount, char** arguments) {
-  std::vector<std::string> guarded;
-  for (int i = argumentCount - 1; i > 0; --i) guarded.push_back(vesk::app::guarded(arguments[i]));
-  return guarded;
-}
-
-void unguardOptions(CLI::App& command) {
-  for (CLI::Option* option : command.get_options()) option->transform(vesk::app::unguarded);
-  for (CLI::App* subcommand : command.get_subcommands({})) unguardOptions(*subcommand);
-}
-
 int run(int argumentCount, char** arguments) {
-  CLI::App program("Vesk: an ordinary folder of Markdown notes, and what assistants may do in it.", "vesk");
-  program.set_version_flag("--version", "vesk " VESK_VERSION, "Show the version.");
-  program.set_help_flag("-h,--help", "Show this help.");
-  program.require_subcommand(0, 1);
-  addCommands(program);
-  unguardOptions(program);
+  const std::vector<std::string> typed(arguments + 1, arguments + argumentCount);
+  const auto program = vesk::app::makeProgram(typed.empty() ? "" : typed.front());
   try {
-    program.parse(guardedArguments(argumentCount, arguments));
-    if (program.get_subcommands().empty()) throw CLI::RequiredError("A command");
+    vesk::app::parse(*program, typed);
+    if (program->get_subcommands().empty()) throw CLI::RequiredError("A command");
     vesk::app::flush();
     return 0;
   } catch (const CLI::Success& answer) {
-    return program.exit(answer);
+    return program->exit(answer);
   } catch (const CLI::ParseError& error) {
     complain(error.what());
-    fmt::print(stderr, "Run \"{} --help\" to see how it is used.\n", understoodCommand(program));
+    fmt::print(stderr, "Run \"{} --help\" to see how it is used.\n", understoodCommand(*program));
     return wrongUse;
   }
 }
@@ -82,6 +58,7 @@ int run(int argumentCount, char** arguments) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  vesk::keepFreedMemory();
   std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters; what Vesk writes is UTF-8 in every locale
   std::signal(SIGXFSZ, SIG_IGN);        // a file-size limit is a failed write like any other
   vesk::endProgramsOnSignals();

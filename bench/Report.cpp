@@ -16,6 +16,7 @@
 
 #include "bench/Comparison.h"
 #include "bench/MailStoreSubject.h"
+#include "bench/MailSyncSubject.h"
 #include "bench/Subject.h"
 #include "core/base/Error.h"
 #include "core/platform/FileError.h"
@@ -105,6 +106,10 @@ const std::vector<Row>& rows() {
        probe::taskUpdate, probe::plainRewrite},
       {"start, `initialize` and exit of `vesk-mcp`", "hello world", 1.2, {medium},
        probe::serverStart, probe::hello},
+      {"`vesk --help`", "hello world", 2.0, {medium}, probe::help, probe::hello},
+      {"`vesk status` of 100 notes", "hello world", 2.0, {medium}, probe::smallStatus, probe::hello},
+      {"`vesk search`, a word in 1 of 1,000 notes", "the start of `vesk`, and `search_notes`", 1.2, {medium},
+       probe::search("quixotic"), probe::startAndSearch("quixotic")},
       {"scan, per byte", "the scan of the next smaller vault", 1.15, {medium, large},
        probe::scanPerByte, probe::smallerScanPerByte, "ns"},
       {"second scan, nothing changed", "`floor stat`, both without their start", 1.5, {medium},
@@ -133,6 +138,12 @@ const std::vector<Row>& rows() {
        probe::mimeParse, probe::mimeFloor},
       {"peak memory of parsing a message of 50 MB", "its bytes", 2.5, {medium},
        probe::mimeMemory, probe::mailMegabytes, "MB"},
+      {"first sync of 5,000 messages", "`mbsync`, without its fsync", 1.3, {medium},
+       probe::firstMailSync, probe::mbsync},
+      {"sync of mail with nothing new, 20 folders", "its commands, bare", 1.3, {medium},
+       probe::idleMailSync, probe::bareMailCommands},
+      {"from a mail's delivery to its row, with IDLE", "a second", 1.0, {medium},
+       probe::mailArrival, probe::oneSecond},
   };
   // clang-format on
   return table;

@@ -140,6 +140,12 @@ std::string Subject::syncedVault() const {
   return folder;
 }
 
+Command Subject::veskCommand(std::vector<std::string> arguments) const {
+  Command command = program("vesk", std::move(arguments));
+  command.environment = serverCommand().environment;
+  return command;
+}
+
 Command Subject::smallServerCommand() const {
   const std::string support = support_ + "/small";
   if (fs::create_directory(support)) {
@@ -149,6 +155,12 @@ Command Subject::smallServerCommand() const {
   }
   Command command = program("vesk-mcp");
   command.environment = {"VESK_SUPPORT_DIR=" + support};
+  return command;
+}
+
+Command Subject::smallVeskCommand(std::vector<std::string> arguments) const {
+  Command command = program("vesk", std::move(arguments));
+  command.environment = smallServerCommand().environment;
   return command;
 }
 
@@ -211,6 +223,20 @@ Probe textSearch(std::string_view word) {
 double readFloor(Subject& subject) { return millisecondsOf(subject.program("floor", {"read", subject.vault()})); }
 
 double hello(Subject& subject) { return millisecondsOf(subject.program("hello")); }
+
+double help(Subject& subject) { return millisecondsOf(subject.veskCommand({"--help"})); }
+
+double smallStatus(Subject& subject) { return millisecondsOf(subject.smallVeskCommand({"status"})); }
+
+Probe search(std::string_view word) {
+  return [=](Subject& subject) { return millisecondsOf(subject.veskCommand({"search", std::string(word)})); };
+}
+
+Probe startAndSearch(std::string_view word) {
+  return [arguments = fmt::format(R"({{"query":"{}"}})", word)](Subject& subject) {
+    return subject.server().call("search_notes", arguments) + millisecondsOf(subject.veskCommand({"--version"}));
+  };
+}
 
 double diff(Subject& subject) {
   const auto texts = subject.unlikeTexts();

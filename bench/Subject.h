@@ -30,8 +30,12 @@ class Subject {
   // Vesk writes a file anew when it changes it.
   ServerSession& changingServer();
 
-  // A server over a small vault.
+  // `vesk` over the vault.
+  Command veskCommand(std::vector<std::string> arguments) const;
+
+  // A server, and `vesk`, over a small vault.
   Command smallServerCommand() const;
+  Command smallVeskCommand(std::vector<std::string> arguments) const;
 
   // A folder with a note "Long.md" of 100,000 lines, every tenth a task, made when it is first wanted.
   std::string longNoteFolder() const;
@@ -78,6 +82,11 @@ Probe requests(std::string_view method);
 Probe textSearch(std::string_view word);
 double readFloor(Subject& subject);
 double hello(Subject& subject);
+double help(Subject& subject);         // of `vesk`
+double smallStatus(Subject& subject);  // `vesk status` of a small vault
+Probe search(std::string_view word);   // `vesk search`
+// The call of a running server that finds the same, and the start of `vesk`.
+Probe startAndSearch(std::string_view word);
 double diff(Subject& subject);
 double plainDiff(Subject& subject);
 

@@ -1,11 +1,15 @@
 #include "core/assistant/AssistantRegistration.h"
 
+#include <cerrno>
+#include <cstdint>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "core/assistant/AssistantShell.h"
+#include "core/assistant/JsonText.h"
 #include "core/base/Text.h"
 #include "core/platform/FileError.h"
 #include "core/platform/FileLock.h"
@@ -13,55 +17,155 @@
 
 namespace vesk {
 
-namespace claudeCode {
+namespace fs = std::filesystem;
 
 namespace {
 
-// Runs a command of the shell that sees $VESK_MCP and, where the entry has one, $VESK_SUPPORT_DIR.
-ProcessResult run(std::string_view command, const ProcessEnvironment& environment, const ToolServerEntry& entry = {}) {
+constexpr std::string_view directoryVariable = "VESK_SUPPORT_DIR";
+constexpr std::string_view serversKey = "mcpServers";
+
+// What `claude mcp get` shows: a line for each of its "Scope", "Status", "Command" …, and one for each variable.
+Registration readClaude(std::string_view output) {
+  Registration registration;
+  for (const std::string_view line : text::split(output, '\n')) {
+    const std::string_view words = text::trimWhitespace(line);
+    const std::size_t end = words.find_first_of(":=");
+    if (end == std::string_view::npos) continue;
+    const std::string_view name = words.substr(0, end);
+    const std::string_view value = text::trimWhitespace(words.substr(end + 1));
+    if (name == "Command") registration.entry.command = text::wellFormed(value);
+    if (name == directoryVariable) registration.entry.supportDirectory = text::wellFormed(value);
+    if (name == "Status" && value.ends_with("Connected")) registration.isReached = true;
+    if (name == "Status" && value.find("Failed") != std::string_view::npos) registration.isReached = false;
+  }
+  return registration;
+}
+
+std::string stringAt(const Json* json, std::string_view key) {
+  const Json* value = json ? json->find(key) : nullptr;
+  return value && value->string() ? *value->string() : "";
+}
+
+ToolServerEntry entryOf(const Json* server) {
+  ToolServerEntry entry{.command = stringAt(server, "command")};
+  const std::string directory = stringAt(server ? server->find("env") : nullptr, directoryVariable);
+  if (!directory.empty()) entry.supportDirectory = directory;
+  return entry;
+}
+
+// What `codex mcp get --json` prints. A server that is switched off is never reached.
+Registration readCodex(std::string_view output) {
+  try {
+    const Json server = Json::parse(output);
+    Registration registration{.entry = entryOf(server.find("transport"))};
+    const Json* enabled = server.find("enabled");
+    if (enabled && enabled->boolean() == false) registration.isReached = false;
+    return registration;
+  } catch (const JsonError&) {
+    return {};  // it knows of something by this name
+  }
+}
+
+// The commands that a program has for it, for a shell that sees $VESK_MCP and $VESK_SUPPORT_DIR. The name stands before
+// an option for variables, which would take it for one of its values.
+struct Commands {
+  std::string_view name;
+  std::string_view program;
+  std::string_view add;
+  std::string_view addWithDirectory;
+  std::string_view remove;
+  std::string_view get;
+  Registration (*read)(std::string_view output);
+  bool replaces;  // whether adding a name that is taken replaces what it stands for, instead of failing
+};
+
+const Commands& commandsOf(AssistantProvider provider) {
+  static constexpr Commands claude = {
+      .name = "Claude Code",
+      .program = "claude",
+      .add = R"(claude mcp add --scope user vesk -- "$VESK_MCP")",
+      .addWithDirectory = R"(claude mcp add --scope user vesk -e "VESK_SUPPORT_DIR=$VESK_SUPPORT_DIR" -- "$VESK_MCP")",
+      .remove = "claude mcp remove --scope user vesk",
+      .get = "claude mcp get vesk",
+      .read = readClaude,
+      .replaces = false};
+  static constexpr Commands codex = {
+      .name = "Codex",
+      .program = "codex",
+      .add = R"(codex mcp add vesk -- "$VESK_MCP")",
+      .addWithDirectory = R"(codex mcp add vesk --env "VESK_SUPPORT_DIR=$VESK_SUPPORT_DIR" -- "$VESK_MCP")",
+      .remove = "codex mcp remove vesk",
+      .get = "codex mcp get vesk --json",
+      .read = readCodex,
+      .replaces = true};
+  return provider == AssistantProvider::claude ? claude : codex;
+}
+
+constexpr std::chrono::seconds patience{60};  // with a program that is told something
+
+ProcessResult run(std::string_view command, const ProcessEnvironment& environment,
+                  std::chrono::milliseconds time = patience, const ToolServerEntry& entry = {}) {
   ProcessEnvironment variables = environment;
   variables["VESK_MCP"] = entry.command;
-  if (entry.supportDirectory) variables["VESK_SUPPORT_DIR"] = *entry.supportDirectory;
-  return runProcess(assistantShell::request(fmt::format("{} {}", assistantShell::pathLine, command), variables));
+  if (entry.supportDirectory) variables[std::string(directoryVariable)] = *entry.supportDirectory;
+  ProcessRequest request = assistantShell::request(fmt::format("{} {}", assistantShell::pathLine, command), variables);
+  std::error_code ignored;
+  if (const auto home = environment.find("HOME"); home != environment.end() && fs::is_directory(home->second, ignored))
+    request.folder = home->second;
+  return runProcess(request, {.time = time});
 }
 
-void runOrThrow(std::string_view command, const ProcessEnvironment& environment, const ToolServerEntry& entry = {}) {
+RegistrationError silence(const Commands& commands) {
+  return RegistrationError(fmt::format("{} didn't answer.", commands.name));
+}
+
+void runOrThrow(const Commands& commands, std::string_view command, const ProcessEnvironment& environment,
+                const ToolServerEntry& entry = {}) {
   constexpr int notFound = 127;
-  const ProcessResult result = run(command, environment, entry);
+  const ProcessResult result = run(command, environment, patience, entry);
   if (result.succeeded()) return;
-  if (result.timedOut) throw RegistrationError("Claude Code didn't answer.");
+  if (result.timedOut) throw silence(commands);
   if (result.exit.code == notFound)
-    throw RegistrationError("Claude Code isn't installed: there is no command named claude.");
+    throw RegistrationError(
+        fmt::format("{} isn't installed: there is no command named {}.", commands.name, commands.program));
   const auto said = text::trimWhitespace(result.errors.empty() ? result.output : result.errors);
-  throw RegistrationError(said.empty() ? "Claude Code exited with an error."
-                                       : fmt::format("Claude Code says: {}", text::wellFormed(said)));
+  throw RegistrationError(said.empty() ? fmt::format("{} exited with an error.", commands.name)
+                                       : fmt::format("{} says: {}", commands.name, text::wellFormed(said)));
 }
-
-constexpr std::string_view removal = "claude mcp remove --scope user vesk";
 
 }  // namespace
 
-bool isInstalled(const ProcessEnvironment& environment) { return run("command -v claude", environment).succeeded(); }
+namespace assistantRegistration {
 
-bool isRegistered(const ProcessEnvironment& environment) { return run("claude mcp get vesk", environment).succeeded(); }
+std::string_view programName(AssistantProvider provider) { return commandsOf(provider).name; }
 
-// Claude Code refuses a name that is taken, and fails to remove one that isn't there. The name stands before "-e",
-// which would take it for one of its values.
-void add(const ToolServerEntry& entry, const ProcessEnvironment& environment) {
-  run(removal, environment);
-  runOrThrow(entry.supportDirectory
-                 ? R"(claude mcp add --scope user vesk -e "VESK_SUPPORT_DIR=$VESK_SUPPORT_DIR" -- "$VESK_MCP")"
-                 : R"(claude mcp add --scope user vesk -- "$VESK_MCP")",
-             environment, entry);
+bool isInstalled(AssistantProvider provider, const ProcessEnvironment& environment, std::chrono::milliseconds time) {
+  return run(fmt::format("command -v {}", commandsOf(provider).program), environment, time).succeeded();
 }
 
-void remove(const ProcessEnvironment& environment) { runOrThrow(removal, environment); }
+std::optional<Registration> find(AssistantProvider provider, const ProcessEnvironment& environment,
+                                 std::chrono::milliseconds time) {
+  const Commands& commands = commandsOf(provider);
+  const ProcessResult result = run(commands.get, environment, time);
+  if (result.timedOut) throw silence(commands);
+  if (!result.succeeded()) return std::nullopt;
+  return commands.read(result.output);
+}
 
-}  // namespace claudeCode
+void add(AssistantProvider provider, const ToolServerEntry& entry, const ProcessEnvironment& environment) {
+  const Commands& commands = commandsOf(provider);
+  if (!commands.replaces) run(commands.remove, environment);
+  runOrThrow(commands, entry.supportDirectory ? commands.addWithDirectory : commands.add, environment, entry);
+}
+
+void remove(AssistantProvider provider, const ProcessEnvironment& environment) {
+  const Commands& commands = commandsOf(provider);
+  runOrThrow(commands, commands.remove, environment);
+}
+
+}  // namespace assistantRegistration
 
 namespace {
-
-namespace fs = std::filesystem;
 
 RegistrationError unreadable() {
   return RegistrationError("Claude's settings file couldn't be read, so Vesk left it alone.");
@@ -70,16 +174,16 @@ RegistrationError unreadable() {
 Json serverOf(const ToolServerEntry& entry) {
   Json server;
   server["command"] = entry.command;
-  if (entry.supportDirectory) server["env"]["VESK_SUPPORT_DIR"] = *entry.supportDirectory;
+  if (entry.supportDirectory) server["env"][directoryVariable] = *entry.supportDirectory;
   return server;
 }
 
-// The tool servers in the settings; none is an empty list of them.
-Json::Object& serversIn(Json& settings) {
-  Json& servers = settings["mcpServers"];
-  if (servers.isNull()) servers = Json::Object();
-  if (!servers.object()) throw unreadable();
-  return *servers.object();
+// The tool servers in the settings; nullptr when there is no list of them.
+const Json* serversIn(const Json& settings) {
+  const Json* servers = settings.find(serversKey);
+  if (!servers || servers->isNull()) return nullptr;
+  if (!servers->object()) throw unreadable();
+  return servers;
 }
 
 // Where a link that the user has put in the file's place leads.
@@ -102,55 +206,63 @@ bool ClaudeDesktopConfig::isClientInstalled() const {
   return fs::is_directory(fs::path(path_).parent_path(), ignored);
 }
 
-std::optional<std::string> ClaudeDesktopConfig::installedCommand() const {
-  const Json settings = read();
-  const Json* servers = settings.find("mcpServers");
+std::optional<ToolServerEntry> ClaudeDesktopConfig::installed() const {
+  const Settings settings = read();
+  const Json* servers = serversIn(settings.json);
   const Json* server = servers ? servers->find(serverName) : nullptr;
-  const Json* command = server ? server->find("command") : nullptr;
-  return command && command->string() ? std::optional(*command->string()) : std::nullopt;
+  return server ? std::optional(entryOf(server)) : std::nullopt;
+}
+
+std::optional<std::string> ClaudeDesktopConfig::installedCommand() const {
+  const auto entry = installed();
+  return entry && !entry->command.empty() ? std::optional(entry->command) : std::nullopt;
 }
 
 void ClaudeDesktopConfig::install(const ToolServerEntry& entry) const {
   makePrivateFolder(fs::path(path_).parent_path());
   const FileLock lock(fs::path(path_).parent_path());
-  Json settings = read();
-  serversIn(settings).insert_or_assign(std::string(serverName), serverOf(entry));
-  write(settings);
+  const Settings settings = read();
+  serversIn(settings.json);  // throws for what is no list of them
+  write(settings.text.empty() ? snippet(entry) + "\n"
+                              : jsonText::with(settings.text, serversKey, serverName, serverOf(entry)));
 }
 
 void ClaudeDesktopConfig::remove() const {
   if (!isClientInstalled()) return;
   const FileLock lock(fs::path(path_).parent_path());
-  Json settings = read();
-  const Json* servers = settings.find("mcpServers");
+  const Settings settings = read();
+  const Json* servers = serversIn(settings.json);
   if (!servers || !servers->find(serverName)) return;
-  serversIn(settings).erase(std::string(serverName));
-  write(settings);
+  write(jsonText::without(settings.text, serversKey, serverName));
 }
 
 std::string ClaudeDesktopConfig::snippet(const ToolServerEntry& entry) {
   Json settings;
-  settings["mcpServers"][serverName] = serverOf(entry);
+  settings[serversKey][serverName] = serverOf(entry);
   return settings.pretty();
 }
 
-Json ClaudeDesktopConfig::read() const {
+ClaudeDesktopConfig::Settings ClaudeDesktopConfig::read() const {
   try {
     const fs::path file = target(path_);
-    Json settings = Json::parse(Folder::open(file.parent_path()).read(file.filename().string()));
-    if (settings.object()) return settings;
+    Settings settings{.text = Folder::open(file.parent_path()).read(file.filename().string())};
+    settings.json = Json::parse(settings.text);
+    if (settings.json.object()) return settings;
   } catch (const FileError& error) {
-    if (error.isMissing()) return Json::Object();
+    if (error.isMissing()) return {};
   } catch (const JsonError&) {
   }
   throw unreadable();
 }
 
-void ClaudeDesktopConfig::write(const Json& settings) const {
+void ClaudeDesktopConfig::write(std::string_view text) const {
   const fs::path file = target(path_);
   const Folder folder = Folder::open(file.parent_path());
-  const std::string text = settings.pretty() + "\n";
   const std::string name = file.filename();
+  // Its user has said so; to put another file in its place would be possible all the same.
+  constexpr std::uint32_t anyWriting = 0222;
+  if (const auto info = folder.info(name); info && info->kind == FileKind::file && !(info->mode & anyWriting))
+    throw FileError("write", path_, EACCES);
   if (!folder.createFile(name, text, 0600)) folder.replaceFile(name, text);
 }
 

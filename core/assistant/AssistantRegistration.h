@@ -1,9 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "core/assistant/AssistantProvider.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
 #include "core/platform/ChildProcess.h"
@@ -14,6 +17,14 @@ namespace vesk {
 struct ToolServerEntry {
   std::string command = {};                          // the path of vesk-mcp
   std::optional<std::string> supportDirectory = {};  // for it; absent for the usual one
+  bool operator==(const ToolServerEntry&) const = default;
+};
+
+// What an assistant knows of Vesk.
+struct Registration {
+  ToolServerEntry entry = {};
+  std::optional<bool> isReached = {};  // whether it started the tool server just now and was answered, if it tried
+  bool operator==(const Registration&) const = default;
 };
 
 // Why an assistant couldn't be told of the tool server, or made to forget it.
@@ -22,21 +33,29 @@ class RegistrationError : public Error {
   using Error::Error;
 };
 
-// Claude Code, which keeps its tool servers itself and is asked with the command `claude`. It is found and run as the
-// assistants are (AssistantShell). All but the questions throw RegistrationError.
-namespace claudeCode {
+// Claude Code and Codex, which keep their tool servers themselves and are asked with their own commands. They are found
+// and run as the assistants are (AssistantShell), in the user's home folder: a project's settings don't count there.
+namespace assistantRegistration {
 
-bool isInstalled(const ProcessEnvironment& environment);
-bool isRegistered(const ProcessEnvironment& environment);
+// Of the program, where it isn't the assistant's: "Claude Code".
+std::string_view programName(AssistantProvider provider);
 
-// A server that is there by the name is replaced.
-void add(const ToolServerEntry& entry, const ProcessEnvironment& environment);
-void remove(const ProcessEnvironment& environment);
+bool isInstalled(AssistantProvider provider, const ProcessEnvironment& environment,
+                 std::chrono::milliseconds time = std::chrono::seconds(30));
 
-}  // namespace claudeCode
+// Nullopt when it knows nothing of Vesk, or isn't installed. RegistrationError when it doesn't answer in time.
+std::optional<Registration> find(AssistantProvider provider, const ProcessEnvironment& environment,
+                                 std::chrono::milliseconds time = std::chrono::seconds(30));
 
-// The settings file of Claude Desktop. What isn't Vesk's in it is kept, though its keys may come in another order. A
-// file that can't be read as a JSON object is left alone; RegistrationError says so.
+// Both throw RegistrationError. A server that is there by the name is replaced; to remove none is no failure with
+// Codex.
+void add(AssistantProvider provider, const ToolServerEntry& entry, const ProcessEnvironment& environment);
+void remove(AssistantProvider provider, const ProcessEnvironment& environment);
+
+}  // namespace assistantRegistration
+
+// The settings file of Claude Desktop. What isn't Vesk's in it stays as it is written. A file that can't be read as a
+// JSON object is left alone; RegistrationError says so.
 class ClaudeDesktopConfig {
  public:
   static constexpr std::string_view serverName = "vesk";
@@ -52,7 +71,8 @@ class ClaudeDesktopConfig {
   // Whether Claude Desktop has been used here: its folder is there.
   bool isClientInstalled() const;
 
-  // What it starts for Vesk now; nullopt when it knows nothing of Vesk. Throws RegistrationError.
+  // What it starts for Vesk now; nullopt when it knows nothing of Vesk. Both throw RegistrationError.
+  std::optional<ToolServerEntry> installed() const;
   std::optional<std::string> installedCommand() const;
 
   // Both throw RegistrationError, and FileError when the file can't be written. A file that is missing is made.
@@ -63,8 +83,13 @@ class ClaudeDesktopConfig {
   static std::string snippet(const ToolServerEntry& entry);
 
  private:
-  Json read() const;
-  void write(const Json& settings) const;
+  // The text of the file, and what it says.
+  struct Settings {
+    std::string text = {};
+    Json json = Json::Object();
+  };
+  Settings read() const;
+  void write(std::string_view text) const;
 
   std::string path_;
 };

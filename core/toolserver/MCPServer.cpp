@@ -155,7 +155,7 @@ Json MCPServer::initializeResult(const Json& params) const {
   result["protocolVersion"] = known ? *wanted : Json(protocolVersions.front());
   result["capabilities"]["tools"]["listChanged"] = false;
   result["serverInfo"]["name"] = "vesk";
-  result["serverInfo"]["version"] = "0.1.0";
+  result["serverInfo"]["version"] = VESK_VERSION;
   result["instructions"] = instructions();
   return result;
 }

@@ -46,7 +46,8 @@ TEST(MailCommands, ShowWhatIsStored) {
                     HasSubstr("1  ../plan.pdf  application/pdf  1234 bytes\n")));
   EXPECT_THAT(vesk({"mail", "read", "12345"}).errors, HasSubstr("There is no mail 12345."));
   EXPECT_THAT(vesk({"mail", "attachment", id, "2"}).errors, HasSubstr("This mail has 1 attachment."));
-  EXPECT_THAT(vesk({"mail", "attachment", id, "1"}).errors, HasSubstr("set VESK_MAIL_PASSWORD"));
+  const RunOptions withoutDesktop = {.environment = {{"DBUS_SESSION_BUS_ADDRESS", ""}, {"XDG_RUNTIME_DIR", ""}}};
+  EXPECT_THAT(vesk({"mail", "attachment", id, "1"}, withoutDesktop).errors, HasSubstr("set VESK_MAIL_PASSWORD"));
 }
 
 // Answers whatever an IMAP client asks, and each FETCH with this message as number 7.
@@ -88,6 +89,144 @@ TEST(MailCommands, SaveAttachmentsOfTheMailThatIsMeant) {
   EXPECT_EQ(fetch(scan).output, "Saved invoice \uFFFDgpj.exe.\n");
   EXPECT_EQ(folder.read("invoice \uFFFDgpj.exe"), "bytes");
   EXPECT_THAT(fetch(scan).errors, HasSubstr("is there already"));
+}
+
+// ---- What is done to mail, and written, without a server
+
+class StoredMail : public testing::Test {
+ protected:
+  StoredMail() : store(folder.supportDirectory()) {
+    store.save(MailAccount{.id = "ana", .address = "ana@example.org", .name = "Ana"});
+    store.saveFolders({{"INBOX", "INBOX", MailFolderRole::inbox},
+                       {"Lists/Bees", "Bees", MailFolderRole::other},
+                       {"Trash", "Trash", MailFolderRole::trash}},
+                      "ana");
+    for (std::uint32_t uid = 1; uid <= 3; ++uid)
+      store.insert({{.uid = uid,
+                     .mail = {.subject = "Compost",
+                              .from = MailAddress{"Rui", "rui@example.org"},
+                              .to = {{"", "ana@example.org"}, {"", "eva@example.org"}},
+                              .messageID = fmt::format("<{}@example.org>", uid),
+                              .text = "It is ready."}}},
+                   "ana", "INBOX");
+  }
+
+  std::vector<MailChange> queued() const {
+    std::vector<MailChange> changes;
+    for (const auto& [place, change] : store.pendingChanges("ana")) changes.push_back(change);
+    return changes;
+  }
+
+  MailDraft onlyDraft() const {
+    const auto drafts = store.drafts();
+    EXPECT_EQ(drafts.size(), 1u);
+    return drafts.empty() ? MailDraft() : drafts.front();
+  }
+
+  // On a terminal, with that command as the editor.
+  std::string atTerminal(const std::string& arguments, const std::string& editor, const std::string& answers = "") {
+    return runProgram({"/usr/bin/script", "-qec", VESK_BIN_DIR "/vesk mail " + arguments, "/dev/null"},
+                      {.input = answers, .environment = {{"VISUAL", editor}}})
+        .output;
+  }
+
+  TemporaryFolder folder;
+  MailStore store;
+};
+
+TEST_F(StoredMail, IsChangedHereAtOnceAndQueuedForTheServer) {
+  EXPECT_THAT(vesk({"mail", "mark", "1", "2", "--read"}).output, StartsWith("Marked 2 mails. The server is told"));
+  EXPECT_THAT(vesk({"mail", "mark", "1", "3", "--read"}).output, StartsWith("Marked 1 mail."));
+  EXPECT_THAT(vesk({"mail", "move", "1", "bees"}).output, StartsWith("Moved 1 mail to Bees."));
+  EXPECT_THAT(vesk({"mail", "move", "3", "trash"}).output, StartsWith("Moved 1 mail to Trash."));
+  const auto changes = queued();
+  ASSERT_EQ(changes.size(), 5u);
+  EXPECT_EQ(changes[3].targetPath, "Lists/Bees");
+  EXPECT_EQ(changes[4].target, MailFolderRole::trash);
+  EXPECT_FALSE(store.message(1));
+
+  struct Case {
+    std::vector<std::string> arguments;
+    const char* sentence;
+  };
+  const Case refused[] = {
+      {{"mark", "2"}, "Say how to mark it"},
+      {{"mark", "2", "99", "--flagged"}, "There is no mail 99."},
+      {{"move", "2", "99", "trash"}, "There is no mail 99."},
+      {{"move", "2", "attic"}, "ana@example.org has no folder attic. It has Bees, INBOX, Trash."},
+      {{"move", "two", "trash"}, "two is no number of a mail."},
+      {{"move", "trash"}, "Say which mail"},
+  };
+  for (Case c : refused) {
+    c.arguments.insert(c.arguments.begin(), "mail");
+    EXPECT_THAT(vesk(c.arguments).errors, HasSubstr(c.sentence));
+  }
+  EXPECT_EQ(queued().size(), 5u);
+  EXPECT_EQ(vesk({"mail", "move", "2", "inbox"}).output, "All of it is there already.\n");
+}
+
+TEST_F(StoredMail, IsWrittenFromTheInput) {
+  const RunOptions input = {.input = "Hello\r\nRui\n\n"};
+  vesk({"mail", "draft", "--to", "\"Silva, Rui\" <rui@example.org>, eva@example.org", "--bcc", "bo@example.org",
+        "--subject", "Two\nlines"},
+       input);
+  const MailDraft draft = onlyDraft();
+  EXPECT_EQ(draft.to, (std::vector<MailAddress>{{"Silva, Rui", "rui@example.org"}, {"", "eva@example.org"}}));
+  EXPECT_EQ(draft.subject, "Two lines");
+  EXPECT_EQ(draft.body, "Hello\nRui");
+  const std::string id = draft.id.substr(0, 8);
+  EXPECT_THAT(vesk({"mail", "drafts", "show", id}).output,
+              AllOf(HasSubstr("From     Ana <ana@example.org>\n"), HasSubstr("Bcc      bo@example.org\n"),
+                    HasSubstr("\nHello\nRui\n")));
+  EXPECT_THAT(vesk({"mail", "drafts", "delete", id}).errors, HasSubstr("Add --yes"));
+  vesk({"mail", "drafts", "delete", id, "--yes"});
+  EXPECT_TRUE(store.drafts().empty());
+
+  EXPECT_THAT(vesk({"mail", "draft", "--to", "rui"}, input).errors, HasSubstr("\"rui\" isn't an email address."));
+  EXPECT_THAT(vesk({"mail", "draft"}, {.input = "a\xFF"}).errors, HasSubstr("isn't UTF-8"));
+  EXPECT_THAT(vesk({"mail", "reply", "1"}, {}).errors, HasSubstr("needs some text"));
+  EXPECT_TRUE(store.drafts().empty());
+
+  vesk({"mail", "reply", "1", "--all"}, {.input = "Thanks"});
+  const MailDraft answer = onlyDraft();
+  EXPECT_EQ(answer.to.front().address, "rui@example.org");
+  EXPECT_EQ(answer.cc, (std::vector<MailAddress>{{"", "eva@example.org"}}));
+  EXPECT_EQ(answer.inReplyTo, "<1@example.org>");
+  EXPECT_THAT(answer.body, AllOf(StartsWith("Thanks\n\n"), HasSubstr("> It is ready.")));
+}
+
+TEST_F(StoredMail, IsWrittenInAnEditor) {
+  EXPECT_THAT(atTerminal("draft --to rui@example.org", "true"), HasSubstr("Nothing was written"));
+  EXPECT_TRUE(store.drafts().empty());
+  atTerminal("draft --to '\"Silva, Rui \\\"R\\\"\" <rui@example.org>'", "sed -i 's/^Subject:/& Bees/; $aThey fly.'");
+  const MailDraft draft = onlyDraft();
+  EXPECT_EQ(draft.to, (std::vector<MailAddress>{{"Silva, Rui \"R\"", "rui@example.org"}}));
+  EXPECT_EQ(draft.subject, "Bees");
+  EXPECT_EQ(draft.body, "They fly.");
+
+  // What can't be read is kept, and the draft as it was.
+  for (const char* wrong : {"s/^Cc:/& rui/", "s/^To:.*/To: a@b <c@d>/", "s/^From:.*/From: rui@example.org/",
+                            "s/^Bcc:/Attach: x/", "1iHello"}) {
+    const std::string output = atTerminal("drafts edit " + draft.id, fmt::format("sed -i '{}'", wrong), "n\n");
+    EXPECT_THAT(output, HasSubstr("Your text is kept in ")) << wrong;
+    EXPECT_EQ(onlyDraft(), draft);
+  }
+  // Somebody else's change stays.
+  EXPECT_THAT(atTerminal("drafts edit " + draft.id,
+                         VESK_BIN_DIR "/vesk mail drafts delete " + draft.id + " --yes; sed -i 's/fly/dig/'"),
+              HasSubstr("The draft changed meanwhile. Your text is kept in "));
+}
+
+TEST_F(StoredMail, IsNotSentUnseen) {
+  store.save(MailDraft{.id = "draft-1", .accountID = "ana", .subject = "Red\x1B[31m", .body = "text"});
+  EXPECT_EQ(vesk({"mail", "send", "draft-1", "--yes"}).exitStatus, 1);  // to nobody
+  store.save(MailDraft{
+      .id = "draft-1", .accountID = "ana", .to = {{"", "rui@example.org"}}, .subject = "Red\x1B[31m", .body = "text"});
+  const ProgramResult result = vesk({"mail", "send", "draft-1"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.output, AllOf(HasSubstr("To       rui@example.org\n"), HasSubstr("Red\uFFFD[31m")));
+  EXPECT_THAT(result.errors, HasSubstr("Nothing was sent."));
+  EXPECT_THAT(atTerminal("send draft-1", "true", "n\n"), HasSubstr("It stays a draft."));
 }
 
 }  // namespace
