@@ -60,7 +60,7 @@ double millisecondsOf(const auto& work) {
 
 std::string given(const char* variable) {
   const char* value = std::getenv(variable);
-  if (!value) throw Error("There is no mail server: run this with scripts/with-dovecot.");
+  if (!value) throw Error("There is no mail server: run this with scripts/with-mail-servers.");
   return value;
 }
 

@@ -2,7 +2,8 @@
 
 #include "bench/Subject.h"
 
-// The mail engine on a real server, which scripts/with-dovecot starts. Accounts are filled when they are first wanted.
+// The mail engine on a real server, which scripts/with-mail-servers starts. Accounts are filled when they are first
+// wanted.
 namespace vesk::bench::probe {
 
 // A folder of 5,000 generated messages that is fetched over TLS: into an empty mail store, and by mbsync into an empty

@@ -27,11 +27,12 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-// The user's side of mail against real servers, which scripts/with-dovecot starts.
+// The user's side of mail against real servers, which scripts/with-mail-servers starts.
 class MailSession : public testing::Test {
  protected:
   void SetUp() override {
-    if (!std::getenv("VESK_SUBMISSION_PORT")) GTEST_SKIP() << "No servers: run the tests with scripts/with-dovecot.";
+    if (!std::getenv("VESK_SUBMISSION_PORT"))
+      GTEST_SKIP() << "No servers: run the tests with scripts/with-mail-servers.";
     server_ = fmt::format("localhost:{}", std::getenv("VESK_IMAPS_PORT"));
     submission_ = fmt::format("localhost:{}", std::getenv("VESK_SUBMISSION_PORT"));
   }

@@ -22,18 +22,18 @@ using namespace std::chrono_literals;
 using Role = MailFolderRole;
 using UIDs = std::vector<std::uint32_t>;
 
-// The IMAP client against a real server, which scripts/with-dovecot starts. Each test has an account of its own.
+// The IMAP client against a real server, which scripts/with-mail-servers starts. Each test has an account of its own.
 class Dovecot : public testing::Test {
  protected:
   void SetUp() override {
-    if (!std::getenv("VESK_IMAP_PORT")) GTEST_SKIP() << "No IMAP server: run the tests with scripts/with-dovecot.";
+    if (!std::getenv("VESK_IMAP_PORT")) GTEST_SKIP() << "No IMAP server: run the tests with scripts/with-mail-servers.";
   }
 
   static std::uint16_t port(const char* variable) {
     return static_cast<std::uint16_t>(std::stoul(std::getenv(variable)));
   }
 
-  // With what the server says it can do by the beginning of the name: see scripts/with-dovecot.
+  // With what the server says it can do by the beginning of the name: see scripts/with-mail-servers.
   static std::string user(std::string_view prefix) {
     const auto now = std::chrono::system_clock::now().time_since_epoch().count();
     return fmt::format("{}user-{}-{}", prefix, ::getpid(), now);

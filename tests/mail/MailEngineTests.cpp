@@ -71,11 +71,11 @@ std::string mail(std::string_view id, std::size_t size = 0) {
                      std::string(size, 'x'));
 }
 
-// An account of its own on the real server that scripts/with-dovecot starts.
+// An account of its own on the real server that scripts/with-mail-servers starts.
 class MailEngineOnServer : public testing::Test {
  protected:
   void SetUp() override {
-    if (!std::getenv("VESK_IMAP_PORT")) GTEST_SKIP() << "No IMAP server: run the tests with scripts/with-dovecot.";
+    if (!std::getenv("VESK_IMAP_PORT")) GTEST_SKIP() << "No IMAP server: run the tests with scripts/with-mail-servers.";
     account_.user = fmt::format("{}engine-{}-{}", prefix(), ::getpid(),
                                 std::chrono::system_clock::now().time_since_epoch().count());
   }
@@ -223,7 +223,7 @@ TEST_F(MailEngineOnServer, GoesBackAsFarAsItIsTold) {
   EXPECT_EQ(inStore(store), onServer(other));
 }
 
-// The parameter begins the names of users, and says so what the server can do: see scripts/with-dovecot.
+// The parameter begins the names of users, and says so what the server can do: see scripts/with-mail-servers.
 class MailEngineCut : public MailEngineOnServer, public testing::WithParamInterface<const char*> {
   std::string prefix() const override { return GetParam(); }
 };

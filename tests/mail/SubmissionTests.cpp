@@ -23,12 +23,12 @@ std::unique_ptr<MailStream> connect(const char* variable, MailSecurity security)
                           {.extraAuthorities = std::getenv("VESK_IMAP_AUTHORITY")});
 }
 
-// Mail that is sent to a real server, which scripts/with-dovecot starts, and received from another one.
+// Mail that is sent to a real server, which scripts/with-mail-servers starts, and received from another one.
 class Submission : public testing::Test {
  protected:
   void SetUp() override {
     if (!std::getenv("VESK_SUBMISSION_PORT"))
-      GTEST_SKIP() << "No SMTP server: run the tests with scripts/with-dovecot.";
+      GTEST_SKIP() << "No SMTP server: run the tests with scripts/with-mail-servers.";
     folders_.store().save(account());
     logIn();
   }
