@@ -31,11 +31,12 @@ void JobQueue::add(Job job) {
   changed_.notify_one();
 }
 
-void JobQueue::work() {
+bool JobQueue::work(const std::function<bool()>& isEnough) {
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [&] { return !jobs_.empty() || running_ == 0; });
-    if (jobs_.empty()) return;
+    if (jobs_.empty()) return false;
+    if (isEnough && isEnough()) return true;
     const Job job = std::move(jobs_.back());
     jobs_.pop_back();
     const Running running(*this, lock);

@@ -14,9 +14,9 @@ class JobQueue {
 
   void add(Job job);
 
-  // Works until no job is left and none is under way. What a job throws is thrown here, and the jobs still waiting are
-  // dropped.
-  void work();
+  // Works until no job is left and none is under way, or until `isEnough` says so between two jobs; whether jobs are
+  // left. What a job throws is thrown here, and the jobs still waiting are dropped.
+  bool work(const std::function<bool()>& isEnough = {});
 
  private:
   struct Running;

@@ -1,6 +1,7 @@
 #include "core/vault/VaultScan.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <functional>
@@ -145,7 +146,8 @@ class VaultScan {
   ScannedFolder run() {
     ScannedFolder top;
     queue_.add([&] { scanFolder(top); });
-    onEveryWorker([&] { queue_.work(); });
+    // A small vault is read before other threads have started.
+    if (queue_.work([&] { return listed_ >= worthSharing; })) onEveryWorker([&] { queue_.work(); });
     return top;
   }
 
@@ -172,6 +174,8 @@ class VaultScan {
  private:
   // Notes of one folder that are read in one go; small enough for the threads to end together.
   static constexpr std::size_t batch = 64;
+  // Items from which on other threads are worth their start.
+  static constexpr std::size_t worthSharing = 256;
 
   void scanFolder(ScannedFolder& scanned) {
     auto opened = openIfThere(root_, scanned.path);
@@ -181,6 +185,7 @@ class VaultScan {
     scanned.isSorted = !options_.filter;
     scanned.items = scanned.isSorted ? sortedItemsOf(*folder) : itemsOf(*folder);
     if (options_.cache) scanned.known = options_.cache->find(absolutePath(scanned.path), scanned.bucket);
+    listed_ += scanned.items.size();
     scanned.notes.resize(scanned.items.size());
     scanned.stamps.resize(scanned.items.size());
     scanned.folders.resize(scanned.items.size());
@@ -283,6 +288,7 @@ class VaultScan {
   const Organization& organization_;
   const ScanOptions options_;
   JobQueue queue_;
+  std::atomic<std::size_t> listed_ = 0;  // items found so far
 };
 
 // The indices of the items that were kept, in order.
