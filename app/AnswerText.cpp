@@ -11,6 +11,7 @@ namespace {
 constexpr std::size_t none = std::string_view::npos;
 constexpr std::size_t longestTitle = 1000;   // bytes of a citation
 constexpr std::size_t longestTag = 1 << 16;  // likewise
+constexpr std::size_t longestMark = 1000;    // backticks or tildes
 constexpr std::string_view special = "\n`~[<";
 
 struct Tag {
@@ -107,7 +108,7 @@ AnswerText::Step AnswerText::codeMark() {
   const std::string_view text = rest();
   const char mark = text.front();
   const std::size_t length = std::min(text.find_first_not_of(mark), text.size());
-  if (length == text.size() && !isWhole_) return {};
+  if (length == text.size() && length < longestMark && !isWhole_) return {};
   if (fence_ > 0) {
     if (isLineStart_ && mark == fenceMark_ && length >= fence_) fence_ = 0;
   } else if (isLineStart_ && length >= 3) {

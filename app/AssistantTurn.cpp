@@ -49,18 +49,19 @@ std::string advice(AssistantProvider provider, AssistantStatus status) {
 
 // ---- A run
 
-// That it exited with an error says less than any error before it.
-bool saysMore(const std::string& failure, AssistantProvider provider) {
-  return failure != fmt::format("{} exited with an error.", program(provider).name);
+// What a program wrote to its standard error may be nothing but empty lines.
+std::string sentenceOf(const AssistantEvent& failure, AssistantProvider provider) {
+  const std::string_view sentence = text::trimWhitespace(failure.text);
+  return sentence.empty() ? fmt::format("{} stopped with an error.", nameOf(provider)) : std::string(sentence);
 }
 
 void take(const AssistantEvent& event, AssistantProvider provider, AssistantAnswer& answer) {
   using Kind = AssistantEvent::Kind;
-  if (event.kind == Kind::session) answer.session = isChatID(event.text) ? event.text : "";
+  if (event.kind == Kind::session && isChatID(event.text)) answer.session = event.text;
   if (event.kind == Kind::text) answer.text += event.text;
   if (event.kind == Kind::text || event.kind == Kind::tool) answer.failure.reset();
-  const bool holds = !answer.failure || (provider == AssistantProvider::codex && saysMore(event.text, provider));
-  if (event.kind == Kind::failure && holds) answer.failure = text::trimWhitespace(event.text);
+  const bool holds = !answer.failure || (provider == AssistantProvider::codex && !event.isOfExit);
+  if (event.kind == Kind::failure && holds) answer.failure = sentenceOf(event, provider);
 }
 
 // Claude's own advice is a command of its conversations in a terminal.
@@ -201,6 +202,8 @@ AssistantAnswer showAnswer(const AssistantRequest& request, const Interrupts& in
     if (onEvent) onEvent(event);
   });
   screen.end();
+  if (answer.isWhole() && text::trimWhitespace(answer.text).empty())
+    showAside(fmt::format("{} gave no answer.", nameOf(request.provider)));
   return answer;
 }
 

@@ -45,7 +45,8 @@ struct AssistantAnswer {
 using AssistantEventHandler = std::function<void(const AssistantEvent& event)>;
 
 // Runs the assistant to its end, or until it is told to stop. Of an assistant's failures the one that holds is kept:
-// Claude's first, and Codex's last, which tells of every attempt to reconnect; none that an answer followed.
+// Claude's first, and Codex's last, which tells of every attempt to reconnect; none that an answer followed. How the
+// program ended is only told when it told of nothing itself.
 AssistantAnswer answerTo(const AssistantRequest& request, const std::stop_token& stop,
                          const AssistantEventHandler& onEvent = {});
 

@@ -1,14 +1,10 @@
 // vesk capture: a thought, or another program's text, as a new note in the inbox.
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -16,10 +12,10 @@
 
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
+#include "app/StandardInput.h"
 #include "app/Terminal.h"
 #include "core/base/Error.h"
 #include "core/base/Text.h"
-#include "core/platform/FileError.h"
 #include "core/vault/MarkdownView.h"
 #include "core/vault/Note.h"
 #include "core/vault/Places.h"
@@ -28,17 +24,8 @@ namespace vesk::app {
 
 namespace {
 
-std::string standardInput() {
-  if (::isatty(STDIN_FILENO)) fmt::print(stderr, "Write the note, and press Ctrl-D when you are done.\n");
-  std::string text;
-  std::array<char, 1 << 16> piece = {};
-  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stdin)) {
-    text.append(piece.data(), count);
-    if (text.size() > maximumNoteSize) throw Error("This is too much text for a note.");
-  }
-  if (std::ferror(stdin)) throw FileError("read", "the standard input", errno);
-  return text;
-}
+constexpr InputRules noteText = {"Write the note, and press Ctrl-D when you are done.", maximumNoteSize,
+                                 "This is too much text for a note."};
 
 std::string_view firstLine(std::string_view text) { return text::trimWhitespace(text.substr(0, text.find('\n'))); }
 
@@ -80,7 +67,7 @@ Capture captureOf(std::string_view text) {
 
 void capture(const std::vector<std::string>& words) {
   const Vault vault = currentVault();
-  const std::string typed = words.empty() ? standardInput() : text::join(words, " ");
+  const std::string typed = words.empty() ? standardInput(noteText) : text::join(words, " ");
   if (!text::isValidUtf8(typed)) throw Error("The text isn't UTF-8.");
   const std::string_view text = text::trimWhitespace(typed);
   if (text.empty()) throw Error("A note needs some text.");

@@ -1,15 +1,11 @@
 // vesk chat: a conversation with an assistant about the vault, kept as a note.
 
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -21,13 +17,13 @@
 #include "app/CurrentVault.h"
 #include "app/Interrupts.h"
 #include "app/Question.h"
+#include "app/StandardInput.h"
 #include "app/Terminal.h"
 #include "app/TypedLines.h"
 #include "core/assistant/SavedChat.h"
 #include "core/base/Calendar.h"
 #include "core/base/Error.h"
 #include "core/base/Text.h"
-#include "core/platform/FileError.h"
 
 namespace vesk::app {
 
@@ -162,18 +158,9 @@ Chat chatFor(const ChatOptions& options) {
 
 // ---- One turn
 
-std::string standardInput() {
-  constexpr std::size_t most = std::size_t{1} << 20;  // bytes; assistants take less
-  if (::isatty(STDIN_FILENO)) fmt::print(stderr, "Write what you want to ask, and press Ctrl-D when you are done.\n");
-  std::string text;
-  std::array<char, 1 << 16> piece = {};
-  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stdin)) {
-    text.append(piece.data(), count);
-    if (text.size() > most) throw Error("This is too much text to ask about. Save it in the vault and name the note.");
-  }
-  if (std::ferror(stdin)) throw FileError("read", "the standard input", errno);
-  return text;
-}
+constexpr InputRules questionText = {"Write what you want to ask, and press Ctrl-D when you are done.",
+                                     std::size_t{1} << 20,  // assistants take less
+                                     "This is too much text to ask about. Save it in the vault and name the note."};
 
 void askOnce(std::string_view typed, const ChatOptions& options) {
   const std::string words(text::trimWhitespace(typed));
@@ -188,23 +175,31 @@ void askOnce(std::string_view typed, const ChatOptions& options) {
 
 // ---- A conversation
 
-// The next message; nullopt when the user leaves. Lines that come all at once, as pasted ones do, are one message.
-std::optional<std::string> nextMessage(TypedLines& lines, const Terminal& terminal) {
+// The next line, or several that come all at once, as pasted ones do.
+Typed nextLines(TypedLines& lines) {
   constexpr std::chrono::milliseconds together{30};
-  std::string message;
-  while (text::trimWhitespace(message).empty()) {
+  Typed typed = lines.next();
+  if (typed.kind != Typed::Kind::line) return typed;
+  for (Typed more = lines.next(together); more.kind == Typed::Kind::line; more = lines.next(together)) {
+    typed.line.append("\n").append(more.line);
+    typed.isCut = typed.isCut || more.isCut;
+  }
+  return typed;
+}
+
+// The next message; nullopt when the user leaves. Ctrl-C that comes too late for an answer doesn't leave.
+std::optional<std::string> nextMessage(TypedLines& lines, const Terminal& terminal) {
+  for (;;) {
     print("{} ", styled(">", Style::strong, terminal));
     flush();
-    Typed typed = lines.next();
-    if (typed.kind != Typed::Kind::line) {
-      print("\n");
-      return std::nullopt;
-    }
-    message = std::move(typed.line);
-    for (typed = lines.next(together); typed.kind == Typed::Kind::line; typed = lines.next(together))
-      message.append("\n").append(typed.line);
+    const Typed typed = nextLines(lines);
+    if (typed.kind != Typed::Kind::line) print("\n");
+    if (typed.kind == Typed::Kind::end) return std::nullopt;
+    if (typed.kind == Typed::Kind::interrupt) showAside("Ctrl-D leaves.");
+    if (typed.isCut) complain(cutLineComplaint);
+    const std::string_view message = text::trimWhitespace(typed.line);
+    if (!message.empty() && !typed.isCut) return std::string(message);
   }
-  return std::string(text::trimWhitespace(message));
 }
 
 void converse(const ChatOptions& options) {
@@ -230,7 +225,7 @@ void converse(const ChatOptions& options) {
 void talk(const ChatOptions& options) {
   if (!options.words.empty()) return askOnce(text::wellFormed(text::join(options.words, " ")), options);
   if (canAsk()) return converse(options);
-  askOnce(text::wellFormed(standardInput()), options);
+  askOnce(text::wellFormed(standardInput(questionText)), options);
 }
 
 }  // namespace

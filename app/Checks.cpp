@@ -283,9 +283,9 @@ Finding checkMail(Time) {
     const auto store = MailStore::openIfThere(directory);
     return store ? findingOn(*store, file) : notSetUp("There is no mail account.", "vesk mail add");
   } catch (const MailError& error) {
-    const std::string_view said = error.what();  // "The mail server refused: …", of what SQLite said
-    return attention(sentence("{} can't be used: {}.", file, said.substr(said.find(": ") + 2)),
-                     "See whose file it is. If it is damaged, put a backup in its place.");
+    return attention(
+        sentence("The mail database can't be used: {} ({})", error.databaseText(), file),
+        "See whose file it is, and whether the disk is full. If it is damaged, put a backup in its place.");
   }
 }
 

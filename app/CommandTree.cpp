@@ -1,12 +1,14 @@
 #include "app/CommandTree.h"
 
 #include <algorithm>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
 #include "app/Commands.h"
 #include "app/Examples.h"
 #include "app/Options.h"
+#include "app/Terminal.h"
 #include "core/base/Text.h"
 
 namespace vesk::app {
@@ -83,24 +85,6 @@ bool isCommand(std::string_view name) {
   return false;
 }
 
-// The usual help, and examples under it.
-class HelpFormatter : public CLI::Formatter {
- public:
-  std::string make_footer(const CLI::App* command) const override {
-    std::string footer = Formatter::make_footer(command);
-    const auto examples = examplesOf(pathOf(*command));
-    if (examples.empty()) return footer;
-    footer += footer.empty() ? "Examples:\n" : "\nExamples:\n";
-    for (const std::string_view example : examples) footer += "  " + std::string(example) + "\n";
-    return footer;
-  }
-};
-
-void unguardOptions(CLI::App& command) {
-  for (CLI::Option* option : command.get_options()) option->transform(unguarded);
-  for (CLI::App* subcommand : command.get_subcommands({})) unguardOptions(*subcommand);
-}
-
 // CLI11 writes what an option takes as "TEXT", "UINT:NUMBER" or "TEXT:{always,important}".
 void readType(std::string_view type, DescribedOption& option) {
   option.value = type.substr(0, type.find(':'));
@@ -126,6 +110,51 @@ DescribedOption describe(const CLI::Option& option) {
   for (const std::string& name : option.get_snames()) described.names.push_back("-" + name);
   for (const std::string& name : option.get_lnames()) described.names.push_back("--" + name);
   return described;
+}
+
+// The usual help in plainer words and within the terminal's width, and examples under it.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() { label("Positionals", "Arguments"); }
+
+  // What the usage doesn't say.
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const DescribedOption described = describe(*option);
+    if (option->get_positional() || described.value.empty()) return "";
+    const std::string usual = option->get_default_str();
+    return " " + (described.choices.empty() ? described.value : text::join(described.choices, "|")) +
+           (usual.empty() ? "" : "=" + usual);
+  }
+
+  std::string make_option_desc(const CLI::Option* option) const override { return inLines(option->get_description()); }
+
+  std::string make_subcommand(const CLI::App* command) const override {
+    std::ostringstream line;
+    CLI::detail::format_help(line, command->get_name(), inLines(command->get_description()), get_column_width());
+    return line.str();
+  }
+
+  std::string make_footer(const CLI::App* command) const override {
+    std::string footer = Formatter::make_footer(command);
+    const auto examples = examplesOf(pathOf(*command));
+    if (examples.empty()) return footer;
+    footer += footer.empty() ? "Examples:\n" : "\nExamples:\n";
+    for (const std::string_view example : examples) footer += "  " + std::string(example) + "\n";
+    return footer;
+  }
+
+ private:
+  // Beside the column of the names.
+  std::string inLines(const std::string& description) const {
+    Terminal column = Terminal::ofStandardOutput();
+    if (column.width) column.width = std::max(*column.width, 2 * get_column_width()) - get_column_width();
+    return wrapped(description, 0, column);
+  }
+};
+
+void unguardOptions(CLI::App& command) {
+  for (CLI::Option* option : command.get_options()) option->transform(unguarded);
+  for (CLI::App* subcommand : command.get_subcommands({})) unguardOptions(*subcommand);
 }
 
 }  // namespace

@@ -155,9 +155,10 @@ void connectTo(const AssistantClient& client) {
     throw Error(fmt::format("{} isn't installed. Install it, then connect it.", client.name));
   requireConnection(client);
   print("{} is connected: it starts {}\n", client.name, safe(toolServerEntry().command));
-  if (before.state == State::other) print("It started {} before.\n", safe(before.command));
-  if (before.state == State::notInstalled) print("It hasn't been used here so far, and will find Vesk when it is.\n");
-  print("{}\n", client.nextStep);
+  if (before.state == State::other && before.command != toolServerEntry().command)
+    print("It started {} before.\n", safe(before.command));
+  print("{}\n", before.state == State::notInstalled ? "It hasn't been used here so far, and will find Vesk when it is."
+                                                    : client.nextStep);
   if (!currentAccess().vaultPath) print("No vault is open so far, so there is nothing to see: vesk open FOLDER\n");
 }
 

@@ -8,13 +8,19 @@ namespace vesk::app {
 const std::vector<Example>& examples() {
   // clang-format off
   static const std::vector<Example> all = {
-      {"vesk", {"vesk open ~/Notes", "vesk search lemon tree", "vesk today", "vesk doctor"}},
+      {"vesk",
+       {"vesk open ~/Notes",
+        "vesk search lemon tree",
+        "vesk today",
+        "vesk connect claude-code",
+        "vesk chat",
+        "vesk doctor"}},
 
       {"vesk open", {"vesk open ~/Notes", "vesk open ~/Notes --method para --language pt"}},
       {"vesk organize", {"vesk organize", "vesk organize ideas"}},
       {"vesk status", {"vesk status", "vesk status --json"}},
       {"vesk watch", {"vesk watch", "vesk watch --json"}},
-      {"vesk doctor", {"vesk doctor"}},
+      {"vesk doctor", {"vesk doctor", "vesk doctor --wait 60"}},
 
       {"vesk notes",
        {"vesk notes --limit 10",
@@ -110,8 +116,12 @@ const std::vector<Example>& examples() {
 
       {"vesk chat",
        {"vesk chat", "vesk chat which tasks of the garden are overdue?", "vesk chat --continue --provider claude"}},
-      {"vesk connect", {"vesk connect", "vesk connect claude-code", "vesk connect claude-desktop"}},
-      {"vesk disconnect", {"vesk disconnect codex"}},
+      {"vesk connect",
+       {"vesk connect",
+        "vesk connect claude-code",
+        "vesk connect claude-desktop",
+        "vesk connect codex"}},
+      {"vesk disconnect", {"vesk disconnect claude-code", "vesk disconnect codex"}},
       {"vesk access", {"vesk access", "vesk access on createNotes append", "vesk access level important"}},
       {"vesk access on", {"vesk access on createNotes append"}},
       {"vesk access off", {"vesk access off append"}},

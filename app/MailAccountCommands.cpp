@@ -238,10 +238,11 @@ void addAddMailCommand(CLI::App& mail) {
   const auto options = std::make_shared<AddOptions>();
   CLI::App* command = mail.add_subcommand("add", "Connect an account, or give its password anew.");
   command->add_option("ADDRESS", options->address, "For example: vesk mail add ana@example.org")->required();
-  command->add_option("--name", options->name, "Your name, as those you write to see it.");
-  command->add_option("--imap", options->imap, "HOST or HOST:PORT of the server for reading mail.");
-  command->add_option("--smtp", options->smtp, "HOST or HOST:PORT of the server for sending mail.");
-  command->add_option("--user", options->user, "What the servers know you by; your address unless given.");
+  command->add_option("--name", options->name, "Your name, as those you write to see it.")->type_name("NAME");
+  command->add_option("--imap", options->imap, "The server for reading mail: HOST or HOST:PORT.")->type_name("HOST");
+  command->add_option("--smtp", options->smtp, "The server for sending mail: HOST or HOST:PORT.")->type_name("HOST");
+  command->add_option("--user", options->user, "What the servers know you by; your address unless given.")
+      ->type_name("NAME");
   command
       ->add_option("--security", options->security,
                    "How the servers given encrypt: tls, starttls, or none for this very machine. Both are tried unless "

@@ -66,7 +66,7 @@ std::vector<MailChange> marksOf(const MailSummary& mail, const MarkOptions& opti
 
 void mark(const MarkOptions& options) {
   if (!options.read && !options.unread && !options.flagged && !options.unflagged)
-    throw Error("Say how to mark it: --read, --unread, --flagged or --unflagged.");
+    throw CLI::ValidationError("Say how to mark it: --read, --unread, --flagged or --unflagged.");
   const auto store = openMail();
   std::size_t changed = 0;
   for (const MailSummary& mail : mailsNumbered(*store, options.ids)) {
@@ -102,7 +102,7 @@ std::vector<std::int64_t> idsOf(const std::vector<std::string>& words) {
 void move(std::vector<std::string> words) {
   const std::string typed = words.back();
   words.pop_back();
-  if (words.empty()) throw Error("Say which mail, and where to: vesk mail move 4711 archive");
+  if (words.empty()) throw CLI::ValidationError("Say which mail, and where to: vesk mail move 4711 archive");
   const auto store = openMail();
   const auto mails = mailsNumbered(*store, idsOf(words));
   std::vector<MailFolder> folders;  // one for each mail, before the first is moved

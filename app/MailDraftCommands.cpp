@@ -1,8 +1,6 @@
 // vesk mail draft, reply and drafts: mail that isn't sent yet.
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -25,6 +23,7 @@
 #include "app/MailLookup.h"
 #include "app/Question.h"
 #include "app/ShortID.h"
+#include "app/StandardInput.h"
 #include "app/Table.h"
 #include "app/Terminal.h"
 #include "core/base/Calendar.h"
@@ -37,21 +36,16 @@
 #include "core/mail/MailReply.h"
 #include "core/mail/MailStore.h"
 #include "core/mail/Recipients.h"
-#include "core/platform/FileError.h"
 
 namespace vesk::app {
 
 namespace {
 
+// Servers take mails of about three times that.
+constexpr InputRules bodyText = {.most = std::size_t{8} << 20, .tooMuch = "This is too much text for a mail."};
+
 std::string inputAsBody() {
-  constexpr std::size_t longest = std::size_t{8} << 20;  // bytes; servers take mails of about three times that
-  std::string text;
-  std::array<char, 1 << 16> piece = {};
-  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stdin)) {
-    text.append(piece.data(), count);
-    if (text.size() > longest) throw Error("This is too much text for a mail.");
-  }
-  if (std::ferror(stdin)) throw FileError("read", "the standard input", errno);
+  std::string text = standardInput(bodyText);
   if (!text::isValidUtf8(text)) throw Error("The text isn't UTF-8.");
   text = std::string(text::trim(text::withLineBreaks(text, "\n"), "\n"));
   if (text::trimWhitespace(text).empty()) throw Error("A mail needs some text: give it as the input.");

@@ -58,7 +58,7 @@ void take(MailDraft& draft, std::string_view key, std::string_view value, const 
   }
 }
 
-// Takes the lines above the body off the text. A line that begins with a space goes on with the one before.
+// Takes the lines above the body off the text. A line that begins with white space goes on with the one before.
 std::vector<std::string> takeHead(std::string_view& text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
@@ -66,7 +66,7 @@ std::vector<std::string> takeHead(std::string_view& text) {
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
     if (text::trimSpaces(line).empty()) break;
-    if (line.front() == ' ' && !lines.empty())
+    if ((line.front() == ' ' || line.front() == '\t') && !lines.empty())
       lines.back() += line;
     else
       lines.emplace_back(line);

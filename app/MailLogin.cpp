@@ -47,8 +47,8 @@ WipedText keptPasswordOf(const MailAccount& account) {
   if (auto kept = mailPasswords::find(environment::supportDirectory(), account.id)) return std::move(*kept);
   if (!canAsk())
     throw Error(
-        fmt::format("The password of {0} isn't known here: give it with vesk mail add {0}, or set "
-                    "VESK_MAIL_PASSWORD.",
+        fmt::format("There is no password of {0} here, or your desktop's keyring is locked: unlock that, give the "
+                    "password with vesk mail add {0}, or set VESK_MAIL_PASSWORD.",
                     account.address));
   auto typed = askSecret(fmt::format("Password of {}:", safe(account.address)));
   if (!typed || typed->empty()) throw Error("Without the password nothing was done.");
@@ -91,6 +91,9 @@ MailRoutes loggedInRoutes() {
 }
 
 std::string explained(const MailError& error, const MailAccount& account, const MailServer& server) {
+  if (error.isOfDatabase())
+    return fmt::format("The mail database can't be used: {}. See whether the disk is full; vesk doctor says more.",
+                       error.databaseText());
   switch (error.kind()) {
     case MailError::Kind::wrongPassword:
       return fmt::format(

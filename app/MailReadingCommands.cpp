@@ -143,7 +143,7 @@ void addSearchMailCommand(CLI::App& mail) {
 void addReadCommand(CLI::App& mail) {
   const auto options = std::make_shared<ReadOptions>();
   CLI::App* command = mail.add_subcommand("read", "Show a mail and its attachments.");
-  command->add_option("ID", options->id, "Its number, from vesk mail list.")->required();
+  command->add_option("MAIL", options->id, "Its number, from vesk mail list.")->required();
   CLI::Option* html = command->add_flag("--html", options->asHTML, "Write its HTML as it is.");
   command->add_flag("--json", options->asJson, "Write JSON.")->excludes(html);
   command->callback([options] { read(*options); });
@@ -152,7 +152,7 @@ void addReadCommand(CLI::App& mail) {
 void addAttachmentCommand(CLI::App& mail) {
   const auto options = std::make_shared<ReadOptions>();
   CLI::App* command = mail.add_subcommand("attachment", "Fetch an attachment from the server and save it.");
-  command->add_option("ID", options->id, "The mail's number.")->required();
+  command->add_option("MAIL", options->id, "The mail's number.")->required();
   command->add_option("NUMBER", options->number, "The attachment's, from vesk mail read.")
       ->required()
       ->check(positive());

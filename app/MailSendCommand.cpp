@@ -79,9 +79,7 @@ void send(const Options& options) {
   const MailAccount sender = accountWithID(*store, draft.accountID);
   requireSendable(draft, sender);
   if (!isToBeSent(draft, sender, options.yes)) return print("It stays a draft.\n");
-  if (store->draft(draft.id) != draft)
-    throw Error("The draft changed meanwhile, so nothing was sent. Look at it anew.");
-  tell(outbox.send(draft.id, std::chrono::system_clock::now(), Calendar::ofSystem()), draft);
+  tell(outbox.send(draft, std::chrono::system_clock::now(), Calendar::ofSystem()), draft);
 }
 
 }  // namespace

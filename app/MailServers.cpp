@@ -82,7 +82,7 @@ MailServer firstThatWorks(const MailServers& servers, const MailAccount& account
       print("works\n");
       return server;
     } catch (const MailError& error) {
-      print("doesn't work\n");
+      print("{}\n", error.kind() == MailError::Kind::wrongPassword ? "refuses the password" : "doesn't work");
       const int told = weight(error.kind());
       if (!reason || told > reason->first) reason.emplace(told, explained(error, account, server));
       if (error.kind() == MailError::Kind::insecureServer) distrusted = hostAndPort(server);

@@ -115,7 +115,8 @@ std::string environment() {
          entry(bold("NO_COLOR"), "When it is set, nothing is written in colour.") +
          entry(bold("LC_ALL") + ", " + bold("LC_MESSAGES") + ", " + bold("LANG"),
                "The language of the folders and notes that Vesk makes: English, Portuguese or Spanish.") +
-         entry(bold("VESK_MAIL_PASSWORD"), "The password that attachments are fetched with, where none is stored.");
+         entry(bold("VESK_MAIL_PASSWORD"),
+               "The password of a mail account, instead of the one that is kept, for a command on one account only.");
 }
 
 std::string files() {
@@ -160,19 +161,21 @@ std::string toolServerPage(std::string_view date) {
   std::string tools;
   for (const Tool& tool : toolCatalog::tools()) tools += entry(bold(tool.name), tool.description);
   return heading("vesk-mcp", date) + ".SH NAME\nvesk\\-mcp \\- serve the vault to an AI assistant\n.SH SYNOPSIS\n" +
-         bold("vesk-mcp") + "\n.SH DESCRIPTION\n" +
+         bold("vesk-mcp") + " [" + bold("--help") + "|" + bold("--version") + "]\n.SH DESCRIPTION\n" +
          shown(
              "The tool server of Vesk. Assistants start it; it speaks the Model Context Protocol (JSON-RPC, a message "
-             "a line) over standard input and output, ends when its input does, and takes no options.\n") +
+             "a line) over standard input and output, and ends when its input does.\n") +
          ".PP\n" +
          shown(
              "It serves the vault that is open in Vesk. What assistants may do, and what waits for your approval, is "
-             "set with vesk access; vesk actions shows what they did, and vesk undo takes it back.\n") +
-         ".PP\n.nf\n.RS\n" + shown("claude mcp add --scope user vesk -- vesk-mcp\ncodex mcp add vesk -- vesk-mcp\n") +
-         ".RE\n.fi\n.SH TOOLS\n" + tools + ".SH ENVIRONMENT\n" +
-         entry(bold("VESK_SUPPORT_DIR"), "The full path of " + std::string(supportFolder)) + files() +
-         ".SH EXIT STATUS\n" + entry("0", "The input ended.") +
-         entry("1", "The input or the output failed; standard error says how.") + ".SH SEE ALSO\n.BR vesk (1)\n";
+             "set with vesk access; vesk actions shows what they did, and vesk undo takes it back. An assistant is "
+             "told of it "
+             "by:\n") +
+         ".PP\n.nf\n.RS\n" + shown("vesk connect claude-code\n") + ".RE\n.fi\n.SH TOOLS\n" + tools +
+         ".SH ENVIRONMENT\n" + entry(bold("VESK_SUPPORT_DIR"), "The full path of " + std::string(supportFolder)) +
+         files() + ".SH EXIT STATUS\n" + entry("0", "The input ended.") +
+         entry("1", "The input or the output failed; standard error says how.") +
+         entry("2", "It was started with other arguments.") + ".SH SEE ALSO\n.BR vesk (1)\n";
 }
 
 }  // namespace vesk::app::manual

@@ -56,6 +56,7 @@ using Proposals = std::deque<MeetingProposal>;
 
 // Yes or no; nullopt when the user leaves instead.
 std::optional<bool> askYesOrNotNow(TypedLines& lines) {
+  lines.forget();
   for (;;) {
     print("{} ", yesOrNotNowQuestion);
     flush();

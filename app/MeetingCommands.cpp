@@ -82,7 +82,7 @@ void addLines(Lines lines, const LiveMeeting& heardFor) {
   const std::string directory = environment::supportDirectory();
   const FileLock lock(directory);
   auto meeting = LiveMeeting::load(directory);
-  if (!meeting || meeting->started != heardFor.started || meeting->title != heardFor.title)
+  if (!isSame(meeting, heardFor))
     throw Error(fmt::format("The meeting is over, and {} came too late for it.", counted(lines.size(), "line")));
   std::ranges::move(lines, std::back_inserter(meeting->lines));
   meeting->save(directory);
@@ -160,6 +160,7 @@ void discard(const LiveMeeting& meeting, bool yes) {
     return print("It is still being transcribed.\n");
   const std::string directory = environment::supportDirectory();
   const FileLock lock(directory);
+  if (!isSame(LiveMeeting::load(directory), meeting)) throw Error("The meeting is over. Nothing was thrown away.");
   clear(directory);
   print("Threw away {}, {}.\n", shownTitle(meeting.title), lines);
 }

@@ -18,6 +18,10 @@ LiveMeeting currentMeeting() {
   return std::move(*meeting);
 }
 
+bool isSame(const std::optional<LiveMeeting>& now, const LiveMeeting& before) {
+  return now && now->started == before.started && now->title == before.title;
+}
+
 std::string shownTitle(const std::string& title) { return title.empty() ? "The meeting" : safe(title); }
 
 std::string shownLine(const TranscriptLine& line, const Calendar& calendar, const Terminal& terminal) {

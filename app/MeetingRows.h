@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "app/Terminal.h"
@@ -10,6 +11,9 @@ namespace vesk::app {
 
 // The meeting that is being transcribed. Throws Error when there is none.
 LiveMeeting currentMeeting();
+
+// Whether it is still the one that was read before; its lines may be more.
+bool isSame(const std::optional<LiveMeeting>& now, const LiveMeeting& before);
 
 std::string shownTitle(const std::string& title);
 

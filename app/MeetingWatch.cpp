@@ -48,7 +48,7 @@ class MeetingFile {
     if (!info) return false;
     if (info->modified == modified_ && info->size == size_) return true;
     auto now = LiveMeeting::load(directory);
-    if (!now || now->started != meeting_.started || now->title != meeting_.title) return false;
+    if (!isSame(now, meeting_)) return false;
     meeting_ = std::move(*now);
     modified_ = info->modified;
     size_ = info->size;
@@ -95,6 +95,7 @@ class MeetingWatch {
   void run() {
     begin();
     while (!isLeft_ && step()) continue;
+    if (isCarryingOut()) showAside("Stopped. Some of what you said yes to may be done.");
   }
 
  private:
@@ -149,7 +150,13 @@ class MeetingWatch {
     const Turn turn = std::move(turns_.front());
     turns_.pop_front();
     toldUntil_ = turn.mode == AssistantMode::meeting ? lastLine(meeting()) : session_.seenLine;
-    turn_.emplace(session_.request(turn.mode, promptFor(turn)));
+    mode_ = turn.mode;
+    turn_.emplace(session_.request(mode_, promptFor(turn)));
+  }
+
+  bool isCarryingOut() const {
+    constexpr auto action = AssistantMode::approvedMeetingAction;
+    return (turn_ && mode_ == action) || std::ranges::find(turns_, action, &Turn::mode) != turns_.end();
   }
 
   std::string promptFor(const Turn& turn) const {
@@ -202,7 +209,9 @@ class MeetingWatch {
     session_.remember(proposal, isYes);
     if (isYes) turns_.push_back({.mode = AssistantMode::approvedMeetingAction, .approved = std::move(proposal)});
     showAside(isYes ? fmt::format("{} does it.", nameOf(session_.provider)) : "Not now.");
-    if (!proposals_.empty()) show(proposals_.front());
+    if (proposals_.empty()) return;
+    lines_.forget();
+    show(proposals_.front());
   }
 
   // ---- The user
@@ -215,6 +224,7 @@ class MeetingWatch {
     }
     const Typed typed = lines_.next(pause);
     if (typed.kind == Typed::Kind::interrupt || typed.kind == Typed::Kind::end) isLeft_ = true;
+    if (typed.isCut) return complain(cutLineComplaint);
     const std::string words = text::collapseWhitespace(typed.line);
     if (words.empty() || options_.isQuiet) return;
     if (const auto answer = yesOrNotNow(words))
@@ -238,8 +248,9 @@ class MeetingWatch {
   bool isLeft_ = false;
 
   MeetingSession session_;
-  std::deque<Turn> turns_;  // that wait for the one under way
-  std::string toldUntil_;   // the last line that this one tells of
+  std::deque<Turn> turns_;                       // that wait for the one under way
+  std::string toldUntil_;                        // the last line that this one tells of
+  AssistantMode mode_ = AssistantMode::meeting;  // likewise
   Clock::time_point lookAt_ = Clock::now() + options_.every;
   int failures_ = 0;
   std::deque<MeetingProposal> proposals_;  // the first one is asked

@@ -15,7 +15,6 @@
 #include "app/Commands.h"
 #include "app/CurrentVault.h"
 #include "app/Terminal.h"
-#include "app/ToolServer.h"
 #include "core/base/Error.h"
 #include "core/base/Language.h"
 #include "core/base/Text.h"
@@ -79,7 +78,7 @@ void report(const Vault& vault, const Terminal& terminal) {
   print("  {} in {}\n", counted(vault.scan().notes.size(), "note"), counted(vault.folders().size(), "folder"));
   print("  {}\n\n", safe(describe(vault.organization())));
   print("What an assistant may do is yours to say:\n  vesk access\n");
-  print("Connect one, once:\n  {}\n  {}\n", safe(claudeCommand()), safe(codexCommand()));
+  print("Connect one, once (claude-desktop and codex work likewise):\n  vesk connect claude-code\n");
 }
 
 void open(const Options& options) {

@@ -84,7 +84,8 @@ void addPlanCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("plan", "Show the time set aside for tasks, or write it for a calendar.");
   command->add_option("--from", options->from, "The first day; today unless given.")->check(isDay());
   command->add_option("--to", options->to, "The last day; a week from the first unless given.")->check(isDay());
-  CLI::Option* file = command->add_option("--ics", options->file, "Write an iCalendar file; - is the output.");
+  CLI::Option* file =
+      command->add_option("--ics", options->file, "Write an iCalendar file; - is the output.")->type_name("FILE");
   command->add_flag("--json", options->asJson, "Write JSON.")->excludes(file);
   command->callback([options] { show(*options); });
 }

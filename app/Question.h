@@ -12,7 +12,7 @@ bool canAsk();
 // Asks for a line, which is given back without white space around it; nullopt when the input ends.
 std::optional<std::string> ask(std::string_view question);
 
-// Likewise, without showing what is typed.
+// Likewise, as it is typed and without showing it.
 std::optional<std::string> askSecret(std::string_view question);
 
 // Asks until it is answered with yes or no; false when the input ends.

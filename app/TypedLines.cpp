@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 #include <utility>
 
@@ -14,7 +15,7 @@ namespace vesk::app {
 Typed TypedLines::next(std::optional<std::chrono::milliseconds> time) {
   using Kind = Typed::Kind;
   for (;;) {
-    if (auto line = takeLine()) return {Kind::line, std::move(*line)};
+    if (auto line = takeLine()) return std::move(*line);
     if (isEnded_) return {Kind::end};
     std::array<pollfd, 2> polled{{{STDIN_FILENO, POLLIN, 0}, {interrupts_.descriptor(), POLLIN, 0}}};
     if (::poll(polled.data(), polled.size(), time ? static_cast<int>(time->count()) : -1) <= 0) return {};
@@ -26,12 +27,18 @@ Typed TypedLines::next(std::optional<std::chrono::milliseconds> time) {
   }
 }
 
-std::optional<std::string> TypedLines::takeLine() {
+void TypedLines::forget() {
+  rest_.clear();
+  ::tcflush(STDIN_FILENO, TCIFLUSH);
+}
+
+std::optional<Typed> TypedLines::takeLine() {
+  constexpr std::size_t longest = 4095;  // bytes that Linux keeps of a line
   const std::size_t end = rest_.find('\n');
   if (end == std::string::npos && !(isEnded_ && !rest_.empty())) return std::nullopt;
-  std::string line = text::wellFormed(rest_.substr(0, end));
+  const std::string line = rest_.substr(0, end);
   rest_.erase(0, end == std::string::npos ? end : end + 1);
-  return line;
+  return Typed{Typed::Kind::line, text::wellFormed(line), line.size() >= longest};
 }
 
 void TypedLines::read() {

@@ -1,18 +1,16 @@
 #include "bench/MailStoreSubject.h"
 
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <sqlite3.h>
-#include <stdlib.h>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "bench/Measuring.h"
 #include "bench/generator/MailText.h"
 #include "bench/generator/Random.h"
 #include "bench/generator/Words.h"
@@ -20,37 +18,16 @@
 #include "core/mail/IMAPAnswers.h"
 #include "core/mail/MIME.h"
 #include "core/mail/MailStore.h"
-#include "core/platform/FileError.h"
 
 namespace vesk::bench {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::size_t insertedMessages = 10'000;
 constexpr std::size_t searchedMessages = 100'000;
 constexpr std::string_view searchedWord = "harbour";
 
-// A folder that goes away with the object.
-class MadeFolder {
- public:
-  MadeFolder() {
-    if (!::mkdtemp(path_.data())) throw FileError("make", path_, errno);
-  }
-  ~MadeFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  MadeFolder(const MadeFolder&) = delete;
-  MadeFolder& operator=(const MadeFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-  std::string database() const { return path_ + "/mail/mail.sqlite"; }
-
- private:
-  std::string path_ = fs::temp_directory_path() / "vesk-bench-mail-XXXXXX";
-};
+std::string databaseIn(const MadeFolder& folder) { return folder.path() + "/mail/mail.sqlite"; }
 
 // SQLite as anybody uses it.
 class BareConnection {
@@ -76,12 +53,6 @@ class BareConnection {
 
   sqlite3* connection_ = nullptr;
 };
-
-double millisecondsOf(const auto& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-}
 
 constexpr std::string_view messageColumns =
     "account, folder, uid, message_id, subject, from_name, from_address, date, snippet, is_read, is_flagged, "
@@ -161,7 +132,7 @@ Mails makeMails() {
   MailStore store(folder.path());
   addFolder(store);
   insert(store, mails.records);
-  mails.rows = rowsOf(folder.database());
+  mails.rows = rowsOf(databaseIn(folder));
   return mails;
 }
 
@@ -198,7 +169,7 @@ struct Searched {
 
   MadeFolder folder = {};
   MailStore store{folder.path()};
-  BareConnection connection{folder.database()};
+  BareConnection connection{databaseIn(folder)};
   BareConnection::Statement statement = connection.prepare(
       "SELECT m.id, m.account, m.folder, m.uid, m.message_id, m.subject, m.from_name, m.from_address, m.date, "
       "m.snippet, m.is_read, m.is_flagged, m.has_attachments FROM messages m JOIN message_search s ON s.rowid = m.id "
@@ -241,7 +212,7 @@ double bareMailInsert(Subject&) {
   const auto& rows = mails().rows;
   const MadeFolder folder;
   MailStore(folder.path()).accounts();  // makes the tables
-  BareConnection connection(folder.database());
+  BareConnection connection(databaseIn(folder));
   return millisecondsOf([&] { insertBare(connection, rows); });
 }
 

@@ -1,18 +1,17 @@
 #include "bench/MailSyncSubject.h"
 
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <stdlib.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
+#include "bench/Measuring.h"
 #include "bench/Process.h"
 #include "bench/generator/MailText.h"
 #include "core/base/Error.h"
@@ -20,7 +19,6 @@
 #include "core/mail/MailEngine.h"
 #include "core/mail/MailStore.h"
 #include "core/mail/network/MailStream.h"
-#include "core/platform/FileError.h"
 
 namespace vesk::bench {
 
@@ -32,31 +30,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t fetchedMessages = 5'000;
 constexpr std::size_t idleFolders = 20;  // the inbox and those that the server makes for everybody among them
 constexpr std::size_t idleMessages = 250;
-
-// A folder that goes away with the object.
-class MadeFolder {
- public:
-  MadeFolder() {
-    if (!::mkdtemp(path_.data())) throw FileError("make", path_, errno);
-  }
-  ~MadeFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  MadeFolder(const MadeFolder&) = delete;
-  MadeFolder& operator=(const MadeFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_ = fs::temp_directory_path() / "vesk-bench-sync-XXXXXX";
-};
-
-double millisecondsOf(const auto& work) {
-  const auto start = Clock::now();
-  work();
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
 
 std::string given(const char* variable) {
   const char* value = std::getenv(variable);
@@ -199,7 +172,7 @@ double probe::mbsync(Subject&) {
   const MadeFolder folder;
   const std::string settings = folder.path() + "/mbsyncrc";
   std::ofstream(settings) << mbsyncSettings(folder.path());
-  const double time = bench::millisecondsOf({.arguments = {"mbsync", "-q", "-c", settings, "all"}});
+  const double time = millisecondsOf({.arguments = {"mbsync", "-q", "-c", settings, "all"}});
   const auto fetched = std::distance(fs::directory_iterator(folder.path() + "/INBOX/new"), {}) +
                        std::distance(fs::directory_iterator(folder.path() + "/INBOX/cur"), {});
   if (fetched != std::ptrdiff_t{fetchedMessages}) throw Error("mbsync left messages out.");

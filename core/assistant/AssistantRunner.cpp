@@ -93,7 +93,7 @@ void AssistantStream::finish() {
   if (child_->wait().code <= 0) return;  // a signal ended it, or nothing went wrong
   std::string sentence =
       errors_.empty() ? fmt::format("{} exited with an error.", program(provider_).name) : text::wellFormed(errors_);
-  events_.push_back({AssistantEvent::Kind::failure, std::move(sentence)});
+  events_.push_back({.kind = AssistantEvent::Kind::failure, .text = std::move(sentence), .isOfExit = true});
 }
 
 AssistantStatus AssistantRunner::status(AssistantProvider provider, const ProcessEnvironment& environment,

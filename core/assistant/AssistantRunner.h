@@ -28,7 +28,7 @@ class AssistantStream {
   AssistantStream& operator=(const AssistantStream&) = delete;
 
   // Waits for the next event, in the order of the lines that the assistant prints. Nullopt when it has ended, and once
-  // it is cancelled. An assistant that reports an error and then exits with it gives two failures; the first says more.
+  // it is cancelled. An assistant that reports an error and then exits with it gives two failures (see isOfExit).
   std::optional<AssistantEvent> next();
 
   // Tells it to end, as above. From any thread, at any time.

@@ -36,6 +36,7 @@ struct AssistantEvent {
   Kind kind = Kind::text;
   std::string text = {};
   ChatToolUse tool = {};
+  bool isOfExit = false;  // a failure that only the program's end tells of: any that it told of itself says more
 
   bool operator==(const AssistantEvent&) const = default;
 };

@@ -414,6 +414,10 @@ std::string collapseWhitespace(std::string_view text) {
   };
   std::size_t begin = 0;
   for (std::size_t position = 0; position < text.size();) {
+    if (text[position] > ' ') {  // what most characters are, and no white space
+      ++position;
+      continue;
+    }
     const unicode::CodePoint c = unicode::decode(text, position);
     position += c.length;
     if (!unicode::isWhitespace(c.value)) continue;

@@ -40,19 +40,39 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
+void addLinks(std::string_view text, std::vector<std::string_view>& targets) {
+  markdown::LinkScanner scanner(text);
+  while (const auto link = scanner.next()) targets.push_back(link->target);
+}
+
+// The links between the pieces of prose, sorted.
+std::vector<std::string_view> linksInCode(std::string_view body) {
+  std::vector<std::string_view> targets;
+  const char* end = body.data();
+  for (const std::string_view prose : markdown::prosePieces(body)) {
+    addLinks({end, prose.data()}, targets);
+    end = prose.data() + prose.size();
+  }
+  addLinks({end, body.data() + body.size()}, targets);
+  std::sort(targets.begin(), targets.end());
+  return targets;
+}
+
 // The note's links that stand in code only, where what looks like a link may be none: "[[ -f $file ]]".
 std::vector<std::string> linksOnlyInCode(const Note& note) {
   if (note.links.empty() || note.body.find('`') == std::string::npos) return {};
-  std::vector<std::string_view> inProse;
-  for (const std::string_view piece : markdown::prosePieces(note.body)) {
-    markdown::LinkScanner scanner(piece);
-    while (const auto link = scanner.next()) inProse.push_back(link->target);
+  const auto inCode = linksInCode(note.body);
+  if (inCode.empty()) return {};
+  std::vector<std::string_view> everywhere(note.links.begin(), note.links.end());
+  std::sort(everywhere.begin(), everywhere.end());
+  std::vector<std::string> onlyInCode;
+  for (auto target = inCode.begin(); target != inCode.end();) {
+    const auto next = std::upper_bound(target, inCode.end(), *target);
+    const auto [first, last] = std::equal_range(everywhere.begin(), everywhere.end(), *target);
+    if (last - first <= next - target) onlyInCode.emplace_back(*target);
+    target = next;
   }
-  std::sort(inProse.begin(), inProse.end());
-  std::vector<std::string> inCode;
-  for (const std::string_view link : note.links)
-    if (!std::ranges::binary_search(inProse, link)) inCode.emplace_back(link);
-  return inCode;
+  return onlyInCode;
 }
 
 // What is asked of the notes' texts, so that a scan need not hold them all.

@@ -31,7 +31,7 @@ std::size_t nextCut(std::string_view text, std::size_t position) {
 
 // The first `bytes` bytes of comparable(text), and little more work than they need.
 std::string beginning(std::string_view text, std::size_t bytes) {
-  for (std::size_t enough = 2 * bytes;; enough *= 2) {
+  for (std::size_t enough = bytes + bytes / 4;; enough *= 2) {
     const std::string_view part = text.substr(0, nextCut(text, enough));
     std::string found = comparable(part);
     if (found.size() < bytes && part.size() < text.size()) continue;

@@ -40,15 +40,14 @@ class FolderSync {
 
   void run() {
     selection_ = session_.client.select(folder_.path, true);
-    lastUID_ =
-        inStore([&] { return session_.store.syncState(session_.accountID, folder_.path, selection_.uidValidity); });
+    lastUID_ = session_.store.syncState(session_.accountID, folder_.path, selection_.uidValidity);
     listed_ = list();
     Differences differences = compare();
     removeGone(differences.gone);
     updateFlags(differences.changed);
     fetch(wanted(std::move(differences.missing)));
     if (listed_.empty()) return;
-    inStore([&] { session_.store.setLastUID(listed_.back().uid, session_.accountID, folder_.path); });
+    session_.store.setLastUID(listed_.back().uid, session_.accountID, folder_.path);
   }
 
  private:
@@ -70,7 +69,7 @@ class FolderSync {
   }
 
   Differences compare() {
-    const auto stored = inStore([&] { return session_.store.flags(session_.accountID, folder_.path); });
+    const auto stored = session_.store.flags(session_.accountID, folder_.path);
     Differences found;
     auto here = stored.begin();
     for (const MailFlags& there : listed_) {
@@ -91,13 +90,13 @@ class FolderSync {
     if (!gone.empty() && listed_.size() < selection_.exists)
       for (const IMAPMessage& message : session_.client.flags(gone)) std::erase(gone, message.uid);
     if (gone.empty()) return;
-    inStore([&] { session_.store.remove(gone, session_.accountID, folder_.path); });
+    session_.store.remove(gone, session_.accountID, folder_.path);
     session_.report.removed += gone.size();
   }
 
   void updateFlags(const std::vector<MailFlags>& changed) {
     if (changed.empty()) return;
-    inStore([&] { session_.store.updateFlags(changed, session_.accountID, folder_.path); });
+    session_.store.updateFlags(changed, session_.accountID, folder_.path);
     session_.report.updated += changed.size();
   }
 
@@ -117,7 +116,7 @@ class FolderSync {
   // Asked for after the messages: one that is moved in between was there.
   std::set<std::uint32_t> movedAway() {
     std::set<std::uint32_t> uids;
-    for (const auto& [place, change] : inStore([&] { return session_.store.pendingChanges(session_.accountID); }))
+    for (const auto& [place, change] : session_.store.pendingChanges(session_.accountID))
       if (change.kind == MailChange::Kind::move && change.folder == folder_.path && change.uid)
         uids.insert(*change.uid);
     return uids;

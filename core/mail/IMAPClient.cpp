@@ -7,31 +7,23 @@
 #include "core/base/AsciiSearch.h"
 #include "core/base/Text.h"
 #include "core/mail/MailError.h"
+#include "core/mail/ServerText.h"
 
 namespace vesk {
 
 namespace {
 
 constexpr std::chrono::seconds longestSleep{120};  // on a server that can't tell of changes by itself
-constexpr std::size_t maximumShown = 300;          // bytes of what a server said, in an error
 
 bool containsIgnoringCase(std::string_view text, std::string_view words) {
   return text::AsciiSearch(words).find(text, 0) != std::string_view::npos;
-}
-
-// What a server said, fit to be shown.
-std::string readable(std::string_view text) {
-  std::string shown = text::wellFormed(text.substr(0, 2 * maximumShown));
-  std::replace_if(
-      shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  return std::string(text::trimSpaces(text::firstBytes(shown, maximumShown)));
 }
 
 // For a command that was answered with NO or BAD and this text.
 MailError failure(std::string_view text) {
   if (containsIgnoringCase(text, "auth") || containsIgnoringCase(text, "invalid credentials"))
     return MailError::wrongPassword();
-  const std::string said = readable(text);
+  const std::string said = shownServerText(text);
   return MailError::refused(said.empty() ? "it gives no reason." : said);
 }
 
@@ -55,7 +47,7 @@ void IMAPClient::greet() {
   const std::string greeting = dialogue_.response().text;
   if (beginsWith(greeting, "* OK") || beginsWith(greeting, "* PREAUTH")) return;
   const std::string_view said = greeting;
-  dialogue_.drop(MailError::refused(readable(said.substr(beginsWith(said, "* BYE ") ? 6 : 0))));
+  dialogue_.drop(MailError::refused(shownServerText(said.substr(beginsWith(said, "* BYE ") ? 6 : 0))));
 }
 
 // Nothing that was said before TLS is believed: it may come from anyone on the way.
@@ -91,6 +83,8 @@ std::vector<IMAPFolder> IMAPClient::folders() {
   auto responses = run(command("LIST \"\" \"*\""));
   return dialogue_.guarded([&] { return imap::folders(std::move(responses), dialogue_.limits()); });
 }
+
+void IMAPClient::create(std::string_view path) { run(command("CREATE").string(path)); }
 
 IMAPSelection IMAPClient::select(std::string_view path, bool readOnly) {
   const IMAPSelection selection = imap::selection(run(command(readOnly ? "EXAMINE" : "SELECT").string(path)));

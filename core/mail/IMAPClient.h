@@ -40,6 +40,8 @@ class IMAPClient {
 
   std::vector<IMAPFolder> folders();
 
+  void create(std::string_view path);
+
   IMAPSelection select(std::string_view path, bool readOnly = false);
 
   // Of the messages that came on that day, in the server's time zone, or later.

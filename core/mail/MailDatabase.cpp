@@ -30,12 +30,17 @@ int waitForOthers(void*, int tries) {
   return tries < patience / pause ? 1 : 0;
 }
 
+// SQLite's own, but where a full disk has no room for the index of the log: "disk I/O error" helps nobody.
+const char* sentenceOf(const SQLite::Exception& failure) {
+  return failure.getExtendedErrorCode() == SQLITE_IOERR_SHMSIZE ? "database or disk is full" : failure.what();
+}
+
 template <typename Step>
 auto saying(Step step) {
   try {
     return step();
   } catch (const SQLite::Exception& failure) {
-    throw MailError::refused(failure.what());
+    throw MailError::refusedByDatabase(sentenceOf(failure));
   }
 }
 

@@ -18,7 +18,7 @@ class Statement;
 namespace vesk {
 
 // A connection to an SQLite database. Statements are prepared when they are first used, and kept as long as it lives.
-// Every failure is a MailError::refused with SQLite's own sentence. Used by one thread at a time.
+// Every failure is a MailError::refusedByDatabase with SQLite's sentence. Used by one thread at a time.
 class MailDatabase {
  public:
   // The rows that a statement gives, one after another. The connection can't run the same statement beside it.

@@ -74,7 +74,7 @@ fs::path folderIn(const std::string& directory) {
 // SQLite would take an empty file for a database without tables.
 void requireContent(const fs::path& file) {
   std::error_code failure;
-  if (fs::file_size(file, failure) == 0 && !failure) throw MailError::refused("file is not a database");
+  if (fs::file_size(file, failure) == 0 && !failure) throw MailError::refusedByDatabase("file is not a database");
 }
 
 }  // namespace
@@ -87,7 +87,7 @@ std::string make(const std::string& directory) {
   const Folder folder = Folder::open(path);
   const bool hasLog = folder.exists(logName);  // asked first: another process may be making both
   if (!folder.exists(name)) {
-    if (hasLog) throw MailError::refused("the mail database is gone, and only its log is there");
+    if (hasLog) throw MailError::refusedByDatabase("it is gone, and only its log is there");
     // Whole from the start, so that one that is empty is always one that was damaged.
     folder.createFile(name, MailDatabase::emptyFile(schema), 0600);
   }

@@ -72,7 +72,7 @@ class MailEngine::Connection {
     if (client_.hasNews()) return;
     const auto isQueued = [&] {
       if (session_.options.cancelled.stop_requested()) return true;
-      return inStore([&] { return !session_.store.pendingChanges(session_.accountID).empty(); });
+      return !session_.store.pendingChanges(session_.accountID).empty();
     };
     client_.idle(std::chrono::ceil<std::chrono::milliseconds>(time), {isQueued, queueTime});
   }
@@ -87,7 +87,7 @@ class MailEngine::Connection {
     std::ranges::stable_sort(folders_, {}, [](const IMAPFolder& folder) {
       return std::ranges::find(syncOrder, folder.role) - syncOrder.begin();
     });
-    inStore([&] { session_.store.saveFolders(folders_, session_.accountID); });
+    session_.store.saveFolders(folders_, session_.accountID);
   }
 
   IMAPClient client_;
@@ -112,8 +112,6 @@ void noting(MailSyncReport& report, const Work& work) {
     work();
   } catch (const MailError& error) {
     report.failure = error;
-  } catch (const StoreFailure& failure) {
-    report.failure = failure.cause();
   }
 }
 

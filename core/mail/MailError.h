@@ -14,9 +14,15 @@ class MailError : public Error {
  public:
   enum class Kind { refused, cantConnect, closed, timedOut, wrongPassword, insecureServer, noPassword, noFolder };
 
-  // `text` is the server's, or the database's.
+  // `text` is the server's.
   static MailError refused(std::string_view text) {
     return {Kind::refused, fmt::format("The mail server refused: {}", text)};
+  }
+  // Likewise, where it is the database that can't do what it is asked for; `text` is SQLite's.
+  static MailError refusedByDatabase(std::string_view text) {
+    MailError error = refused(text);
+    error.databaseText_ = text;
+    return error;
   }
   static MailError cantConnect() { return {Kind::cantConnect, "Vesk couldn't reach the mail server."}; }
   static MailError closed() { return {Kind::closed, "The mail server closed the connection."}; }
@@ -33,9 +39,14 @@ class MailError : public Error {
 
   Kind kind() const noexcept { return kind_; }
 
+  // What SQLite said; empty when the server is to blame.
+  const std::string& databaseText() const noexcept { return databaseText_; }
+  bool isOfDatabase() const noexcept { return !databaseText_.empty(); }
+
  private:
   MailError(Kind kind, const std::string& sentence) : Error(sentence), kind_(kind) {}
   Kind kind_;
+  std::string databaseText_ = {};
 };
 
 }  // namespace vesk

@@ -1,6 +1,7 @@
 #include "core/mail/MailOutbox.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -24,10 +25,13 @@ OutboxMail requireMail(const MailStore& store, std::string_view id) {
   return *std::move(mail);
 }
 
+// Made where there is none, as on new accounts of some servers.
 std::string sentFolderOf(IMAPClient& mailbox) {
   for (const IMAPFolder& folder : mailbox.folders())
     if (folder.role == MailFolderRole::sent) return folder.path;
-  throw MailError::noFolder();
+  constexpr std::string_view usualName = "Sent";
+  mailbox.create(usualName);
+  return std::string(usualName);
 }
 
 }  // namespace
@@ -35,15 +39,13 @@ std::string sentFolderOf(IMAPClient& mailbox) {
 MailOutbox::MailOutbox(MailStore& store, std::string directory, MailRoutes routes)
     : store_(store), directory_(std::move(directory)), routes_(std::move(routes)) {}
 
-MailSent MailOutbox::send(std::string_view draftID, Timestamp now, const Calendar& calendar) {
+MailSent MailOutbox::send(const MailDraft& shown, Timestamp now, const Calendar& calendar) {
   const FileLock held = lock();
-  if (store_.outboxMail(draftID))
+  if (store_.outboxMail(shown.id))
     throw Error("This draft is on its way already, and may have been sent. Settle that before it is sent again.");
-  const auto draft = store_.draft(draftID);
-  if (!draft) throw Error("There is no draft of that id.");
-  const MailAccount account = accountOf(*draft);
-  const OutgoingMessage message = outgoingMessage(*draft, account, newMessageID(account.address), now, calendar);
-  OutboxMail mail{.draft = *draft, .messageID = message.messageID, .text = message.text, .begun = now};
+  const MailAccount account = accountOf(shown);
+  const OutgoingMessage message = outgoingMessage(shown, account, newMessageID(account.address), now, calendar);
+  OutboxMail mail{.draft = shown, .messageID = message.messageID, .text = message.text, .begun = now};
   try {
     submit(account, mail, message);
   } catch (const MaybeSentError& error) {
@@ -138,7 +140,8 @@ MailAccount MailOutbox::accountOf(const MailDraft& draft) const {
 FileLock MailOutbox::lock() const {
   try {
     return FileLock::onFile(directory_ + "/mail/outbox.lock");
-  } catch (const FileError&) {
+  } catch (const FileError& error) {
+    if (error.code() != EWOULDBLOCK) throw;
     throw Error("Mail is being sent by another Vesk at the moment. Try again when that is done.");
   }
 }

@@ -47,8 +47,9 @@ class MailOutbox {
   // `directory` is that of the store.
   MailOutbox(MailStore& store, std::string directory, MailRoutes routes);
 
-  // Sends the draft as it is stored. What keeps it from being sent is thrown as an Error, and the draft stays as it is.
-  MailSent send(std::string_view draftID, Timestamp now, const Calendar& calendar);
+  // Sends the draft that the user was shown, unless the one that is stored says something else by then. What keeps it
+  // from being sent is thrown as an Error, and the stored draft stays as it is.
+  MailSent send(const MailDraft& shown, Timestamp now, const Calendar& calendar);
 
   // What was begun by now and isn't done, the oldest first.
   std::vector<OutboxMail> unfinished() const { return store_.outbox(); }

@@ -33,8 +33,10 @@ constexpr std::string_view appPassword =
 constexpr std::string_view allowed = "IMAP has to be switched on in the settings of your mailbox.";
 
 constexpr Provider known[] = {
-    {"Gmail", "gmail.com googlemail.com", "imap.gmail.com", "smtp.gmail.com", tls, appPassword},
-    {"iCloud", "icloud.com me.com mac.com", "imap.mail.me.com", "smtp.mail.me.com", startTLS, appPassword},
+    {"Gmail", "gmail.com googlemail.com", "imap.gmail.com", "smtp.gmail.com", tls,
+     "Make an app password for Vesk at https://myaccount.google.com/apppasswords, and give that one."},
+    {"iCloud", "icloud.com me.com mac.com", "imap.mail.me.com", "smtp.mail.me.com", startTLS,
+     "Make an app-specific password for Vesk at https://account.apple.com, and give that one."},
     {"Outlook", "outlook. hotmail. live. msn.com", "outlook.office365.com", "smtp-mail.outlook.com", startTLS,
      "Outlook.com lets few mail programs in with a password. Where it asks for a sign-in page, Vesk can't connect."},
     {"Fastmail", "fastmail.com fastmail.fm", "imap.fastmail.com", "smtp.fastmail.com", tls, appPassword},

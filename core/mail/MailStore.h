@@ -23,8 +23,8 @@ struct IMAPFolder;
 // index of their words, drafts, and the changes that the servers are still to be told.
 //
 // Any number of threads may use a store, and any number of processes may have one of the same database open. Every
-// operation is whole or not at all. A failure is a MailError::refused with SQLite's sentence, also when another process
-// keeps the database busy for more than four seconds. What is stored in a form that can't be read is left out.
+// operation is whole or not at all. A failure is a MailError::refused with SQLite's sentence, also when another
+// process keeps the database busy for more than four seconds. What is stored in a form that can't be read is left out.
 class MailStore {
  public:
   // Opens the database "mail/mail.sqlite" in the directory, and makes it, with its folders, where there is none. They

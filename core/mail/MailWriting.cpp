@@ -109,7 +109,8 @@ std::vector<std::string> nameWords(std::string_view name) {
     if (c == '"' || c == '\\') quoted += '\\';
     quoted += c;
   }
-  return wordsOf(quoted + '"');
+  quoted += '"';
+  return isPlainText(quoted) ? wordsOf(quoted) : encodedWords(name);
 }
 
 // One line, whatever it was.

@@ -67,7 +67,7 @@ void MessageWriter::store(const Batch& batch) {
   records.reserve(batch.size());
   for (const IMAPMessage& message : batch)
     records.push_back({message.uid, message.isRead(), message.isFlagged(), MIME::parse(message.body.value_or(""))});
-  const std::size_t stored = inStore([&] { return store_.insert(records, accountID_, path_); });
+  const std::size_t stored = store_.insert(records, accountID_, path_);
   const std::lock_guard lock(mutex_);
   done_ += batch.size();
   stored_ += stored;

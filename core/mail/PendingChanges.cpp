@@ -52,11 +52,14 @@ class ChangeSender {
   // Those of one folder.
   void send(std::vector<Queued> changes) {
     const std::string folder = changes.front().change.folder;
-    if (const auto refusal = refusalOf(session_.client, [&] { session_.client.select(folder); })) {
+    const auto refusal = refusalOf(session_.client, [&] {
+      session_.client.select(folder);
+      find(changes);
+    });
+    if (refusal) {
       for (const Queued& each : changes) refuse(each, *refusal);
       return;
     }
-    find(changes);
     sendFlags(changes, Kind::read, "\\Seen");
     sendFlags(changes, Kind::flagged, "\\Flagged");
     sendMoves(changes);
@@ -124,7 +127,7 @@ class ChangeSender {
   }
 
   std::optional<std::string> targetOf(const MailChange& change) const {
-    const auto folders = inStore([&] { return session_.store.folderNames(); });
+    const auto folders = session_.store.folderNames();
     for (const MailFolder& folder : folders)
       if (folder.accountID == session_.accountID && folder.path == change.targetPath) return folder.path;
     if (!change.target) return std::nullopt;
@@ -160,11 +163,10 @@ class ChangeSender {
   void removeCopied(UIDs& uids, const std::vector<Queued>& changes, const std::string& target) {
     IMAPClient& client = session_.client;
     const IMAPSelection selection = client.select(target, true);
-    const std::uint32_t lastUID =
-        inStore([&] { return session_.store.syncState(session_.accountID, target, selection.uidValidity); });
+    const std::uint32_t lastUID = session_.store.syncState(session_.accountID, target, selection.uidValidity);
     UIDs copied;
     if (selection.uidNext == 0 || selection.uidNext > lastUID + 1) {
-      const auto stored = inStore([&] { return session_.store.storedUIDs(session_.accountID, target); });
+      const auto stored = session_.store.storedUIDs(session_.accountID, target);
       const auto isNew = [&](std::uint32_t uid) { return !stored.contains(uid); };
       for (const Queued& each : changes)
         if (std::ranges::any_of(client.uids(each.change.messageID), isNew)) copied.push_back(each.uid);
@@ -179,9 +181,7 @@ class ChangeSender {
     session_.report.refused.push_back({queued.change, refusal.what()});
   }
 
-  void finish(const Queued& queued) {
-    inStore([&] { session_.store.finishChange(queued.place); });
-  }
+  void finish(const Queued& queued) { session_.store.finishChange(queued.place); }
 
   SyncSession& session_;
   std::set<std::string> targets_;
@@ -191,7 +191,7 @@ class ChangeSender {
 
 std::set<std::string> sendPendingChanges(SyncSession& session) {
   ChangeSender sender(session);
-  const auto pending = [&] { return inStore([&] { return session.store.pendingChanges(session.accountID); }); };
+  const auto pending = [&] { return session.store.pendingChanges(session.accountID); };
   for (auto queue = pending(); !queue.empty(); queue = pending()) sender.send(firstOf(queue));
   return sender.takeTargets();
 }

@@ -11,7 +11,7 @@ namespace vesk {
 // together. One that the server refuses is reported, and no longer queued; one to a message that is no longer there is
 // no longer queued either. Gives the paths of the folders that messages were moved to.
 //
-// Throws MailError when the connection is lost, and StoreFailure; what isn't answered by then stays queued.
+// Throws MailError when the connection is lost, or the store fails; what isn't answered by then stays queued.
 std::set<std::string> sendPendingChanges(SyncSession& session);
 
 }  // namespace vesk

@@ -197,7 +197,7 @@ SMTPReply SMTPClient::end() {
   try {
     dialogue_.send(".\r\n");
     return dialogue_.reply(dialogue_.limits().acceptance);
-  } catch (const MailError&) {
+  } catch (...) {  // whatever it is
     throw MaybeSentError();
   }
 }

@@ -68,7 +68,7 @@ TEST_F(Chats, AreHeldWithWhoIsReadyAndSayWhatElseIsMissing) {
   EXPECT_EQ(run({"chat", "x"}).output, "Yes.\n");
   EXPECT_THAT(notes(), ElementsAre(HasSubstr("## Codex\n\nYes.\n")));
 
-  folder().write("home/answer", R"(echo '{"type":"error","message":"No network"}'; exit 1)");
+  folder().write("home/answer", R"(echo '{"type":"error","message":"No network"}'; echo 'Reading' >&2; exit 1)");
   EXPECT_THAT(run({"chat", "x"}).errors, EndsWith("vesk: No network\n"));
   run({"access", "off", "allowsCodex"});
   EXPECT_EQ(run({"chat", "x", "--provider", "codex"}).errors,
@@ -103,7 +103,9 @@ TEST_F(Chats, GoOnAtATerminalUntilTheUserLeaves) {
       touch "$HOME/said$turn"
       if grep -q wait "$HOME/prompt"; then sleep 60; fi)");
   const std::string shown = runAtTerminal("chat", R"(said() { until [ -e "$HOME/said$1" ]; do sleep 0.05; done; }
-      echo Hello; said 1; printf 'two\nlines\n'; said 2; echo wait; said 3; printf '\003'; echo Last; said 4)");
+      echo Hello; said 1; printf 'two\nlines\n'; said 2; echo wait; said 3
+      printf '\003'; await 1 Stopped; printf '\003'; await 2 'Ctrl-D leaves'
+      head -c 5000 /dev/zero | tr '\0' x; echo; await 1 'dropped the end'; echo Last; said 4)");
   EXPECT_THAT(shown, AllOf(HasSubstr("Turn 1: see \x1b[1mPlan\x1b[0m\r\n"), HasSubstr("Turn 2: "),
                            HasSubstr("Stopped."), HasSubstr("Turn 4: "), HasSubstr("Kept in Resources/Chats/2")));
   EXPECT_THAT(notes("vault/Old"), ElementsAre());

@@ -74,7 +74,7 @@ TEST_F(DoctorCommand, SaysWhatNeedsAttention) {
        "touch .git/MERGE_HEAD && git rev-parse HEAD >.git/MERGE_HEAD",
        "Sync", "The last sync stopped", "vesk sync now"},
       {"mkdir ../support/mail && echo nonsense >../support/mail/mail.sqlite", "Mail",
-       "mail.sqlite can't be used: file is not a database.", "put a backup in its place"},
+       "The mail database can't be used: file is not a database", "put a backup in its place"},
       {"rm -rf ../data/Trash && touch ../data/Trash", "Trash", "Can't ", "Nothing can be deleted"},
   };
   for (const Case& c : cases) {

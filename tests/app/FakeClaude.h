@@ -43,9 +43,14 @@ class WithClaude : public testing::Test {
     return vesk(std::move(arguments), {.input = std::move(input), .environment = environment()});
   }
 
-  // The program at a terminal. `typist` is shell that prints what is typed; "$HOME" is the assistant's.
+  // The program at a terminal. `typist` is shell that prints what is typed, and may `await 2 WORDS`: until they stand
+  // in so many lines of the terminal. "$HOME" is the assistant's.
   std::string runAtTerminal(std::string_view command, std::string_view typist) const {
-    const std::string script = fmt::format("({}) | script -qec '{}/vesk {}' /dev/null", typist, VESK_BIN_DIR, command);
+    const std::string script = fmt::format(
+        "screen=\"$HOME/screen\"; : >\"$screen\"\n"
+        "await() {{ until [ $(grep -c \"$2\" \"$screen\") -ge $1 ]; do sleep 0.05; done; }}\n"
+        "({}) | script -qefc '{}/vesk {}' \"$screen\"",
+        typist, VESK_BIN_DIR, command);
     return runProgram({"/bin/sh", "-c", script}, {.environment = environment()}).output;
   }
 

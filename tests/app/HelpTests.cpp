@@ -78,6 +78,17 @@ TEST(Help, ShowsForEveryCommandExamplesThatItTakes) {
     }
 }
 
+// An assistant must never read such words as an answer of the tool server.
+TEST(Help, OfTheToolServerIsGivenOnlyToWhoeverAsks) {
+  const auto toolServer = [](const char* argument) { return test::runProgram({VESK_BIN_DIR "/vesk-mcp", argument}); };
+  EXPECT_EQ(toolServer("--version").output, "vesk-mcp 0.1.0\n");
+  EXPECT_THAT(toolServer("--help").output, testing::HasSubstr("vesk connect"));
+  const test::ProgramResult refused = toolServer("serve");
+  EXPECT_EQ(refused.exitStatus, 2);
+  EXPECT_EQ(refused.output, "");
+  EXPECT_THAT(refused.errors, testing::StartsWith("vesk-mcp: "));
+}
+
 TEST(Completions, AreOfferedByBash) {
   const std::string script = completions::forBash(described());
   const struct {

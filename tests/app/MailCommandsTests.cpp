@@ -50,6 +50,19 @@ TEST(MailCommands, ShowWhatIsStored) {
   EXPECT_THAT(vesk({"mail", "attachment", id, "1"}, withoutDesktop).errors, HasSubstr("set VESK_MAIL_PASSWORD"));
 }
 
+// Without job control, as in this shell, nobody else would put the terminal right.
+TEST(MailCommands, LeaveTheTerminalAsItWasWhenThePasswordIsInterrupted) {
+  const TemporaryFolder folder;
+  const std::string script =
+      "trap : INT; (for i in $(seq 300); do stty -a </dev/tty | grep -q -- ' -echo ' && break; sleep 0.1; done; kill "
+      "-INT 0) "
+      "& " VESK_BIN_DIR "/vesk mail add ana@example.org --name Ana; stty -a | grep -o -- '-*echo '";
+  // A pipe opened so never ends, as nobody ends what they type.
+  const ProgramResult result = runProgram(
+      {"/bin/sh", "-c", "mkfifo \"$0\" && script -qec \"$1\" /dev/null <>\"$0\"", folder.at("keys"), script});
+  EXPECT_THAT(result.output, AllOf(HasSubstr("Password of ana@example.org:"), testing::EndsWith(": echo \r\n")));
+}
+
 // Answers whatever an IMAP client asks, and each FETCH with this message as number 7.
 void serve(ServerSocket& socket, const std::string& message) {
   asio::write(socket, asio::buffer(std::string_view("* OK\r\n")));

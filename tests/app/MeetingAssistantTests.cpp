@@ -37,9 +37,10 @@ TEST_F(MeetingAssistant, AnswersInPrivateAndDoesNothingUnasked) {
   EXPECT_THAT(prompt(), MatchesRegex("Meeting: Weekly sync\n\n<transcript>\n\\[..:..\\] Others: We ship on Tuesday.\n"
                                      "</transcript>\n\nThe user asks you privately:\nWhat now\\?"));
 
-  // Each turn tells what is new; what was answered isn't asked again, and only a yes is carried out.
-  const std::string answers = R"(until [ -s "$HOME/turns" ]; do sleep 0.05; done; echo what; echo 'Not now'; echo y)";
-  runAtTerminal("meeting ask More?", answers);
+  // Each turn tells what is new; what was answered isn't asked again, and only a yes is carried out. What was typed
+  // before the question is none.
+  runAtTerminal("meeting ask More?",
+                "echo y; await 1 'Yes or'; echo what; echo 'Not now'; await 3 'Yes or'; echo y; await 2 'I could'");
   EXPECT_THAT(prompt(), EndsWith("Do this now, then say in one line what happened:\nCall Ana"));
   EXPECT_THAT(fake().arguments(), IsSupersetOf({"--resume", "s-1", "bypassPermissions"}));
   EXPECT_EQ(turns(), 3U);
@@ -93,8 +94,7 @@ TEST_F(MeetingAssistant, BriefsBeforeAndSumsUpAfterwards) {
   EXPECT_EQ(run({"meeting", "summary", "weekly sync"}).exitStatus, 1);
   EXPECT_THAT(run({"meeting", "list"}).output, Not(HasSubstr("Summary")));
   claudeAnswers(R"(say '## Summary\n\nWe ship.\n\n<ta'; say 'sks>\n- [ ] Call Ana\n* Send the deck\n</tasks>')");
-  const std::string shown =
-      runAtTerminal("meeting summary", R"(until [ $(wc -l <"$HOME/turns") = 3 ]; do sleep 0.05; done; echo y)");
+  const std::string shown = runAtTerminal("meeting summary", "await 1 'Yes or'; echo y");
   EXPECT_THAT(prompt(), HasSubstr("Others: We ship on Tuesday.\n</transcript>"));
   EXPECT_THAT(shown, AllOf(HasSubstr("We ship.\r\n"), HasSubstr("Summary.md"), HasSubstr("  Call Ana\r\n"),
                            Not(HasSubstr("tasks>")), HasSubstr("Added 2 tasks.")));

@@ -27,8 +27,7 @@ TEST(OpenCommand, KeepsTheRealPathAndLeavesTheVaultAsItIs) {
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
   EXPECT_THAT(result.output, StartsWith("Opened " + vault.path() + "\n  1 note in 1 folder\n"));
-  EXPECT_THAT(result.output, HasSubstr("claude mcp add --scope user vesk -e VESK_SUPPORT_DIR=" +
-                                       vault.supportDirectory() + " -- " VESK_BIN_DIR "/vesk-mcp\n"));
+  EXPECT_THAT(result.output, HasSubstr("\n  vesk connect claude-code\n"));
   EXPECT_EQ(AIAccess::load(vault.supportDirectory()).vaultPath, vault.path());
   struct stat attributes {};
   ASSERT_EQ(::stat(vault.supportDirectory().c_str(), &attributes), 0);

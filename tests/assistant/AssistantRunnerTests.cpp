@@ -50,7 +50,9 @@ std::vector<AssistantEvent> run(std::string_view script) {
   return run(fake, requestFor(fake));
 }
 
-AssistantEvent failure(std::string text) { return {Kind::failure, std::move(text)}; }
+AssistantEvent exitFailure(std::string text) {
+  return {.kind = Kind::failure, .text = std::move(text), .isOfExit = true};
+}
 
 std::size_t openDescriptors() {
   return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
@@ -195,13 +197,13 @@ echo '{"type":"stream_event","event":{"type":"content_block_delta","delta":{"typ
   const std::string tail = std::string(550, 'x') + "é. Bye.";
   const Case cases[] = {
       {"echo noise >&2", {session, text}},
-      {"exit 3", {session, text, failure("Claude exited with an error.")}},
-      {"printf 'Out of \\377tokens' >&2; exit 1", {session, text, failure("Out of \xEF\xBF\xBDtokens")}},
+      {"exit 3", {session, text, exitFailure("Claude exited with an error.")}},
+      {"printf 'Out of \\377tokens' >&2; exit 1", {session, text, exitFailure("Out of \xEF\xBF\xBDtokens")}},
       {fmt::format("printf '%01000d{}' 0 >&2; exit 1", tail),
-       {session, text, failure(std::string(600 - tail.size(), '0') + tail)}},
+       {session, text, exitFailure(std::string(600 - tail.size(), '0') + tail)}},
       {"kill -KILL $$", {session, text}},
       {"printf '%s' '{\"type\":\"result\",\"is_error\":true}'",  // without a line break
-       {session, text, failure("The assistant stopped with an error.")}},
+       {session, text, {Kind::failure, "The assistant stopped with an error."}}},
   };
   for (const Case& c : cases) EXPECT_EQ(run(std::string(answer) + c.script), c.events) << c.script;
 }
@@ -243,6 +245,7 @@ TEST(AssistantRunner, WaitsForNobody) {
 }
 
 TEST(AssistantRunner, EndsWithAllThatItStartedWhenItIsCancelled) {
+  const std::size_t descriptors = openDescriptors();
   for (const char* script :
        {"sleep 300 & exec sleep 300", "trap '' TERM; (trap '' TERM; sleep 300) & sleep 300; sleep 300",
         "while :; do echo '{\"type\":\"error\"}'; done"}) {
@@ -266,6 +269,7 @@ TEST(AssistantRunner, EndsWithAllThatItStartedWhenItIsCancelled) {
       EXPECT_TRUE(hasNoChildren());
     }
   }
+  EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 TEST(AssistantRunner, AsksForTheStatus) {

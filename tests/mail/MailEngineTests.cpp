@@ -469,6 +469,11 @@ TEST_F(MailEngineOnServer, SaysWhyItEnded) {
   std::stop_source stopped;
   stopped.request_stop();
   EXPECT_TRUE(engine(store).sync({.cancelled = stopped.get_token()}).failure);
+  expectSuccess(engine(store).sync());
+  folders_.run("DROP TABLE messages");
+  const MailSyncReport report = engine(store).sync();
+  EXPECT_TRUE(report.failure.value().isOfDatabase()) << "nothing that the server could help";
+  EXPECT_TRUE(report.failed.empty());
 }
 
 }  // namespace

@@ -25,8 +25,10 @@ struct World {
   int filed = 0;   // that the other one put into the folder of sent mail
   int calls = 0;   // of the connections
   int killAt = 0;  // the call that doesn't come back
+  bool hasSentFolder = true;
   bool refusesAtEnd = false;
   bool breaksAtEnd = false;
+  bool failsAtEnd = false;  // this program does
 
   static World& shared() {
     void* const memory = ::mmap(nullptr, sizeof(World), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -89,6 +91,7 @@ class Submission final : public LineServer {
     isMail_ = false;
     if (world_.refusesAtEnd) return say("554 5.7.1 No spam");
     ++world_.sent;
+    if (world_.failsAtEnd) throw std::bad_alloc();
     if (!world_.breaksAtEnd) say("250 taken");
   }
 
@@ -110,7 +113,9 @@ class Mailbox final : public LineServer {
       ++world_.filed;
       return say(std::exchange(appending_, "") + " OK");
     }
-    if (line.find(" LIST ") != std::string::npos) say("* LIST (\\Sent) \"/\" \"Sent\"");
+    if (line.ends_with(" CREATE \"Sent\"")) world_.hasSentFolder = true;
+    if (line.find(" LIST ") != std::string::npos)
+      say(world_.hasSentFolder ? "* LIST (\\Sent) \"/\" \"Sent\"" : "* LIST () \"/\" INBOX");
     if (line.find(" SEARCH ") != std::string::npos) say(world_.filed > 0 ? "* SEARCH 7" : "* SEARCH");
     say(line.substr(0, line.find(' ')) + " OK");
   }
@@ -148,7 +153,7 @@ class MailOutboxes : public testing::Test {
                 }};
   }
   MailOutbox outbox() { return {folders_.store(), folders_.directory(), routes()}; }
-  MailSent send() { return outbox().send("d", std::chrono::sys_days(2026y / 11 / 5), Calendar("UTC")); }
+  MailSent send() { return outbox().send(draft(), std::chrono::sys_days(2026y / 11 / 5), Calendar("UTC")); }
 
   // Does it in a process of its own that is killed at a call of a connection. Whether it came to its end before.
   bool isDoneBefore(int killAt, const std::function<void()>& action) {
@@ -174,7 +179,9 @@ class MailOutboxes : public testing::Test {
 };
 
 TEST_F(MailOutboxes, SendAndFile) {
+  world_.hasSentFolder = false;
   EXPECT_EQ(send(), (MailSent{State::filed, ""}));
+  EXPECT_TRUE(world_.hasSentFolder);
   EXPECT_EQ(world_.sent, 1);
   EXPECT_EQ(world_.filed, 1);
   EXPECT_FALSE(hasDraft() || isWaiting());
@@ -234,7 +241,7 @@ TEST_F(MailOutboxes, KeepTheDraftOfAMailThatIsNotSent) {
       change();
       return routes().submission(sender);
     };
-    MailOutbox(folders_.store(), folders_.directory(), changed).send("d", Timestamp(), Calendar("UTC"));
+    MailOutbox(folders_.store(), folders_.directory(), changed).send(draft(), Timestamp(), Calendar("UTC"));
   };
   MailDraft edited = draft();
   edited.body = "Rather not";
@@ -256,6 +263,12 @@ TEST_F(MailOutboxes, AskTheUserWhereNobodyKnows) {
   EXPECT_EQ(folders_.store().draft("d"), std::optional(draft()));
   EXPECT_FALSE(isWaiting());
 
+  // Whatever fails, it has left.
+  world_.failsAtEnd = true;
+  EXPECT_EQ(send().state, State::unknown);
+  outbox().settleAsNotSent("d");
+  world_.failsAtEnd = false;
+
   // Another time it is in the folder of sent mail.
   EXPECT_EQ(send().state, State::unknown);
   world_.filed = 1;
@@ -268,7 +281,7 @@ TEST_F(MailOutboxes, FileLaterWhatCanNotBeFiledYet) {
   MailRoutes offline = routes();
   offline.mailbox = [](const MailAccount&) -> std::unique_ptr<IMAPClient> { throw MailError::cantConnect(); };
   MailOutbox sending(folders_.store(), folders_.directory(), offline);
-  EXPECT_EQ(sending.send("d", Timestamp(), Calendar("UTC")),
+  EXPECT_EQ(sending.send(draft(), Timestamp(), Calendar("UTC")),
             (MailSent{State::notFiled, "Vesk couldn't reach the mail server."}));
   EXPECT_THROW(outbox().settleAsNotSent("d"), Error);
   // An edit that came after the mail was sent is the beginning of another one.
@@ -281,7 +294,7 @@ TEST_F(MailOutboxes, FileLaterWhatCanNotBeFiledYet) {
 
   // Some servers file by themselves, and want no second copy.
   folders_.store().save(account("smtp.gmail.com"));
-  EXPECT_EQ(sending.send("d", Timestamp(), Calendar("UTC")).state, State::filed);
+  EXPECT_EQ(sending.send(edited, Timestamp(), Calendar("UTC")).state, State::filed);
 }
 
 }  // namespace

@@ -49,6 +49,9 @@ TEST(OutgoingMessage, IsWrittenAsMailIs) {
             "Content-Transfer-Encoding: 7bit\r\n"
             "\r\n"
             "The compost is ready.\r\n.\r\n\r\nAna\r\n");
+  // Too long a word once it is in quotes.
+  const MailAddress person{std::string(59, 'z') + ".", "rui@example.org"};
+  EXPECT_EQ(MIME::parse(written({.to = {person}}).text).to.at(0), person);
   EXPECT_EQ(message.sender, "ana@example.org");
   EXPECT_EQ(message.recipients,
             (std::vector<std::string>{"rui@example.org", "eva@example.org", "ze@example.org", "secret@example.org"}));

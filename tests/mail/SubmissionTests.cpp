@@ -55,7 +55,7 @@ class Submission : public testing::Test {
     MailOutbox outbox(folders_.store(), folders_.directory(),
                       {.submission = [&](const MailAccount&) { return submission(security); },
                        .mailbox = [&](const MailAccount&) { return logIn(); }});
-    return outbox.send(draft.id, std::chrono::system_clock::now(), Calendar("UTC"));
+    return outbox.send(draft, std::chrono::system_clock::now(), Calendar("UTC"));
   }
 
   // The mails in a folder, once there are so many.

@@ -1,7 +1,6 @@
 #include "core/toolserver/tools/MailChangeTools.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <set>
@@ -12,6 +11,7 @@
 #include "core/base/Text.h"
 #include "core/base/Time.h"
 #include "core/mail/MIME.h"
+#include "core/mail/MailReply.h"
 #include "core/mail/Recipients.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
@@ -62,57 +62,12 @@ const MailAccount& senderOf(const ToolArguments& arguments, const Accounts& acco
   throw ToolError(fmt::format("Say which account in account: {}", text::join(choices, ", ")));
 }
 
-// Whom an answer goes to: never the user. What they sent themselves is answered to those it went to.
 Addresses answerTo(const MailDetail& mail, const std::set<std::string>& own) {
-  for (Addresses to : {mail.replyTo, Addresses{mail.summary.from}, mail.to}) {
-    std::erase_if(
-        to, [&](const MailAddress& each) { return each.address.empty() || own.contains(text::key(each.address)); });
-    for (MailAddress& each : to) {
-      if (!recipients::isAddress(each.address)) throw ToolError(badSender);
-      each.name = MIME::visibleLine(each.name);
-      if (recipients::isAnotherAddress(each.name, each.address)) each.name.clear();
-    }
-    if (!to.empty()) return to;
+  try {
+    return mailReply::recipients(mail, own);
+  } catch (const Error&) {
+    throw ToolError(badSender);
   }
-  return {};
-}
-
-std::string answerSubject(std::string_view subject) {
-  constexpr std::string_view prefix = "Re:";
-  const std::string line = MIME::visibleLine(subject);
-  std::string_view rest = line;
-  while (text::equalIgnoringCase(rest.substr(0, prefix.size()), prefix))
-    rest = text::trimSpaces(rest.substr(prefix.size()));
-  return rest.empty() ? std::string(prefix) : fmt::format("{} {}", prefix, rest);
-}
-
-// The Message-IDs in a header's value, "<" and ">" included; what else stands there is none.
-std::vector<std::string> messageIDsIn(std::string_view value) {
-  constexpr std::size_t longestID = 250;
-  std::vector<std::string> ids;
-  std::size_t open = value.find('<');
-  while (open != std::string_view::npos) {
-    const std::size_t next = value.find_first_of("<>", open + 1);
-    if (next == std::string_view::npos) break;
-    const std::string_view id = value.substr(open, next + 1 - open);
-    if (value[next] == '>' && id.size() <= longestID && std::ranges::none_of(id, isSpaceOrControl))
-      ids.emplace_back(id);
-    open = value.find('<', next);
-  }
-  return ids;
-}
-
-// RFC 5322, 3.6.4: without a Message-ID there is nothing to refer to. Of a long thread the first and the last are kept.
-void addThread(MailDraft& draft, const MailDetail& answered) {
-  constexpr std::ptrdiff_t lastKept = 20;
-  const std::vector<std::string> own = messageIDsIn(answered.summary.messageID);
-  if (own.empty()) return;
-  draft.inReplyTo = own.front();
-  std::vector<std::string> ids = messageIDsIn(answered.references.empty() ? answered.inReplyTo : answered.references);
-  std::erase(ids, own.front());
-  ids.push_back(own.front());
-  if (std::ssize(ids) > lastKept + 1) ids.erase(ids.begin() + 1, ids.end() - lastKept);
-  draft.references = text::join(ids, " ");
 }
 
 // Without control characters, which no mail may hold, or shows.
@@ -141,8 +96,8 @@ void makeAnswer(MailDraft& draft, const MailDetail& answered, const Accounts& ac
   for (const MailAccount& account : accounts) own.insert(text::key(account.address));
   if (draft.to.empty()) draft.to = answerTo(answered, own);
   if (draft.to.empty()) throw ToolError(recipientMissing);
-  if (draft.subject.empty()) draft.subject = answerSubject(answered.summary.subject);
-  addThread(draft, answered);
+  if (draft.subject.empty()) draft.subject = mailReply::subject(answered.summary.subject);
+  mailReply::addThread(draft, answered);
 }
 
 // Whole, as the user decides by it; "Ana <ana@example.org>, rui@example.org".
