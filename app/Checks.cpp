@@ -258,9 +258,10 @@ Finding checkSync(Time time) {
                     "vesk sync connect ADDRESS");
   if (const std::string unsent = unsentChanges(status); !unsent.empty())
     return attention(sentence("Connected to {}. {}", *status.remote, unsent), "vesk sync now");
-  return good(
-      sentence("Connected to {}; {} for the next sync.", *status.remote,
-               status.pendingChanges == 0 ? "nothing waits" : counted(status.pendingChanges, "change") + " wait"));
+  const std::string waiting = status.pendingChanges == 0   ? "nothing waits"
+                              : status.pendingChanges == 1 ? "1 change waits"
+                                                           : fmt::format("{} changes wait", status.pendingChanges);
+  return good(sentence("Connected to {}; {} for the next sync.", *status.remote, waiting));
 }
 
 // ---- Mail
