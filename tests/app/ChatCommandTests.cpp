@@ -100,12 +100,11 @@ TEST_F(Chats, GoOnAtATerminalUntilTheUserLeaves) {
   // The note is moved in the second turn, and thrown away in the last.
   claudeAnswers(R"(cd "$HOME/../vault"; turn=$(wc -l <"$HOME/turns"); say "Turn $turn: "; say 'see [[Plan]]'
       case $turn in 2) mv Resources/Chats Old;; 4) rm Old/*;; esac
-      touch "$HOME/said$turn"
       if grep -q wait "$HOME/prompt"; then sleep 60; fi)");
-  const std::string shown = runAtTerminal("chat", R"(said() { until [ -e "$HOME/said$1" ]; do sleep 0.05; done; }
-      echo Hello; said 1; printf 'two\nlines\n'; said 2; echo wait; said 3
+  const std::string shown = runAtTerminal("chat", R"(
+      echo Hello; await 1 Plan; printf 'two\nlines\n'; await 2 Plan; echo wait; await 3 Plan
       printf '\003'; await 1 Stopped; printf '\003'; await 2 'Ctrl-D leaves'
-      head -c 5000 /dev/zero | tr '\0' x; echo; await 1 'dropped the end'; echo Last; said 4)");
+      head -c 5000 /dev/zero | tr '\0' x; echo; await 1 'dropped the end'; echo Last; await 4 Plan)");
   EXPECT_THAT(shown, AllOf(HasSubstr("Turn 1: see \x1b[1mPlan\x1b[0m\r\n"), HasSubstr("Turn 2: "),
                            HasSubstr("Stopped."), HasSubstr("Turn 4: "), HasSubstr("Kept in Resources/Chats/2")));
   EXPECT_THAT(notes("vault/Old"), ElementsAre());
