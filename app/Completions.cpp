@@ -120,16 +120,15 @@ std::string zshAction(const DescribedOption& option) {
 }
 
 // Specifications as _arguments takes them: '(-o --output)-o[Help.]:FILE:_files'.
-std::vector<std::string> zshSpecifications(const DescribedOption& option) {
-  std::vector<std::string> specifications;
+std::vector<std::string> zshOptspecs(const DescribedOption& option) {
+  std::vector<std::string> optspecs;
   const std::string others = option.names.size() > 1 ? "(" + text::join(option.names, " ") + ")" : "";
   for (const std::string& name : option.names) {
-    std::string specification =
-        (option.isList ? "*" : others) + name + "[" + escaped(option.description, "[]:\\") + "]";
-    if (!option.value.empty()) specification += ":" + option.value + ":" + zshAction(option);
-    specifications.push_back(inQuotes(specification));
+    std::string optspec = (option.isList ? "*" : others) + name + "[" + escaped(option.description, "[]:\\") + "]";
+    if (!option.value.empty()) optspec += ":" + option.value + ":" + zshAction(option);
+    optspecs.push_back(inQuotes(optspec));
   }
-  return specifications;
+  return optspecs;
 }
 
 std::string zshArgument(const DescribedOption& argument) {
@@ -145,13 +144,13 @@ std::string zshFunctionName(std::string_view path) {
 }
 
 std::string zshFunction(const DescribedCommand& command) {
-  std::vector<std::string> specifications;
+  std::vector<std::string> optspecs;
   for (const DescribedOption& option : command.options)
-    for (std::string& specification : zshSpecifications(option)) specifications.push_back(std::move(specification));
+    for (std::string& optspec : zshOptspecs(option)) optspecs.push_back(std::move(optspec));
   const std::string name = zshFunctionName(command.path);
   if (command.subcommands.empty()) {
-    for (const DescribedOption& argument : command.arguments) specifications.push_back(zshArgument(argument));
-    return fmt::format("{}() {{\n  _arguments -s -S {}\n}}\n\n", name, text::join(specifications, " \\\n    "));
+    for (const DescribedOption& argument : command.arguments) optspecs.push_back(zshArgument(argument));
+    return fmt::format("{}() {{\n  _arguments -s -S {}\n}}\n\n", name, text::join(optspecs, " \\\n    "));
   }
   std::string commands;
   for (const DescribedCommand& subcommand : command.subcommands)
@@ -169,7 +168,7 @@ std::string zshFunction(const DescribedCommand& command) {
 }}
 
 )",
-                     name, commands, text::join(specifications, " \\\n    "));
+                     name, commands, text::join(optspecs, " \\\n    "));
 }
 
 }  // namespace
