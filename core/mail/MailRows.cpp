@@ -60,6 +60,20 @@ MailDetail detail(const MailDatabase::Rows& row, std::size_t& skipped) {
           .references = row.text(18)};
 }
 
+std::optional<Json> firstJson(MailDatabase::Rows rows) {
+  try {
+    return rows.next() ? std::optional(Json::parse(rows.text(0))) : std::nullopt;
+  } catch (const JsonError&) {
+    return std::nullopt;
+  }
+}
+
+std::string replacing(std::optional<Json> stored, const Json& fields) {
+  if (!stored || !stored->object()) return fields.compact();
+  for (const auto& [key, value] : *fields.object()) (*stored)[key] = value;
+  return stored->compact();
+}
+
 VisibleMail::VisibleMail(const ParsedMail& mail) {
   const MailAddress from = mail.from.value_or(MailAddress());
   const StorableText plain(mail.text);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -40,6 +41,22 @@ std::optional<Value> decoded(std::string_view text, std::optional<Value> (*from)
   if (!value) ++skipped;
   return value;
 }
+
+// The values in the first column that can be read; the others are counted.
+template <typename Value>
+std::vector<Value> decodedRows(MailDatabase::Rows rows, std::optional<Value> (*from)(const Json&),
+                               std::size_t& skipped) {
+  std::vector<Value> values;
+  while (rows.next())
+    if (auto value = decoded(rows.text(0), from, skipped)) values.push_back(std::move(*value));
+  return values;
+}
+
+// The JSON that a statement gives, as far as it is any.
+std::optional<Json> firstJson(MailDatabase::Rows rows);
+
+// What is stored with these fields set anew: the others stay.
+std::string replacing(std::optional<Json> stored, const Json& fields);
 
 // What a list shows of a message, and what the index holds of it: what a reader sees. Most of the work of storing one,
 // and nothing the database is needed for.

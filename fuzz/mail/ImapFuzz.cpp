@@ -13,6 +13,7 @@
 #include "core/base/Text.h"
 #include "core/mail/IMAPClient.h"
 #include "core/mail/MailError.h"
+#include "fuzz/mail/Babbling.h"
 
 namespace {
 
@@ -21,26 +22,6 @@ using namespace vesk;
 void require(bool holds) {
   if (!holds) std::abort();
 }
-
-// A server that says these bytes, whatever it is asked.
-class Babbling final : public MailConnection {
- public:
-  Babbling(std::string_view bytes, std::size_t chunk) : bytes_(bytes), chunk_(chunk) {}
-  void send(std::string_view) override {}
-  std::optional<std::string_view> receive(std::chrono::milliseconds) override {
-    if (bytes_.empty()) return std::nullopt;
-    const auto piece = bytes_.substr(0, chunk_);
-    bytes_.remove_prefix(piece.size());
-    return piece;
-  }
-  void startTLS() override {}
-  bool isPrivate() const override { return true; }
-  void close() noexcept override { bytes_ = {}; }
-
- private:
-  std::string_view bytes_;
-  std::size_t chunk_;
-};
 
 std::string textOf(const std::vector<IMAPMessage>& messages) {
   std::string text;
@@ -52,7 +33,8 @@ std::string textOf(const std::vector<IMAPMessage>& messages) {
 // Everything the client makes of the bytes.
 std::string session(std::string_view bytes, std::size_t chunk) {
   const IMAPLimits limits{.line = 2000, .literal = 1000, .answer = 8000, .responses = 40, .depth = 8, .values = 100};
-  IMAPClient client(std::make_unique<Babbling>(bytes, chunk), limits);
+  std::string told;
+  IMAPClient client(std::make_unique<Babbling>(bytes, chunk, told), limits);
   std::string made;
   try {
     client.start("ana", "secret", MailSecurity::none);

@@ -9,6 +9,7 @@
 #include "core/base/Error.h"
 #include "core/base/Text.h"
 #include "core/mail/SMTPClient.h"
+#include "fuzz/mail/Babbling.h"
 
 namespace {
 
@@ -17,27 +18,6 @@ using namespace vesk;
 void require(bool holds) {
   if (!holds) std::abort();
 }
-
-// A server that says these bytes, whatever it is told.
-class Babbling final : public MailConnection {
- public:
-  Babbling(std::string_view bytes, std::size_t chunk, std::string& told) : bytes_(bytes), chunk_(chunk), told_(told) {}
-  void send(std::string_view bytes) override { told_ += bytes; }
-  std::optional<std::string_view> receive(std::chrono::milliseconds) override {
-    if (bytes_.empty()) return std::nullopt;
-    const auto piece = bytes_.substr(0, chunk_);
-    bytes_.remove_prefix(piece.size());
-    return piece;
-  }
-  void startTLS() override {}
-  bool isPrivate() const override { return true; }
-  void close() noexcept override { bytes_ = {}; }
-
- private:
-  std::string_view bytes_;
-  std::size_t chunk_;
-  std::string& told_;
-};
 
 // What the client tells the server, and what it makes of the replies.
 std::string session(std::string_view bytes, std::size_t chunk) {

@@ -12,7 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
-using Kind = MailError::Kind;
 using Strings = std::vector<std::string>;
 
 constexpr auto greeting = R"(
@@ -24,34 +23,8 @@ S: * CAPABILITY IMAP4rev1 IDLE Move uidplus
 S: V2 OK
 )";
 
-struct Session {
-  test::ScriptedConnection* server = nullptr;
-  IMAPClient client;
-
-  explicit Session(std::string_view script, const IMAPLimits& limits = {})
-      : Session(new test::ScriptedConnection(script), limits) {}
-  void start(MailSecurity security = MailSecurity::tls) { client.start("ana", "secret", security); }
-
- private:
-  Session(test::ScriptedConnection* connection, const IMAPLimits& limits)
-      : server(connection), client(std::unique_ptr<MailConnection>(connection), limits) {}
-};
-
-// What was said when it failed: "closed", or the server's words.
-std::string failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const MailError& error) {
-    switch (error.kind()) {
-      case Kind::closed: return "closed";
-      case Kind::timedOut: return "timedOut";
-      case Kind::wrongPassword: return "wrongPassword";
-      case Kind::insecureServer: return "insecureServer";
-      default: return error.what();
-    }
-  }
-  return "";
-}
+using Session = test::ScriptedSession<IMAPClient, IMAPLimits>;
+using test::mailFailure;
 
 constexpr auto walk = R"(
 C: V3 LIST "" "*"
@@ -177,7 +150,7 @@ S: V6 OK
 )";
   const auto play = [](const Strings& steps) {
     Session session(text::join(steps, "\n"));
-    const std::string error = failure([&] {
+    const std::string error = mailFailure([&] {
       session.start();
       session.client.select("a");
       session.client.bodies({1});
@@ -216,7 +189,7 @@ TEST(IMAPClient, TellsWhatTheServerSaidToACommand) {
     SCOPED_TRACE(reply);
     Session session(fmt::format("{}C: V3 SELECT \"a\"\nS: {}\nsilence", greeting, reply));
     session.start();
-    EXPECT_EQ(failure([&] { session.client.select("a"); }), error);
+    EXPECT_EQ(mailFailure([&] { session.client.select("a"); }), error);
     EXPECT_EQ(session.server->isClosed, std::string_view(error) == "timedOut");
   }
 }
@@ -224,7 +197,7 @@ TEST(IMAPClient, TellsWhatTheServerSaidToACommand) {
 TEST(IMAPClient, TakesNoMoreThanItsLimits) {
   const auto shows = [](const std::string& reply, const IMAPLimits& limits = {}) {
     Session session(fmt::format("{}C: V3 UID FETCH 1 (UID FLAGS)\nS: {}\nS: V3 OK", greeting, reply), limits);
-    const std::string error = failure([&] {
+    const std::string error = mailFailure([&] {
       session.start();
       session.client.flags({1});
     });
@@ -260,7 +233,7 @@ TEST(IMAPClient, LosesPatienceWithAServerThatDrips) {
     void close() noexcept override {}
   };
   IMAPClient client(std::make_unique<Dripping>(), {.silence = 20ms, .perByte = 0us});
-  EXPECT_EQ(failure([&] { client.start("ana", "secret", MailSecurity::tls); }), "timedOut");
+  EXPECT_EQ(mailFailure([&] { client.start("ana", "secret", MailSecurity::tls); }), "timedOut");
 }
 
 TEST(IMAPClient, SaysOneCommandWhateverAnArgumentHolds) {
@@ -288,9 +261,9 @@ TEST(IMAPClient, SaysOneCommandWhateverAnArgumentHolds) {
   Session session(greeting);
   session.start();
   const std::string before = session.server->sent;
-  EXPECT_THAT(failure([&] { session.client.select("a\0b"s); }), testing::HasSubstr("NUL"));
+  EXPECT_THAT(mailFailure([&] { session.client.select("a\0b"s); }), testing::HasSubstr("NUL"));
   for (const char* flag : {"", "\\", "a b", "\\Seen)", "a\r\n", "\\\\Seen", "é"})
-    EXPECT_THAT(failure([&] { session.client.setFlag(flag, true, {1}); }), testing::HasSubstr("flag")) << flag;
+    EXPECT_THAT(mailFailure([&] { session.client.setFlag(flag, true, {1}); }), testing::HasSubstr("flag")) << flag;
   EXPECT_EQ(session.server->sent, before);
 }
 
@@ -305,7 +278,7 @@ TEST(IMAPClient, SendsThePasswordOnlyInPrivateAndNeverShowsIt) {
   for (const auto& [script, error] : failing) {
     SCOPED_TRACE(script);
     Session session(script);
-    EXPECT_EQ(failure([&] { session.start(MailSecurity::startTLS); }), error);
+    EXPECT_EQ(mailFailure([&] { session.start(MailSecurity::startTLS); }), error);
     EXPECT_TRUE(session.server->isClosed);
     EXPECT_THAT(session.server->sent, testing::Not(testing::HasSubstr("secret")));
   }
@@ -319,12 +292,12 @@ TEST(IMAPClient, SendsThePasswordOnlyInPrivateAndNeverShowsIt) {
   for (const MailSecurity security : {MailSecurity::none, MailSecurity::tls}) {
     Session open("S: * OK");
     open.server->isPrivateAlready = false;
-    EXPECT_EQ(failure([&] { open.start(security); }), "insecureServer");
+    EXPECT_EQ(mailFailure([&] { open.start(security); }), "insecureServer");
     EXPECT_EQ(open.server->sent, "");
   }
   for (const char* reply : {"NO bad password se\"cret", R"(BAD Unknown: LOGIN "ana" "se\"cret")"}) {
     Session repeating(fmt::format("S: * OK\nC: V1 LOGIN \"ana\" \"se\\\"cret\"\nS: V1 {}", reply));
-    EXPECT_EQ(failure([&] { repeating.client.start("ana", "se\"cret", MailSecurity::tls); }),
+    EXPECT_EQ(mailFailure([&] { repeating.client.start("ana", "se\"cret", MailSecurity::tls); }),
               "The mail server refused: the login.");
   }
 }
@@ -342,7 +315,7 @@ TEST(IMAPClient, MovesByCopyingWhereTheServerKnowsNoBetter) {
   }
   Session refusing(std::string(greeting) + "C: V3 UID MOVE 1 \"b\"\nS: V3 NO");
   refusing.start();
-  EXPECT_EQ(failure([&] { refusing.client.move({1}, "b"); }), "The mail server refused: it gives no reason.");
+  EXPECT_EQ(mailFailure([&] { refusing.client.move({1}, "b"); }), "The mail server refused: it gives no reason.");
 }
 
 TEST(IMAPClient, WaitsForChangesWithIdleOrWithout) {
@@ -373,7 +346,7 @@ TEST(IMAPClient, WaitsForChangesWithIdleOrWithout) {
   }
   Session refusing(std::string(greeting) + "C: V3 IDLE\nS: V3 NO not now");
   refusing.start();
-  EXPECT_EQ(failure([&] { refusing.client.idle(1h); }), "The mail server refused: not now");
+  EXPECT_EQ(mailFailure([&] { refusing.client.idle(1h); }), "The mail server refused: not now");
 }
 
 TEST(IMAPClient, AsksForManyMessagesInSeveralCommands) {

@@ -10,7 +10,6 @@ namespace vesk {
 namespace {
 
 using namespace std::string_literals;
-using Kind = MailError::Kind;
 
 constexpr auto login = R"(
 S: 220 mail.example.org ready
@@ -52,36 +51,16 @@ S: 250-Taken
 S: 250 as 4711
 )";
 
-struct Session {
-  test::ScriptedConnection* server = nullptr;
-  SMTPClient client;
-
-  explicit Session(std::string_view script, const SMTPLimits& limits = {})
-      : Session(new test::ScriptedConnection(script), limits) {}
-  void start(MailSecurity security = MailSecurity::tls) { client.start("ana", "secret", security); }
-
- private:
-  Session(test::ScriptedConnection* connection, const SMTPLimits& limits)
-      : server(connection), client(std::unique_ptr<MailConnection>(connection), limits) {}
-};
+using Session = test::ScriptedSession<SMTPClient, SMTPLimits>;
 
 std::string failure(const std::function<void()>& action) {
   try {
-    action();
-  } catch (const MailError& error) {
-    switch (error.kind()) {
-      case Kind::closed: return "closed";
-      case Kind::timedOut: return "timedOut";
-      case Kind::wrongPassword: return "wrongPassword";
-      case Kind::insecureServer: return "insecureServer";
-      default: return error.what();
-    }
+    return test::mailFailure(action);
   } catch (const MaybeSentError&) {
     return "maybe sent";
   } catch (const Error& error) {
     return error.what();
   }
-  return "";
 }
 
 TEST(SMTPClient, HandsMailOverHoweverTheBytesAreCut) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +14,7 @@
 #include "core/base/Text.h"
 #include "core/mail/MailConnection.h"
 #include "core/mail/MailError.h"
+#include "core/mail/MailServer.h"
 
 namespace vesk::test {
 
@@ -85,5 +88,37 @@ class ScriptedConnection final : public MailConnection {
   std::size_t given_ = 0;
   std::string unanswered_;  // what the client said before the script expects it
 };
+
+// A client, and the script its server plays.
+template <typename Client, typename Limits>
+struct ScriptedSession {
+  ScriptedConnection* server = nullptr;
+  Client client;
+
+  explicit ScriptedSession(std::string_view script, const Limits& limits = {})
+      : ScriptedSession(new ScriptedConnection(script), limits) {}
+  void start(MailSecurity security = MailSecurity::tls) { client.start("ana", "secret", security); }
+
+ private:
+  ScriptedSession(ScriptedConnection* connection, const Limits& limits)
+      : server(connection), client(std::unique_ptr<MailConnection>(connection), limits) {}
+};
+
+// What was said when it failed: "closed", or the server's words.
+inline std::string mailFailure(const std::function<void()>& action) {
+  using Kind = MailError::Kind;
+  try {
+    action();
+  } catch (const MailError& error) {
+    switch (error.kind()) {
+      case Kind::closed: return "closed";
+      case Kind::timedOut: return "timedOut";
+      case Kind::wrongPassword: return "wrongPassword";
+      case Kind::insecureServer: return "insecureServer";
+      default: return error.what();
+    }
+  }
+  return "";
+}
 
 }  // namespace vesk::test
