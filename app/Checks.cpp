@@ -177,6 +177,8 @@ Finding findingOn(const AssistantClient& client, const Connection& connection, s
     case Connection::State::notInstalled: return notSetUp("It isn't installed.");
     case Connection::State::none: return notSetUp(sentence("{}It isn't connected to Vesk.", isReady), connecting);
     case Connection::State::other:
+      if (connection.command.empty())
+        return attention("It doesn't tell which tool server it is connected to.", connecting);
       return attention(connection.command == toolServerPath()
                            ? std::string("It is connected, but with another support directory.")
                            : sentence("It is connected to another tool server: {}", connection.command),

@@ -130,6 +130,7 @@ const std::vector<Row>& rows() {
        probe::layoutPerNode(5000, Links::anywhere), probe::layoutPerNode(500, Links::anywhere), "µs"},
       {"peak memory of opening a canvas of 1,000,000 nodes", "bytes of the file", 10, {medium},
        probe::canvasMemory, probe::canvasMegabytes, "MB"},
+      {"200 MB of an assistant's stream", "`cat` to `cat`", 2.0, {medium}, probe::relay, probe::pipe},
       {"`insert` of 10,000 parsed messages", "bare SQLite statements", 1.2, {medium},
        probe::mailInsert, probe::bareMailInsert},
       {"the newest 50 of 100,000 mails with a word", "the same SQL, bare", 1.1, {medium},

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "bench/Process.h"
+#include "bench/Stream.h"
 #include "bench/generator/Random.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
@@ -81,6 +82,13 @@ std::string Subject::changeSet(std::size_t nodes, Links links) const {
   const std::string path =
       fmt::format("{}/{}-{}.json", support_, links == Links::forward ? "forward" : "anywhere", nodes);
   if (!fs::exists(path)) std::ofstream(path) << changeSetText(nodes, links);
+  return path;
+}
+
+std::string Subject::stream() const {
+  constexpr std::size_t lines = 700'000;
+  const std::string path = support_ + "/stream.jsonl";
+  if (!fs::exists(path)) std::ofstream(path) << streamText(lines);
   return path;
 }
 
@@ -322,6 +330,12 @@ double mimeMemory(Subject& subject) {
 
 double mailMegabytes(Subject& subject) {
   return figure(outputOf(subject.program("vesk-bench", {"mime", subject.mails("large")})), "bytes,") / 1e6;
+}
+
+double relay(Subject& subject) { return millisecondsOf(subject.program("vesk-bench", {"relay", subject.stream()})); }
+
+double pipe(Subject& subject) {
+  return millisecondsOf({.arguments = {"sh", "-c", "cat \"$0\" | cat > /dev/null", subject.stream()}});
 }
 
 double canvasMemory(Subject& subject) {

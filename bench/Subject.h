@@ -42,6 +42,8 @@ class Subject {
   // Files that are made when they are first wanted: a canvas of that many nodes, and a change set that adds so many.
   std::string canvas(std::size_t nodes) const;
   std::string changeSet(std::size_t nodes, Links links) const;
+  // Likewise, what an assistant prints: 200 MB.
+  std::string stream() const;
   // The folder of the messages that scripts/bench makes: "many" or "large".
   std::string mails(std::string_view which) const;
   // A small vault that is in step with a repository beside it, made when it is first wanted.
@@ -119,6 +121,10 @@ double mimeParse(Subject& subject);
 double mimeFloor(Subject& subject);
 double mimeMemory(Subject& subject);
 double mailMegabytes(Subject& subject);
+
+// Reading what an assistant prints, and the same bytes from one `cat` to another.
+double relay(Subject& subject);
+double pipe(Subject& subject);
 
 // The most memory (MB) that opening a canvas of a million nodes takes, and the size of its file.
 double canvasMemory(Subject& subject);

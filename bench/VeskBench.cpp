@@ -18,6 +18,7 @@
 
 #include "bench/Mime.h"
 #include "bench/Process.h"
+#include "bench/Stream.h"
 #include "core/base/DiffLine.h"
 #include "core/diagrams/DiagramFiles.h"
 #include "core/platform/Fd.h"
@@ -160,6 +161,13 @@ bool sync(Arguments arguments) {
   return true;
 }
 
+// relay FILE
+bool relayStream(Arguments arguments) {
+  if (arguments.size() != 1) return false;
+  fmt::print("{} bytes of text\n", relay(arguments[0]));
+  return true;
+}
+
 struct Verb {
   std::string_view name = {};
   std::string_view usage = {};
@@ -176,6 +184,7 @@ constexpr Verb verbs[] = {
     {"changes", "changes FILE CHANGES     a change set applied to a diagram", applyChanges},
     {"sync", "sync FOLDER              a vault brought in step with its repository", sync},
     {"mime", "mime FOLDER              every message of a folder taken apart, and the most memory that took", mime},
+    {"relay", "relay FILE               a stream that an assistant prints, read event by event", relayStream},
     {"open", "open FOLDER DIAGRAM      a diagram of a vault opened: the most memory that took", openDiagram},
 };
 

@@ -86,12 +86,14 @@ std::string_view LineBuffer::complete(std::string_view rest) {
 
 void AssistantStreamParser::parse(std::string_view line, Events& events) {
   const Value object = json_.read(line);
+  if (!json_.isLikeBefore()) textDelta_ = {};
+  if (addText(events)) return;
   provider_ == AssistantProvider::claude ? parseClaude(object, events) : parseCodex(object, events);
 }
 
 void AssistantStreamParser::parseClaude(const Value& line, Events& events) {
   const Value type = line["type"];
-  if (type.isString("stream_event")) return parsePartialMessage(line["event"], events);
+  if (type.isString("stream_event")) return parsePartialMessage(line, events);
   if (type.isString("result") && line["is_error"].isTrue()) addFailure(failureIn(line), events);
   if (type.isString("system") && line["subtype"].isString("init")) addSession(line["session_id"], events);
   if (!type.isString("assistant")) return;
@@ -101,16 +103,26 @@ void AssistantStreamParser::parseClaude(const Value& line, Events& events) {
       addToolUse(std::move(*name), block["input"], events);
 }
 
-void AssistantStreamParser::parsePartialMessage(const Value& event, Events& events) {
+void AssistantStreamParser::parsePartialMessage(const Value& line, Events& events) {
+  const Value event = line["event"];
   const Value type = event["type"];
   if (type.isString("content_block_start") && event["content_block"]["type"].isString("text") && hasText_)
     events.push_back({Kind::text, std::string(betweenTexts)});
   const Value delta = event["delta"];
-  if (!type.isString("content_block_delta") || !delta["type"].isString("text_delta")) return;
-  auto text = delta["text"].string();
-  if (!text) return;
+  textDelta_ = {line["type"], type, delta["type"], delta["text"]};
+  addText(events);
+}
+
+// Whether the line is a piece of the answer.
+bool AssistantStreamParser::addText(Events& events) {
+  if (!textDelta_.type.isString("text_delta") || !textDelta_.eventType.isString("content_block_delta") ||
+      !textDelta_.lineType.isString("stream_event"))
+    return false;
+  auto text = textDelta_.text.string();
+  if (!text) return false;
   hasText_ = true;
-  events.push_back({Kind::text, std::move(*text)});
+  events.emplace_back().text = std::move(*text);
+  return true;
 }
 
 void AssistantStreamParser::parseCodex(const Value& line, Events& events) {

@@ -70,7 +70,8 @@ class AssistantStreamParser {
   using Events = std::vector<AssistantEvent>;
 
   void parseClaude(const JsonLine::Value& line, Events& events);
-  void parsePartialMessage(const JsonLine::Value& event, Events& events);
+  void parsePartialMessage(const JsonLine::Value& line, Events& events);
+  bool addText(Events& events);
   void parseCodex(const JsonLine::Value& line, Events& events);
   void parseItem(const JsonLine::Value& item, bool isCompleted, Events& events);
 
@@ -78,6 +79,16 @@ class AssistantStreamParser {
   bool hasText_ = false;             // a piece of the answer was handed out
   std::set<std::string> seenItems_;  // the identifiers of Codex's tool calls, each of which comes twice
   JsonLine json_;
+
+  // Where the line before, a piece of the answer, has what tells that it is one, and the text. Such lines come by the
+  // thousand, and alike.
+  struct TextDelta {
+    JsonLine::Value lineType = {};
+    JsonLine::Value eventType = {};
+    JsonLine::Value type = {};
+    JsonLine::Value text = {};
+  };
+  TextDelta textDelta_ = {};
 };
 
 }  // namespace vesk

@@ -59,13 +59,34 @@ class JsonLine {
     const Piece* piece_ = nullptr;
   };
 
-  // The value that is written there; none when that is no JSON. It and all in it are valid until the next call.
+  // The value that is written there; none when that is no JSON. It and all in it are valid until the next call, and as
+  // long as the text.
   Value read(std::string_view text);
 
+  // Whether the text that was read last has the values of the one before, but for what its strings say: a Value that
+  // was found in that one then means the same place in this.
+  bool isLikeBefore() const { return isLikeBefore_; }
+
  private:
-  std::string text_;
-  std::vector<Piece> pieces_;  // in the order of the text
-  std::vector<std::size_t> open_;
+  // A string of the model: its piece, and where it stands between its quotes.
+  struct ModelString {
+    std::size_t piece = 0;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    bool isEscaped = false;
+  };
+
+  bool readLikeModel(std::string_view line);
+  void makeModel(std::string_view text);
+
+  // The last line that was read piece by piece. One that differs only within its strings is held against it.
+  std::string model_ = {};
+  std::vector<ModelString> modelStrings_ = {};
+  std::vector<ModelString> changed_ = {};  // those that the line read last has otherwise
+  bool isLikeBefore_ = false;
+  std::string line_ = {};           // such a line
+  std::vector<Piece> pieces_ = {};  // in the order of the text
+  std::vector<std::size_t> open_ = {};
 };
 
 }  // namespace vesk

@@ -25,7 +25,8 @@ namespace vesk {
 
 namespace {
 
-constexpr std::size_t pieceSize = 1 << 16;              // what a pipe holds
+constexpr std::size_t pieceSize = 1 << 16;              // bytes read at once
+constexpr int outputSize = 1 << 20;                     // bytes that wait in a pipe, if the system lets us have it
 constexpr std::chrono::milliseconds withoutHandle{10};  // how often a program's end is asked for where nothing tells it
 
 struct Pipe {
@@ -197,6 +198,7 @@ ChildProcess::ChildProcess(const ProcessRequest& request, std::chrono::milliseco
     : grace_(grace), buffer_(pieceSize) {
   const Fd input = openInput(request.input);
   Pipe output = openPipe();
+  ::fcntl(output.writing.get(), F_SETPIPE_SZ, outputSize);  // a program that writes much need not wait for each piece
   Pipe errors = openPipe();
   output_ = std::move(output.reading);
   errors_ = std::move(errors.reading);

@@ -203,6 +203,42 @@ TEST(JsonLine, TakesWhatJsonIs) {
   EXPECT_EQ(object["l"]["m"].elements().size(), 0u);
 }
 
+TEST(JsonLine, ReadsALineAlikeWhateverCameBefore) {
+  const std::string first = R"({"type":"a\"b","o":{"text":"one","n":[1,true]},"id":"x","last":{}})";
+  // What a part of the line becomes. Some are no JSON any more.
+  const std::vector<std::pair<std::string, std::string>> changes = {{"one", "one and two, \\u00e9"},
+                                                                    {"one", ""},
+                                                                    {"one", "on\""},
+                                                                    {"one", "\\x"},
+                                                                    {"one\"", "one"},
+                                                                    {"\"one\"", "1"},
+                                                                    {"a\\\"b", "a\\\"c"},
+                                                                    {"a\\\"b", "plain"},
+                                                                    {"\"x\"", "\"y\""},
+                                                                    {"[1,true]", "[1,false]"},
+                                                                    {"[1,true]", "[]"},
+                                                                    {"{}}", "{}"},
+                                                                    {"{}}", "{}}}"},
+                                                                    {"type", "tipe"}};
+  std::vector<std::string> lines = {first};
+  for (const auto& [part, other] : changes)
+    lines.push_back(std::string(first).replace(first.find(part), part.size(), other));
+  JsonLine reader;
+  for (const std::string& before : lines) {
+    for (const std::string& line : lines) {
+      reader.read(before);
+      const auto value = reader.read(line);
+      JsonLine fresh;
+      const auto expected = fresh.read(line);
+      ASSERT_EQ(value.kind(), expected.kind()) << before << "\n" << line;
+      ASSERT_EQ(value["type"].string(), expected["type"].string()) << before << "\n" << line;
+      ASSERT_EQ(value["o"]["text"].string(), expected["o"]["text"].string()) << before << "\n" << line;
+      ASSERT_EQ(value["o"]["n"].elements().size(), expected["o"]["n"].elements().size()) << before << "\n" << line;
+      ASSERT_EQ(value["id"].string(), expected["id"].string()) << before << "\n" << line;
+    }
+  }
+}
+
 TEST(ChatLinks, LinkCitationsAndNothingElse) {
   struct Case {
     const char* text;
