@@ -48,7 +48,7 @@ Json entryOf(const CollectionSummary& collection, const Clock& clock) {
   entry["name"] = collection.folder.name;
   if (isProject(collection)) entry["status"] = name(collection.status(clock.now, clock.calendar));
   entry["notes"] = collection.noteCount();
-  entry["open_tasks"] = collection.openTasks.size();
+  entry["open_tasks"] = collection.openTaskCount;
   entry["done_tasks"] = collection.doneTasks;
   if (collection.lastActivity) entry["last_activity"] = time::iso8601(*collection.lastActivity);
   if (const auto days = collection.daysQuiet(clock.now, clock.calendar)) entry["days_quiet"] = *days;
@@ -65,7 +65,7 @@ Json::Array entriesOf(const Collections& collections, std::size_t limit, const C
 
 std::string describeTasks(const CollectionSummary& collection) {
   if (collection.totalTasks() == 0) return "no tasks";
-  return fmt::format("{} open, {} done", collection.openTasks.size(), collection.doneTasks);
+  return fmt::format("{} open, {} done", collection.openTaskCount, collection.doneTasks);
 }
 
 std::string describeQuiet(const CollectionSummary& collection, const Clock& clock) {

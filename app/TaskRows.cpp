@@ -71,8 +71,7 @@ std::string inParentheses(const std::string& details) {
 }  // namespace
 
 std::vector<TaskItem> tasksOf(const Vault& vault) {
-  const auto mayHoldTasks = [](const NoteFile& file) { return file.text.find("- [") != std::string_view::npos; };
-  auto tasks = vault.scanOnce(mayHoldTasks).tasks();
+  auto tasks = vault.scanOnce([](const NoteFile& file) { return Note::mayHoldTasks(file.text); }).tasks();
   std::erase_if(tasks, [](const TaskItem& task) { return task.text.empty(); });
   return tasks;
 }

@@ -49,6 +49,12 @@ __attribute__((target_clones("arch=skylake-avx512", "avx2", "default"))) unsigne
   return faults;
 }
 
+// The first bytes of U+0085 and U+00A0, U+1680, U+2000 to U+205F, and U+3000 are those that count beyond ASCII.
+bool mayBeginWhitespace(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte <= ' ' || byte == 0xC2 || (byte >= 0xE1 && byte <= 0xE3);
+}
+
 bool equalAsciiIgnoringCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return ascii::lower(x) == ascii::lower(y); });
@@ -268,6 +274,7 @@ bool isValidUtf8(std::string_view text) {
   std::size_t position = std::min(text.size(), utf8Block);
   std::copy_n(text.begin(), position, padded.begin() + before);
   if (faultsIn(padded.data() + before) != 0) return false;
+  if (position < utf8Block) return true;  // zeros stood behind it
   for (; text.size() - position >= utf8Block; position += utf8Block) {
     const char* const block = text.data() + position;
     if (faultsIn(reinterpret_cast<const unsigned char*>(block)) != 0) return false;
@@ -414,7 +421,7 @@ std::string collapseWhitespace(std::string_view text) {
   };
   std::size_t begin = 0;
   for (std::size_t position = 0; position < text.size();) {
-    if (text[position] > ' ') {  // what most characters are, and no white space
+    if (!mayBeginWhitespace(text[position])) {  // what most bytes do
       ++position;
       continue;
     }

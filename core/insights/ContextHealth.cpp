@@ -5,9 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <iterator>
-#include <mutex>
 #include <unordered_map>
 #include <utility>
 
@@ -21,7 +19,6 @@
 #include "core/insights/SameText.h"
 #include "core/platform/JobQueue.h"
 #include "core/platform/Parallel.h"
-#include "core/vault/MarkdownScanner.h"
 
 namespace vesk {
 
@@ -40,84 +37,17 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
-void addLinks(std::string_view text, std::vector<std::string_view>& targets) {
-  markdown::LinkScanner scanner(text);
-  while (const auto link = scanner.next()) targets.push_back(link->target);
+// Of each note. No bits, as several threads set them.
+std::vector<char> whichAreExamined(const VaultSnapshot& snapshot) {
+  std::vector<char> areExamined(snapshot.notes.size());
+  inParallel(areExamined.size(), [&](std::size_t i) { areExamined[i] = isExamined(*snapshot.notes[i]) ? 1 : 0; });
+  return areExamined;
 }
 
-// The links between the pieces of prose, sorted.
-std::vector<std::string_view> linksInCode(std::string_view body) {
-  std::vector<std::string_view> targets;
-  const char* end = body.data();
-  for (const std::string_view prose : markdown::prosePieces(body)) {
-    addLinks({end, prose.data()}, targets);
-    end = prose.data() + prose.size();
-  }
-  addLinks({end, body.data() + body.size()}, targets);
-  std::sort(targets.begin(), targets.end());
-  return targets;
-}
-
-// The note's links that stand in code only, where what looks like a link may be none: "[[ -f $file ]]".
-std::vector<std::string> linksOnlyInCode(const Note& note) {
-  if (note.links.empty() || note.body.find('`') == std::string::npos) return {};
-  const auto inCode = linksInCode(note.body);
-  if (inCode.empty()) return {};
-  std::vector<std::string_view> everywhere(note.links.begin(), note.links.end());
-  std::sort(everywhere.begin(), everywhere.end());
-  std::vector<std::string> onlyInCode;
-  for (auto target = inCode.begin(); target != inCode.end();) {
-    const auto next = std::upper_bound(target, inCode.end(), *target);
-    const auto [first, last] = std::equal_range(everywhere.begin(), everywhere.end(), *target);
-    if (last - first <= next - target) onlyInCode.emplace_back(*target);
-    target = next;
-  }
-  return onlyInCode;
-}
-
-// What is asked of the notes' texts, so that a scan need not hold them all.
-class Texts {
- public:
-  using BodyOf = std::function<std::string(const Note& note)>;
-
-  // `bodyOf` is asked for the few bodies that have to be read whole.
-  explicit Texts(BodyOf bodyOf) : bodyOf_(std::move(bodyOf)) {}
-
-  // Looks at a note that has its body. May be called from several threads.
-  void add(const Note& note) {
-    Facts facts = {text::trimWhitespace(note.body).empty(), beginningMark(note.body), linksOnlyInCode(note)};
-    const std::lock_guard lock(mutex_);
-    facts_.emplace(&note, std::move(facts));
-  }
-
-  bool isEmpty(const Note& note) const { return facts_.at(&note).isEmpty; }
-
-  const std::vector<std::string>& linksInCode(const Note& note) const { return facts_.at(&note).linksInCode; }
-
-  SameNotes same(const Notes& notes) const {
-    std::vector<std::size_t> marks;
-    for (const NoteRef& note : notes) marks.push_back(facts_.at(note.get()).mark);
-    return sameTexts(notes, marks, bodyOf_);
-  }
-
- private:
-  struct Facts {
-    bool isEmpty = false;
-    std::size_t mark = 0;
-    std::vector<std::string> linksInCode = {};
-  };
-
-  BodyOf bodyOf_;
-  std::mutex mutex_;
-  std::unordered_map<const Note*, Facts> facts_;
-};
-
-Notes examinedNotes(const VaultSnapshot& snapshot) {
-  std::vector<char> isWanted(snapshot.notes.size());
-  inParallel(isWanted.size(), [&](std::size_t i) { isWanted[i] = isExamined(*snapshot.notes[i]) ? 1 : 0; });
+Notes those(const std::vector<char>& areWanted, const VaultSnapshot& snapshot) {
   Notes notes;
-  for (std::size_t i = 0; i < isWanted.size(); ++i)
-    if (isWanted[i]) notes.push_back(snapshot.notes[i]);
+  for (std::size_t i = 0; i < areWanted.size(); ++i)
+    if (areWanted[i]) notes.push_back(snapshot.notes[i]);
   return notes;
 }
 
@@ -135,7 +65,7 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-Links followLinks(const VaultSnapshot& snapshot, const Texts& texts) {
+Links followLinks(const VaultSnapshot& snapshot, const std::vector<char>& areExamined) {
   const LinkIndex index(snapshot);
   const std::size_t count = snapshot.notes.size();
   Links links{std::vector<std::vector<std::string_view>>(count), std::vector<bool>(count)};
@@ -149,13 +79,10 @@ Links followLinks(const VaultSnapshot& snapshot, const Texts& texts) {
       const auto isFile = [&] { return link.find('.') != std::string_view::npos; };
       if (!destination.exists && !isFile()) broken.push_back(link);
     }
-    if (!broken.empty() && isExamined(note)) {
-      sortOnce(broken);
-      const auto& inCode = texts.linksInCode(note);
-      std::erase_if(broken, [&](std::string_view link) { return std::ranges::find(inCode, link) != inCode.end(); });
-    } else {
-      broken.clear();
-    }
+    if (!areExamined[i]) broken.clear();
+    sortOnce(broken);
+    const auto& inCode = note.linksInCode;
+    std::erase_if(broken, [&](std::string_view link) { return std::ranges::binary_search(inCode, link); });
   });
   for (std::size_t i = 0; i < count; ++i) links.isLinked[i] = isNamed[index.firstNamedLike(i)];
   return links;
@@ -177,11 +104,12 @@ void addBrokenLinks(const VaultSnapshot& snapshot, const Links& links, Issues& i
 }
 
 // Only a note without links can be isolated, so a link to its name is another note's.
-void addIsolated(const VaultSnapshot& snapshot, const Links& links, Issues& issues) {
+void addIsolated(const VaultSnapshot& snapshot, const std::vector<char>& areExamined, const Links& links,
+                 Issues& issues) {
   for (std::size_t i = 0; i < snapshot.notes.size(); ++i) {
     const Note& note = *snapshot.notes[i];
-    if (note.bucket == Bucket::resources && note.links.empty() && note.tags.empty() && !links.isLinked[i] &&
-        isExamined(note))
+    if (areExamined[i] && note.bucket == Bucket::resources && note.links.empty() && note.tags.empty() &&
+        !links.isLinked[i])
       issues.push_back(issue(Kind::isolated, note, "No links, no tags, and no note links to it."));
   }
 }
@@ -217,9 +145,9 @@ std::string detailOf(const Duplicate& duplicate, const Notes& notes) {
   return fmt::format("Same title as {}; same text as {}.", others(duplicate.sameTitle), others(duplicate.sameText));
 }
 
-void addDuplicates(const Notes& notes, const Texts& bodies, Issues& issues) {
+void addDuplicates(const Notes& notes, const BodyOf& bodyOf, Issues& issues) {
   const SameNotes titles = sameTitles(notes);
-  const SameNotes texts = bodies.same(notes);
+  const SameNotes texts = sameTexts(notes, bodyOf);
   std::unordered_map<std::size_t, Duplicate> byNote;
   const auto add = [&](const Group& group, const Group* Duplicate::*place) {
     for (const std::size_t i : group) {
@@ -286,14 +214,15 @@ void addStale(const Notes& notes, Timestamp now, Issues& issues) {
   }
 }
 
-void addEmpty(const Notes& notes, const Texts& texts, Issues& issues) {
+void addEmpty(const Notes& notes, Issues& issues) {
   for (const NoteRef& note : notes)
-    if (texts.isEmpty(*note)) issues.push_back(issue(Kind::empty, *note, "It has no text."));
+    if (text::trimWhitespace(note->body).empty()) issues.push_back(issue(Kind::empty, *note, "It has no text."));
 }
 
-// The notes that have to be examined are among the texts.
-Issues issuesOf(const VaultSnapshot& snapshot, const Texts& texts, Timestamp now) {
-  const Notes notes = examinedNotes(snapshot);
+// The notes that are examined hold at least the beginningOf() their bodies; `bodyOf` gives the whole.
+Issues issuesOf(const VaultSnapshot& snapshot, const BodyOf& bodyOf, Timestamp now) {
+  const std::vector<char> areExamined = whichAreExamined(snapshot);
+  const Notes notes = those(areExamined, snapshot);
   Issues broken;
   Issues duplicates;
   Issues others;
@@ -302,13 +231,13 @@ Issues issuesOf(const VaultSnapshot& snapshot, const Texts& texts, Timestamp now
   jobs.add([&] {
     addMissingContexts(snapshot, others);
     addStale(notes, now, others);
-    addEmpty(notes, texts, others);
+    addEmpty(notes, others);
   });
-  jobs.add([&] { addDuplicates(notes, texts, duplicates); });
+  jobs.add([&] { addDuplicates(notes, bodyOf, duplicates); });
   jobs.add([&] {
-    const Links links = followLinks(snapshot, texts);
+    const Links links = followLinks(snapshot, areExamined);
     addBrokenLinks(snapshot, links, broken);
-    addIsolated(snapshot, links, isolated);
+    addIsolated(snapshot, areExamined, links, isolated);
   });
   onEveryWorker([&] { jobs.work(); });
   Issues all;
@@ -327,22 +256,19 @@ std::string_view name(ContextIssue::Kind kind) {
 }
 
 std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Timestamp now) {
-  Texts texts([](const Note& note) { return note.body; });
-  for (const NoteRef& note : snapshot.notes)
-    if (isExamined(*note)) texts.add(*note);
-  return issuesOf(snapshot, texts, now);
+  return issuesOf(
+      snapshot, [](const Note& note) { return note.body; }, now);
 }
 
 std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now) {
-  Texts texts([&](const Note& note) {
+  const VaultSnapshot snapshot = vault.survey({.keptBody = [](const Note& note, std::string_view body) {
+    return isExamined(note) ? beginningOf(body) : std::string_view();
+  }});
+  const auto bodyOf = [&](const Note& note) {
     const NoteRef read = vault.note(note.id);
     return read ? read->body : std::string();  // it has gone meanwhile
-  });
-  const VaultSnapshot snapshot = vault.survey({.keepsBody = [&](const Note& note) {
-    if (isExamined(note)) texts.add(note);
-    return false;
-  }});
-  return issuesOf(snapshot, texts, now);
+  };
+  return issuesOf(snapshot, bodyOf, now);
 }
 
 }  // namespace vesk

@@ -5,8 +5,6 @@
 #include <chrono>
 
 #include "core/insights/Collections.h"
-#include "core/platform/Parallel.h"
-#include "core/tasks/TaskLine.h"
 
 namespace vesk {
 
@@ -15,28 +13,6 @@ namespace {
 using std::chrono::days;
 using std::chrono::sys_days;
 
-// What a note adds to its collection.
-struct NoteTasks {
-  std::vector<std::string> open = {};
-  std::size_t done = 0;
-};
-
-NoteTasks tasksOf(const Note& note) {
-  NoteTasks found;
-  if (std::ranges::count(note.tags, chatTag) > 0) return found;
-  TaskLine::Scanner lines(note.body);
-  while (const auto line = lines.next()) {
-    const auto glance = TaskLine::glance(*line);
-    if (!glance || !glance->hasText) continue;
-    if (glance->status == TaskStatus::done) {
-      ++found.done;
-    } else {
-      found.open.push_back(TaskLine::plainLinks(TaskLine::parse(*line)->text));
-    }
-  }
-  return found;
-}
-
 std::optional<Timestamp> lastActivityIn(const FolderNode& folder) {
   std::optional<Timestamp> last;
   for (const NoteRef& note : folder.notes) last = std::max(last, std::optional(note->modified));
@@ -44,15 +20,16 @@ std::optional<Timestamp> lastActivityIn(const FolderNode& folder) {
   return last;
 }
 
-CollectionSummary summaryOf(const FolderNode& folder) {
+void addTasks(const FolderNode& folder, const TaskTally& tasks, CollectionSummary& summary) {
+  const TaskTally::Counts counts = tasks.in(folder.id);
+  summary.openTaskCount += counts.open;
+  summary.doneTasks += counts.done;
+  for (const FolderNode& child : folder.folders) addTasks(child, tasks, summary);
+}
+
+CollectionSummary summaryOf(const FolderNode& folder, const TaskTally& tasks) {
   CollectionSummary summary{.folder = folder, .lastActivity = lastActivityIn(folder)};
-  const auto notes = folder.allNotes();
-  std::vector<NoteTasks> tasks(notes.size());
-  inParallel(notes.size(), [&](std::size_t i) { tasks[i] = tasksOf(*notes[i]); });
-  for (NoteTasks& each : tasks) {
-    std::ranges::move(each.open, std::back_inserter(summary.openTasks));
-    summary.doneTasks += each.done;
-  }
+  addTasks(folder, tasks, summary);
   return summary;
 }
 
@@ -62,12 +39,12 @@ int daysBetween(Timestamp activity, Timestamp now, const Calendar& calendar) {
 }
 
 // The collections that have been quiet for that many days, the most quiet first.
-std::vector<CollectionSummary> quietest(Bucket role, int leastDays, const VaultSnapshot& snapshot, Timestamp now,
-                                        const Calendar& calendar) {
+std::vector<CollectionSummary> quietest(Bucket role, int leastDays, const VaultSnapshot& snapshot,
+                                        const TaskTally& tasks, Timestamp now, const Calendar& calendar) {
   std::vector<CollectionSummary> found;
   for (const FolderNode* folder : collectionFolders(snapshot, role)) {
     const auto last = lastActivityIn(*folder);
-    if (last && daysBetween(*last, now, calendar) >= leastDays) found.push_back(summaryOf(*folder));
+    if (last && daysBetween(*last, now, calendar) >= leastDays) found.push_back(summaryOf(*folder, tasks));
   }
   std::stable_sort(found.begin(), found.end(), [](const CollectionSummary& a, const CollectionSummary& b) {
     return a.lastActivity < b.lastActivity;
@@ -88,27 +65,52 @@ std::optional<int> CollectionSummary::daysQuiet(Timestamp now, const Calendar& c
 }
 
 ProjectStatus CollectionSummary::status(Timestamp now, const Calendar& calendar) const {
-  if (totalTasks() > 0 && openTasks.empty()) return ProjectStatus::done;
+  if (totalTasks() > 0 && openTaskCount == 0) return ProjectStatus::done;
   const auto quiet = daysQuiet(now, calendar);
   return quiet && *quiet < Insights::stalledAfterDays ? ProjectStatus::active : ProjectStatus::stalled;
 }
 
+std::vector<std::string> CollectionSummary::openTasks() const {
+  std::vector<std::string> titles;
+  for (const NoteRef& note : folder.allNotes()) {
+    if (std::ranges::count(note->tags, chatTag) > 0) continue;
+    for (TaskItem& task : note->tasks())
+      if (task.status != TaskStatus::done && !task.text.empty()) titles.push_back(std::move(task.title));
+  }
+  return titles;
+}
+
 std::vector<CollectionSummary> Insights::collections(Bucket role, const VaultSnapshot& snapshot) {
+  return collections(role, snapshot, TaskTally(snapshot));
+}
+
+std::vector<CollectionSummary> Insights::collections(Bucket role, const VaultSnapshot& snapshot,
+                                                     const TaskTally& tasks) {
   std::vector<CollectionSummary> summaries;
-  for (const FolderNode* folder : collectionFolders(snapshot, role)) summaries.push_back(summaryOf(*folder));
+  for (const FolderNode* folder : collectionFolders(snapshot, role)) summaries.push_back(summaryOf(*folder, tasks));
   return summaries;
 }
 
 std::vector<CollectionSummary> Insights::stalledProjects(const VaultSnapshot& snapshot, Timestamp now,
                                                          const Calendar& calendar) {
-  auto projects = quietest(Bucket::projects, stalledAfterDays, snapshot, now, calendar);
+  return stalledProjects(snapshot, TaskTally(snapshot), now, calendar);
+}
+
+std::vector<CollectionSummary> Insights::stalledProjects(const VaultSnapshot& snapshot, const TaskTally& tasks,
+                                                         Timestamp now, const Calendar& calendar) {
+  auto projects = quietest(Bucket::projects, stalledAfterDays, snapshot, tasks, now, calendar);
   std::erase_if(projects, [&](const auto& each) { return each.status(now, calendar) == ProjectStatus::done; });
   return projects;
 }
 
 std::vector<CollectionSummary> Insights::untouchedAreas(const VaultSnapshot& snapshot, Timestamp now,
                                                         const Calendar& calendar) {
-  return quietest(Bucket::areas, untouchedAfterDays, snapshot, now, calendar);
+  return untouchedAreas(snapshot, TaskTally(snapshot), now, calendar);
+}
+
+std::vector<CollectionSummary> Insights::untouchedAreas(const VaultSnapshot& snapshot, const TaskTally& tasks,
+                                                        Timestamp now, const Calendar& calendar) {
+  return quietest(Bucket::areas, untouchedAfterDays, snapshot, tasks, now, calendar);
 }
 
 std::vector<DayCount> Insights::savedPerDay(const VaultSnapshot& snapshot, int days, Timestamp now,

@@ -8,6 +8,7 @@
 
 #include "core/base/Calendar.h"
 #include "core/base/Time.h"
+#include "core/tasks/TaskTally.h"
 #include "core/vault/VaultSnapshot.h"
 
 namespace vesk {
@@ -21,11 +22,14 @@ std::string_view name(ProjectStatus status);
 struct CollectionSummary {
   FolderNode folder = {};
   std::optional<Timestamp> lastActivity = {};  // when one of its notes was edited last; nullopt without a note
-  std::vector<std::string> openTasks = {};     // their titles
+  std::size_t openTaskCount = 0;
   std::size_t doneTasks = 0;
 
   std::size_t noteCount() const { return folder.noteCount(); }
-  std::size_t totalTasks() const { return openTasks.size() + doneTasks; }
+  std::size_t totalTasks() const { return openTaskCount + doneTasks; }
+
+  // The titles of the open tasks, read from the notes' bodies.
+  std::vector<std::string> openTasks() const;
 
   // The days of the calendar from the last activity to now; 0 when that lies ahead. Nullopt without any.
   std::optional<int> daysQuiet(Timestamp now, const Calendar& calendar) const;
@@ -41,7 +45,8 @@ struct DayCount {
   bool operator==(const DayCount&) const = default;
 };
 
-// How the vault's projects and areas are doing. Days are those of the given calendar.
+// How the vault's projects and areas are doing. Days are those of the given calendar. The tally is the snapshot's;
+// where none is given the snapshot holds the notes' bodies.
 namespace Insights {
 
 inline constexpr int stalledAfterDays = 14;
@@ -50,12 +55,17 @@ inline constexpr int untouchedAfterDays = 30;
 // The collections of a role, in the order of the tree, each with the notes of all folders below. Its tasks are those
 // with a text, but for what is in saved chats: they quote other people's lists.
 std::vector<CollectionSummary> collections(Bucket role, const VaultSnapshot& snapshot);
+std::vector<CollectionSummary> collections(Bucket role, const VaultSnapshot& snapshot, const TaskTally& tasks);
 
 // The projects that are stalled and hold a note, the most quiet first.
 std::vector<CollectionSummary> stalledProjects(const VaultSnapshot& snapshot, Timestamp now, const Calendar& calendar);
+std::vector<CollectionSummary> stalledProjects(const VaultSnapshot& snapshot, const TaskTally& tasks, Timestamp now,
+                                               const Calendar& calendar);
 
 // The areas that have been quiet for untouchedAfterDays, the most quiet first.
 std::vector<CollectionSummary> untouchedAreas(const VaultSnapshot& snapshot, Timestamp now, const Calendar& calendar);
+std::vector<CollectionSummary> untouchedAreas(const VaultSnapshot& snapshot, const TaskTally& tasks, Timestamp now,
+                                              const Calendar& calendar);
 
 // The notes made on each of the last `days` days, today being the last. Notes whose date is unknown or lies ahead of
 // today count on none.

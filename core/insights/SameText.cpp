@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <functional>
 #include <numeric>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
+#include "core/base/Ascii.h"
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
 #include "core/platform/Parallel.h"
@@ -15,7 +17,6 @@ namespace vesk {
 namespace {
 
 using Members = std::vector<std::size_t>;
-using TextOf = std::function<std::string(const Note& note)>;
 
 // Where the text can be cut, from `position` on, so that what is made of the first part does not depend on the second:
 // before white space, or before an ideograph, as texts in which those are written may hold no white space for long.
@@ -29,14 +30,36 @@ std::size_t nextCut(std::string_view text, std::size_t position) {
   return text.size();
 }
 
-// The first `bytes` bytes of comparable(text), and little more work than they need.
-std::string beginning(std::string_view text, std::size_t bytes) {
-  for (std::size_t enough = bytes + bytes / 4;; enough *= 2) {
-    const std::string_view part = text.substr(0, nextCut(text, enough));
-    std::string found = comparable(part);
-    if (found.size() < bytes && part.size() < text.size()) continue;
-    found.resize(std::min(found.size(), bytes));
-    return found;
+// How a text begins: what of it is compared, without white space, and where in the text that ends.
+struct Beginning {
+  static constexpr std::size_t size = 64;  // bytes, of longer texts
+
+  std::string letters = {};
+  std::size_t end = 0;
+};
+
+// That of a text which begins with ASCII letters, and goes on so: nothing that follows could change the last of them.
+std::optional<Beginning> plainBeginning(std::string_view text) {
+  Beginning beginning;
+  beginning.letters.reserve(Beginning::size);
+  for (const char c : text) {
+    if (!ascii::isAscii(c)) return std::nullopt;
+    if (beginning.letters.size() == Beginning::size) break;
+    if (c > ' ' || !unicode::isWhitespace(static_cast<unsigned char>(c))) beginning.letters += ascii::lower(c);
+    ++beginning.end;
+  }
+  return beginning;
+}
+
+Beginning beginning(std::string_view text) {
+  if (auto plain = plainBeginning(text)) return std::move(*plain);
+  for (std::size_t enough = 2 * Beginning::size;; enough *= 2) {
+    const std::size_t end = nextCut(text, enough);
+    std::string letters = comparable(text.substr(0, end));
+    std::erase(letters, ' ');
+    if (letters.size() < Beginning::size && end < text.size()) continue;
+    letters.resize(std::min(letters.size(), Beginning::size));
+    return {std::move(letters), end};
   }
 }
 
@@ -58,7 +81,7 @@ SameNotes equalHashes(Hashes hashes) {
 }
 
 // The groups of those whose texts are the same, and not empty. Only texts of equal hashes are ever held together.
-SameNotes equalTexts(const std::vector<NoteRef>& notes, const Members& members, const TextOf& textOf) {
+SameNotes equalTexts(const std::vector<NoteRef>& notes, const Members& members, const BodyOf& textOf) {
   Hashes hashes(members.size());
   inParallel(members.size(), [&](std::size_t i) {
     hashes[i] = {std::hash<std::string>{}(textOf(*notes[members[i]])), members[i]};
@@ -91,14 +114,13 @@ SameNotes sameTitles(const std::vector<NoteRef>& notes) {
   return equalTexts(notes, all(notes), [](const Note& note) { return comparable(note.title); });
 }
 
-std::size_t beginningMark(std::string_view text) {
-  constexpr std::size_t looked = 64;  // bytes
-  return std::hash<std::string>{}(beginning(text, looked));
-}
+std::string_view beginningOf(std::string_view text) { return text.substr(0, beginning(text).end); }
 
-SameNotes sameTexts(const std::vector<NoteRef>& notes, const std::vector<std::size_t>& marks, const TextOf& bodyOf) {
-  Hashes hashes;
-  for (std::size_t i = 0; i < marks.size(); ++i) hashes.emplace_back(marks[i], i);
+SameNotes sameTexts(const std::vector<NoteRef>& notes, const BodyOf& bodyOf) {
+  Hashes hashes(notes.size());
+  inParallel(notes.size(), [&](std::size_t i) {
+    hashes[i] = {std::hash<std::string>{}(beginning(notes[i]->body).letters), i};
+  });
   Members members;
   for (const Members& group : equalHashes(std::move(hashes))) members.insert(members.end(), group.begin(), group.end());
   return equalTexts(notes, members, [&](const Note& note) {

@@ -19,13 +19,15 @@ std::string comparable(std::string_view text);
 // Notes of the same title.
 SameNotes sameTitles(const std::vector<NoteRef>& notes);
 
-// The same for texts that compare equal, and for few others. Looks at the first words only.
-std::size_t beginningMark(std::string_view text);
+// As much of a text as is looked at first when texts are compared.
+std::string_view beginningOf(std::string_view text);
 
-// Notes of the same text, but for those of under `shortestText` characters. `marks` holds the beginningMark of each
-// note's body; `bodyOf` is asked, from several threads, only for notes that share theirs.
+// Gives a note's whole body. Asked from several threads.
+using BodyOf = std::function<std::string(const Note& note)>;
+
+// Notes of the same text, but for those of under `shortestText` characters. Of its body a note need only hold the
+// beginning; `bodyOf` is asked for the notes that begin alike.
 inline constexpr std::size_t shortestText = 40;
-SameNotes sameTexts(const std::vector<NoteRef>& notes, const std::vector<std::size_t>& marks,
-                    const std::function<std::string(const Note& note)>& bodyOf);
+SameNotes sameTexts(const std::vector<NoteRef>& notes, const BodyOf& bodyOf);
 
 }  // namespace vesk

@@ -342,6 +342,13 @@ std::optional<TaskItem> task(std::string_view line) {
   return item;
 }
 
+std::optional<std::string> noteName(std::string_view line) {
+  if (line.find("[[") == none) return std::nullopt;
+  const auto item = task(line);
+  if (!item || !item->linkedNote) return std::nullopt;
+  return text::key(lastComponent(*item->linkedNote));
+}
+
 std::optional<std::string_view> Scanner::next() {
   for (std::size_t box = body_.find('[', position_); box != none; box = body_.find('[', position_)) {
     position_ = box + 1;

@@ -68,6 +68,9 @@ std::string_view ending(std::string_view line);
 // The text with each link shown by its alias, else its target.
 std::string plainLinks(std::string_view text);
 
+// The name of the note that describes the task of that line, as a key (text::key); nullopt when none does.
+std::optional<std::string> noteName(std::string_view line);
+
 // Goes through the lines of a note's body that may be tasks: those that begin like one and are no code.
 class Scanner {
  public:

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "core/base/AsciiSearch.h"
 #include "core/base/Text.h"
 #include "core/base/Unicode.h"
 #include "core/platform/Parallel.h"
@@ -17,12 +16,6 @@
 namespace vesk {
 
 namespace {
-
-// A saved chat quotes other people's lists.
-bool isChat(const MarkdownView& note) {
-  const auto tags = noteTags(note);
-  return std::find(tags.begin(), tags.end(), chatTag) != tags.end();
-}
 
 Bucket bucketOf(std::string_view noteID, const Organization& organization) {
   const std::size_t slash = noteID.find('/');
@@ -58,13 +51,12 @@ bool fits(const TaskLine::Glance& task, const TaskFilter& filter) {
 
 TaskList::TaskList(const Vault& vault, const TaskFilter& filter)
     : vault_(vault), organization_(vault.organization().value_or(Organization::para())) {
-  const text::AsciiSearch chatMark(chatTag);  // tells fast that most notes are none
   std::mutex mutex;
   vault.scanOnce([&](const NoteFile& file) {
     const MarkdownView note(file.text);
     std::vector<Entry> entries = entriesOf(file.id, note, filter);
     if (entries.empty() || !text::isValidUtf8(file.text)) return false;
-    if (chatMark.find(file.text, 0) != std::string_view::npos && isChat(note)) return false;
+    if (file.isSavedChat()) return false;  // it quotes other people's lists
     const std::lock_guard lock(mutex);
     for (Entry& entry : entries) entry.note = static_cast<std::uint32_t>(noteIDs_.size());
     noteIDs_.emplace_back(file.id);

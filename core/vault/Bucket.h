@@ -22,6 +22,9 @@ std::optional<Bucket> named(std::string_view name);
 // The PARA role that a folder's name carries, behind any leading number ("01 - Projects"); never sources or other.
 std::optional<Bucket> matching(std::string_view folderName);
 
+// False for what still waits to be filed: in the inbox, or in no place.
+constexpr bool isFiled(Bucket bucket) { return bucket != Bucket::inbox && bucket != Bucket::other; }
+
 }  // namespace bucket
 
 }  // namespace vesk

@@ -132,12 +132,12 @@ std::optional<Link> LinkScanner::next() {
   return std::nullopt;
 }
 
-PackedStrings links(std::string_view text) {
+std::vector<std::string_view> links(std::string_view text) {
   std::vector<std::string_view> targets;
   targets.reserve(32);
   LinkScanner scanner(text);
   while (const auto link = scanner.next()) targets.push_back(link->target);
-  return PackedStrings(targets);
+  return targets;
 }
 
 std::vector<std::string_view> prosePieces(std::string_view text) {

@@ -6,8 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "core/base/PackedStrings.h"
-
 // What Vesk reads in a note's text. Each scanner accepts exactly what its pattern would in ICU's regular expressions,
 // in time linear in the text.
 namespace vesk::markdown {
@@ -34,8 +32,8 @@ class LinkScanner {
   std::size_t close_ = 0;  // the first "]" at or after the link that was looked at last
 };
 
-// The targets of all wiki links, in order.
-PackedStrings links(std::string_view text);
+// The targets of all wiki links, in order; each a part of `text`.
+std::vector<std::string_view> links(std::string_view text);
 
 // The beginning of the next line that opens or closes a fenced block, from the line that begins at `lineBegin` on; npos
 // without one.

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <set>
 #include <unordered_set>
 
+#include "core/base/Ascii.h"
 #include "core/platform/Folder.h"
 #include "core/tasks/TaskLine.h"
 #include "core/vault/MarkdownScanner.h"
@@ -39,6 +42,64 @@ class TagList {
   std::unordered_set<std::string_view> known_;  // those behind the first few
 };
 
+using Pieces = std::vector<std::string_view>;  // of one text, in order
+
+// Whether no tag runs from one piece of prose into the next, nor is kept from being one by what ends the piece before:
+// so it is where code stands between blanks or brackets.
+bool standAlone(const Pieces& prose) {
+  const auto endsWords = [](std::string_view piece) {
+    const char last = piece.back();
+    const bool isLetterOrDigit = ascii::isLetter(last) || ascii::isDigit(last);
+    return ascii::isAscii(last) && !isLetterOrDigit && std::string_view("_/-#").find(last) == std::string_view::npos;
+  };
+  return prose.empty() || std::all_of(prose.begin(), prose.end() - 1, endsWords);
+}
+
+void addTags(std::string_view prose, TagList& tags) {
+  markdown::TagScanner scanner(prose);
+  while (const auto match = scanner.next()) tags.add(match->tag);
+}
+
+std::vector<std::string> tagsOf(markdown::Lines frontmatter, const Pieces& prose) {
+  TagList tags;
+  for (const std::string_view tag : markdown::tags(frontmatter)) tags.add(tag);
+  if (standAlone(prose)) {
+    for (const std::string_view piece : prose) addTags(piece, tags);
+    return tags.copied();
+  }
+  const std::string joined = markdown::joined(prose);
+  addTags(joined, tags);
+  return tags.copied();
+}
+
+// Tells of places in a text, asked for in order, whether they lie in the prose.
+class ProseWalk {
+ public:
+  explicit ProseWalk(const Pieces& prose) : piece_(prose.begin()), end_(prose.end()) {}
+
+  bool passes(std::string_view place) {
+    while (piece_ != end_ && piece_->data() + piece_->size() <= place.data()) ++piece_;
+    return piece_ != end_ && piece_->data() <= place.data();
+  }
+
+ private:
+  Pieces::const_iterator piece_;
+  Pieces::const_iterator end_;
+};
+
+// The targets that stand outside the prose, and nowhere in it.
+std::vector<std::string> linksOutside(const Pieces& prose, const Pieces& links) {
+  std::set<std::string_view> outside;
+  ProseWalk looking(prose);
+  for (const std::string_view target : links)
+    if (!looking.passes(target)) outside.insert(target);
+  if (outside.empty()) return {};
+  ProseWalk lookingAgain(prose);
+  for (const std::string_view target : links)
+    if (lookingAgain.passes(target)) outside.erase(target);
+  return {outside.begin(), outside.end()};
+}
+
 }  // namespace
 
 std::string_view Note::fileName() const {
@@ -73,27 +134,24 @@ std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
 }
 
 std::vector<std::string> noteTags(const MarkdownView& file) {
-  TagList tags;
-  for (const std::string_view tag : markdown::tags(file.frontmatter)) tags.add(tag);
-  if (file.body.find('#') == std::string::npos) return tags.copied();
-  // Most notes hold no code, and their text is their prose.
-  const auto pieces = markdown::prosePieces(file.body);
-  const std::string joined = pieces.size() > 1 ? markdown::joined(pieces) : std::string();
-  const std::string_view prose = pieces.size() > 1 ? joined : pieces.empty() ? std::string_view() : pieces.front();
-  markdown::TagScanner scanner(prose);
-  while (const auto match = scanner.next()) tags.add(match->tag);
-  return tags.copied();
+  const bool holdsTags = file.body.find('#') != std::string_view::npos;
+  return tagsOf(file.frontmatter, holdsTags ? markdown::prosePieces(file.body) : Pieces());
 }
 
-void readNoteText(Note& note, std::string_view text) {
+void readNoteText(Note& note, std::string_view text) { note.body = readNoteWithoutBody(note, text); }
+
+std::string_view readNoteWithoutBody(Note& note, std::string_view text) {
   const MarkdownView file(text);
+  const Pieces prose = markdown::prosePieces(file.body);
   note.title = noteTitle(file, note.fileName());
-  note.tags = noteTags(file);
-  note.links = markdown::links(file.body);
+  note.tags = tagsOf(file.frontmatter, prose);
+  const Pieces links = markdown::links(file.body);
+  note.links = PackedStrings(links);
+  note.linksInCode = linksOutside(prose, links);
   note.isVeskPage = markdown::value(file.frontmatter, "vesk") == "true";
   const std::string_view above = text.substr(0, text.size() - file.body.size());
   note.bodyLine = static_cast<std::size_t>(std::count(above.begin(), above.end(), '\n'));
-  note.body = file.body;
+  return file.body;
 }
 
 }  // namespace vesk

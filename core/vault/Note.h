@@ -21,8 +21,9 @@ struct Note {
   std::string title = {};    // the front matter's title, else the first level-one heading, else the file's name
   std::string body = {};     // the text after the front matter
   std::size_t bodyLine = 0;  // the file's line, counted from 0, that the body begins with
-  std::vector<std::string> tags = {};  // without "#", the front matter's first, each once
-  PackedStrings links = {};            // the targets of the wiki links, in order
+  std::vector<std::string> tags = {};         // without "#", the front matter's first, each once
+  PackedStrings links = {};                   // the targets of the wiki links, in order
+  std::vector<std::string> linksInCode = {};  // those that stand in code only, each once, sorted
   Timestamp modified = distantPast;
   Timestamp created = distantPast;
   Bucket bucket = Bucket::other;  // the role of the top-level folder it lies under
@@ -33,7 +34,7 @@ struct Note {
   std::string_view preview() const;     // the first line of text
 
   // The task lines. Most notes hold none, so they are read from the body by those who ask.
-  bool mayHoldTasks() const { return body.find("- [") != std::string::npos; }  // false for most
+  static bool mayHoldTasks(std::string_view text) { return text.find("- [") != text.npos; }  // false for most
   std::vector<TaskItem> tasks() const;
   std::vector<std::string> openTasks() const;  // the titles of those that aren't done
   std::size_t doneTaskCount() const;
@@ -50,5 +51,8 @@ std::vector<std::string> noteTags(const MarkdownView& file);
 
 // Fills in what is read from a note's text: title, body, tags, links, isVeskPage. `note` knows its id.
 void readNoteText(Note& note, std::string_view text);
+
+// The same but for the body, which is returned: a part of `text`.
+std::string_view readNoteWithoutBody(Note& note, std::string_view text);
 
 }  // namespace vesk

@@ -141,7 +141,9 @@ VaultSnapshot Vault::scan() const { return scanWith({.cache = parsed_.get()}); }
 VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filter = std::move(filter)}); }
 
 VaultSnapshot Vault::survey(SurveyOptions options) const {
-  return scanWith({.keepsBody = std::move(options.keepsBody), .readsCreationDates = options.readsCreationDates});
+  return scanWith({.takesApart = std::move(options.takesApart),
+                   .keptBody = std::move(options.keptBody),
+                   .readsCreationDates = options.readsCreationDates});
 }
 
 NoteRef Vault::note(std::string_view noteID) const {

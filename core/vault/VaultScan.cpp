@@ -12,6 +12,7 @@
 
 #include <sys/stat.h>
 
+#include "core/base/AsciiSearch.h"
 #include "core/base/Text.h"
 #include "core/platform/FileError.h"
 #include "core/platform/JobQueue.h"
@@ -116,11 +117,7 @@ class NoteReader {
 
   void shrink() {
     if (buffer_.size() > keptSize) std::string(keptSize, '\0').swap(buffer_);
-    if (spareBody.capacity() > keptSize) std::string().swap(spareBody);
   }
-
-  // Empty, with room for the body of a note that need not be kept.
-  std::string spareBody = {};
 
  private:
   static constexpr std::size_t keptSize = std::size_t{256} << 10;
@@ -241,7 +238,7 @@ class VaultScan {
     // Looked at before it is read: if it changes in between, the next scan sees another date.
     FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get(), options_.readsCreationDates);
     const auto text = reader.read(fd.get(), info.size);
-    if (!text || (options_.filter && !options_.filter({id, *text, fd.get()}))) return nullptr;
+    if (!text || (options_.filter && !options_.filter({id, *text, fd.get(), scanned.bucket}))) return nullptr;
     if (options_.filter) info = fileInfo(fd.get());
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
@@ -250,20 +247,18 @@ class VaultScan {
     note->modified = info.modified;
     note->created = info.created;
     note->bucket = scanned.bucket;
-    takeApart(*note, *text, reader);
+    takeApart(*note, *text, fd.get());
     stamp = {info.modified, text->size()};
     return note;
   }
 
-  void takeApart(Note& note, std::string_view text, NoteReader& reader) const {
-    if (!options_.keepsBody) return readNoteText(note, text);
-    note.body.swap(reader.spareBody);
-    readNoteText(note, text);
-    if (options_.keepsBody(note)) {
-      note.body.shrink_to_fit();
-    } else {
-      note.body.swap(reader.spareBody);
+  void takeApart(Note& note, std::string_view text, int descriptor) const {
+    if (options_.takesApart && !options_.takesApart({note.id, text, descriptor, note.bucket})) {
+      note.title = note.fileName();
+      return;
     }
+    const std::string_view body = readNoteWithoutBody(note, text);
+    note.body = options_.keptBody ? options_.keptBody(note, body) : body;
   }
 
   Fd openNote(const FolderEntry& item, const std::string& id, const Folder& folder) const {
@@ -412,6 +407,11 @@ void listFilesBelow(const Folder& root, const std::string& path, std::string_vie
 std::string_view NoteFile::fileName() const {
   const std::string_view name = lastComponent(id);
   return name.substr(0, name.rfind('.'));
+}
+
+bool NoteFile::isSavedChat() const {
+  static const text::AsciiSearch mark(chatTag);  // tells fast that most notes are none
+  return mark.find(text, 0) != std::string_view::npos && std::ranges::count(noteTags(MarkdownView(text)), chatTag) > 0;
 }
 
 Timestamp NoteFile::modified() const {

@@ -20,31 +20,37 @@ struct NoteFile {
   std::string_view id = {};
   std::string_view text = {};  // not known to be UTF-8
   int descriptor = -1;
+  Bucket bucket = Bucket::other;
 
   std::string_view fileName() const;  // without ".md"
   Timestamp modified() const;
+  bool isSavedChat() const;  // carries chatTag
 };
 
 // Says of a note whether the scan is to take it apart. Asked from several threads at once, in no order.
 using NoteFilter = std::function<bool(const NoteFile& file)>;
 
-// Sees a note while its text is at hand, and says whether the snapshot is to hold its body. Asked likewise.
-using BodyFilter = std::function<bool(const Note& note)>;
+// Sees a note while its text is at hand, and says how much of its body the snapshot is to hold: a part of `body` that
+// begins where it does. Asked likewise.
+using BodyFilter = std::function<std::string_view(const Note& note, std::string_view body)>;
 
 struct ScanOptions {
   // Spares reading the notes that have not changed; nullptr reads every note and remembers none.
   ParsedNotes* cache = nullptr;
   // Leaves out the notes that aren't wanted before they are taken apart; empty leaves out none.
   NoteFilter filter = {};
-  // These two leave out what isn't wanted, without a cache only. An empty filter leaves out no body, and a creation
-  // date that is left out is distantPast.
-  BodyFilter keepsBody = {};
+  // These leave out what isn't wanted of the notes, without a cache only. Those that aren't taken apart have their
+  // file's name for a title, and nothing else of their text; an empty filter leaves out nothing. A creation date that
+  // is left out is distantPast.
+  NoteFilter takesApart = {};
+  BodyFilter keptBody = {};
   bool readsCreationDates = true;
 };
 
-// What a survey reads of the notes, beside their titles, tags, links and dates of change.
+// What a survey reads of the notes, beside their titles, tags, links and dates of change; see ScanOptions.
 struct SurveyOptions {
-  BodyFilter keepsBody = [](const Note&) { return false; };
+  NoteFilter takesApart = {};
+  BodyFilter keptBody = [](const Note&, std::string_view) { return std::string_view(); };
   bool readsCreationDates = false;
 };
 

@@ -112,23 +112,21 @@ std::vector<TaskItem> VaultSnapshot::tasks() const {
 std::set<std::string> VaultSnapshot::taskNoteNames() const {
   std::set<std::string> names;
   for (const NoteRef& note : notes) {
-    if (!mayNameTaskNotes(*note) || !listsTasks(*note)) continue;
+    if (note->links.empty() || !Note::mayHoldTasks(note->body) || !listsTasks(*note)) continue;
     TaskLine::Scanner lines(note->body);
-    while (const auto line = lines.next()) {
-      if (line->find("[[") == std::string_view::npos) continue;
-      const auto task = TaskLine::task(*line);
-      if (task && task->linkedNote) names.insert(text::key(lastComponent(*task->linkedNote)));
-    }
+    while (const auto line = lines.next())
+      if (auto name = TaskLine::noteName(*line)) names.insert(std::move(*name));
   }
   return names;
 }
 
-std::vector<NoteRef> VaultSnapshot::unsorted() const {
-  const auto taskNotes = taskNoteNames();
+std::vector<NoteRef> VaultSnapshot::unsorted() const { return unsorted(taskNoteNames()); }
+
+std::vector<NoteRef> VaultSnapshot::unsorted(const std::set<std::string>& taskNotes) const {
   std::vector<NoteRef> found;
   for (const NoteRef& note : notes) {
-    const bool isFiled = note->bucket != Bucket::inbox && note->bucket != Bucket::other;
-    if (!isFiled && !note->isVeskPage && !taskNotes.contains(text::key(note->fileName()))) found.push_back(note);
+    if (!bucket::isFiled(note->bucket) && !note->isVeskPage && !taskNotes.contains(text::key(note->fileName())))
+      found.push_back(note);
   }
   sortNewestFirst(found);
   return found;

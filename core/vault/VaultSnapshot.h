@@ -56,14 +56,13 @@ struct VaultSnapshot {
   // Every task, note by note. Archived notes, and assistants' saved chats (they quote other people's lists), have none.
   std::vector<TaskItem> tasks() const;
 
-  // The names of the notes that describe a task, as keys (text::key). Only the bodies of the notes that may name one
-  // are looked at.
+  // The names of the notes that describe a task, as keys (text::key).
   std::set<std::string> taskNoteNames() const;
-  static bool mayNameTaskNotes(const Note& note) { return !note.links.empty() && note.mayHoldTasks(); }
 
   // Notes that still wait to be filed, newest first: those in the inbox or in no place. Vesk's own pages and the notes
   // that describe a task are left out.
   std::vector<NoteRef> unsorted() const;
+  std::vector<NoteRef> unsorted(const std::set<std::string>& taskNoteNames) const;
 
   // The path of the top-level folder with that role: the one a place names, else the first that has it.
   std::optional<std::string> folder(Bucket bucket) const;

@@ -59,8 +59,11 @@ void checkFound(std::string_view text) {
     const auto again = markdown::TagScanner(alone).next();
     require(again && again->tag == match->tag);
   }
-  for (const std::string& link : markdown::links(text).copied())
-    require(markdown::links("[[" + link + "]]").copied() == Tags{link});
+  for (const std::string_view link : markdown::links(text)) {
+    const std::string alone = "[[" + std::string(link) + "]]";
+    const auto again = markdown::links(alone);
+    require(again.size() == 1 && again.front() == link);
+  }
 }
 
 // Renaming comes to rest: the second time at the latest, as a listed tag with a comma is put right when it is written.

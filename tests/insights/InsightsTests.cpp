@@ -36,7 +36,7 @@ TEST(Insights, TellHowCollectionsAreDoing) {
                     std::to_string(project.doneTasks) + "/" + std::to_string(project.totalTasks()));
   EXPECT_THAT(lines, ElementsAre("Empty Stalled -1 0/0", "Done Done 400 2/2", "Active Active 13 1/3",
                                  "Stalled Stalled 14 0/1", "Longer Stalled 30 0/0"));
-  EXPECT_THAT(projects[2].openTasks, ElementsAre("old", "see this"));
+  EXPECT_THAT(projects[2].openTasks(), ElementsAre("old", "see this"));
   EXPECT_THAT(names(Insights::stalledProjects(vault.snapshot, test::noon, utc)), ElementsAre("Longer", "Stalled"));
   EXPECT_TRUE(Insights::collections(Bucket::sources, vault.snapshot).empty());
 

@@ -36,6 +36,20 @@ Strings linksByPattern(const std::string& text) {
   return targets;
 }
 
+Strings linksIn(const std::string& text) {
+  const auto links = markdown::links(text);
+  return {links.begin(), links.end()};
+}
+
+// As a note lists them: each once.
+Strings tagsIn(const std::string& prose) {
+  Strings tags;
+  markdown::TagScanner scanner(prose);
+  while (const auto match = scanner.next())
+    if (std::ranges::count(tags, match->tag) == 0) tags.emplace_back(match->tag);
+  return tags;
+}
+
 std::string proseByLines(const std::string& text) {
   Strings kept;
   bool inFence = false;
@@ -58,11 +72,12 @@ TEST(MarkdownScanner, AgreesWithItsPatternsOnRandomTexts) {
   for (int i = 0; i < 6000; ++i) {
     const std::string text = test::randomText(random, alphabet, 24);
     SCOPED_TRACE(testing::PrintToString(text));
-    ASSERT_EQ(markdown::links(text).copied(), linksByPattern(text));
+    ASSERT_EQ(linksIn(text), linksByPattern(text));
     ASSERT_EQ(markdown::prose(text), proseByLines(text));
     std::vector<Match> tags;
     markdown::TagScanner scanner(text);
     while (const auto match = scanner.next()) tags.emplace_back(match->offset, match->tag);
+    ASSERT_EQ(noteTags(MarkdownView(text)), tagsIn(markdown::prose(text)));
     ASSERT_EQ(tags, matches(R"((?<![\w/#])#([\p{L}][\p{L}\p{N}_/-]*))", text));
   }
 }
@@ -102,6 +117,7 @@ TEST(Note, ReadsTitleTagsAndLinks) {
     std::string title;
     Strings tags = {};
     Strings links = {};
+    Strings linksInCode = {};
   };
   const std::string name = "My file.v2";
   const Case cases[] = {
@@ -118,7 +134,13 @@ TEST(Note, ReadsTitleTagsAndLinks) {
       {"[[Projects/Plan|alias]] [[ Plan#Part]] `[[Code]]` [[|none]] [[ ]]",
        name,
        {},
-       {"Projects/Plan", "Plan", "Code"}},
+       {"Projects/Plan", "Plan", "Code"},
+       {"Code"}},
+      {"```\n[[ -f $file ]] && [[Plan]]\n```\n`[[Also|so]]` [[Plan]] `a` [[b` c`]]",
+       name,
+       {},
+       {"-f $file", "Plan", "Also", "Plan", "b` c`"},
+       {"-f $file", "Also"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
@@ -128,6 +150,7 @@ TEST(Note, ReadsTitleTagsAndLinks) {
     EXPECT_EQ(note.title, c.title);
     EXPECT_EQ(note.tags, c.tags);
     EXPECT_EQ(note.links.copied(), c.links);
+    EXPECT_EQ(note.linksInCode, c.linksInCode);
   }
   EXPECT_EQ(markdown::preview("# Plan\n\n  first \r\nsecond"), "first");
 }

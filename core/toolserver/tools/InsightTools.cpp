@@ -15,6 +15,7 @@
 #include "core/insights/Insights.h"
 #include "core/insights/Sources.h"
 #include "core/insights/VaultQuery.h"
+#include "core/tasks/TaskTally.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/toolserver/tools/NoteTools.h"
@@ -53,7 +54,7 @@ Json quietCollections(const std::vector<CollectionSummary>& collections, Timesta
     Json entry;
     entry["path"] = collection.folder.id;
     entry["days_quiet"] = collection.daysQuiet(now, calendar).value_or(0);
-    entry["open_tasks"] = collection.openTasks.size();
+    entry["open_tasks"] = collection.openTaskCount;
     units += toolResult::unitsAsEntry(entry);
     if (units > mostUnits) break;
     entries.push_back(std::move(entry));
@@ -65,15 +66,20 @@ std::string getOverview(ToolContext& context, const ToolArguments&) {
   constexpr int days = 15;
   const Timestamp now = context.surroundings().now();
   const Calendar calendar = context.surroundings().calendar();
-  const VaultSnapshot& snapshot = context.survey({.keepsBody = &Note::mayHoldTasks, .readsCreationDates = true});
-  const auto stalled = Insights::stalledProjects(snapshot, now, calendar);
-  const auto quiet = Insights::untouchedAreas(snapshot, now, calendar);
+  TaskTally tasks;
+  const auto takesApart = [&](const NoteFile& file) {
+    tasks.add(file);
+    return !bucket::isFiled(file.bucket);
+  };
+  const VaultSnapshot& snapshot = context.survey({.takesApart = takesApart, .readsCreationDates = true});
+  const auto stalled = Insights::stalledProjects(snapshot, tasks, now, calendar);
+  const auto quiet = Insights::untouchedAreas(snapshot, tasks, now, calendar);
   Json saved;
   for (const DayCount& day : Insights::savedPerDay(snapshot, days, now, calendar))
     saved[time::isoDay(day.day)] = day.count;
   Json result;
   result["notes"] = snapshot.notes.size();
-  result["waiting_in_inbox"] = snapshot.unsorted().size();
+  result["waiting_in_inbox"] = snapshot.unsorted(tasks.noteNames()).size();
   result["stalled_projects"] = quietCollections(stalled, now, calendar);
   result["stalled_projects_total"] = stalled.size();
   result["quiet_areas"] = quietCollections(quiet, now, calendar);
@@ -92,7 +98,7 @@ Json collectionEntry(const CollectionSummary& collection, Bucket role, Timestamp
   entry["kind"] = kindOf(role);
   entry["status"] = name(collection.status(now, calendar));
   entry["notes"] = collection.noteCount();
-  entry["open_tasks"] = collection.openTasks.size();
+  entry["open_tasks"] = collection.openTaskCount;
   entry["done_tasks"] = collection.doneTasks;
   if (collection.lastActivity) entry["last_activity"] = time::iso8601(*collection.lastActivity);
   if (const auto quiet = collection.daysQuiet(now, calendar)) entry["days_quiet"] = *quiet;
@@ -106,11 +112,15 @@ std::string listCollections(ToolContext& context, const ToolArguments& arguments
   const auto wanted = arguments.given("kind", unknownKind);
   const auto isKnown = [&](const auto& kind) { return kind.first == wanted; };
   if (wanted && std::none_of(kinds.begin(), kinds.end(), isKnown)) throw ToolError(unknownKind);
-  const VaultSnapshot& snapshot = context.survey({.keepsBody = &Note::mayHoldTasks});
+  TaskTally tasks;
+  const VaultSnapshot& snapshot = context.survey({.takesApart = [&](const NoteFile& file) {
+    tasks.add(file);
+    return false;
+  }});
   std::vector<Json> entries;
   for (const auto& [kind, role] : kinds) {
     if (wanted && kind != *wanted) continue;
-    for (const CollectionSummary& collection : Insights::collections(role, snapshot))
+    for (const CollectionSummary& collection : Insights::collections(role, snapshot, tasks))
       entries.push_back(collectionEntry(collection, role, now, calendar));
   }
   toolResult::Page page("collections", entries.size(), arguments.offset(), arguments.limit());

@@ -11,6 +11,7 @@
 #include "core/base/TextSearch.h"
 #include "core/base/Time.h"
 #include "core/tasks/TaskLine.h"
+#include "core/tasks/TaskTally.h"
 #include "core/toolserver/ToolError.h"
 #include "core/toolserver/ToolResult.h"
 #include "core/vault/MarkdownView.h"
@@ -75,8 +76,13 @@ std::string_view withoutHash(std::string_view tag) { return tag.starts_with('#')
 
 std::vector<std::string> unsortedNotes(ToolContext& context, const std::optional<std::string>& folder,
                                        const std::optional<std::string>& tag) {
+  TaskTally tasks;
+  const auto takesApart = [&](const NoteFile& file) {
+    tasks.add(file);
+    return !bucket::isFiled(file.bucket);
+  };
   std::vector<std::string> ids;
-  for (const NoteRef& note : context.survey({.keepsBody = &VaultSnapshot::mayNameTaskNotes}).unsorted())
+  for (const NoteRef& note : context.survey({.takesApart = takesApart}).unsorted(tasks.noteNames()))
     if (isIn(note->id, folder) && hasTag(note->tags, tag)) ids.push_back(note->id);
   return ids;
 }
