@@ -29,6 +29,19 @@ auto explaining(const MailAccount& account, const MailServer& server, const Work
   }
 }
 
+// `known` gives the password of an account.
+template <typename Known>
+MailRoutes routesWith(const Known& known) {
+  return {.submission =
+              [known](const MailAccount& account) {
+                return explaining(account, account.outgoing, [&] { return logInToOutgoing(account, known(account)); });
+              },
+          .mailbox =
+              [known](const MailAccount& account) {
+                return explaining(account, account.incoming, [&] { return logInToIncoming(account, known(account)); });
+              }};
+}
+
 }  // namespace
 
 WipedText wiped(std::string text) {
@@ -75,19 +88,16 @@ MailConnector connectorTo(const MailAccount& account) {
 
 MailRoutes loggedInRoutes() {
   const auto passwords = std::make_shared<std::map<std::string, WipedText>>();
-  const auto known = [passwords](const MailAccount& account) {
+  return routesWith([passwords](const MailAccount& account) {
     const auto found = passwords->find(account.id);
     return (found != passwords->end() ? found : passwords->emplace(account.id, passwordOf(account)).first)
         ->second.view();
-  };
-  return {.submission =
-              [known](const MailAccount& account) {
-                return explaining(account, account.outgoing, [&] { return logInToOutgoing(account, known(account)); });
-              },
-          .mailbox =
-              [known](const MailAccount& account) {
-                return explaining(account, account.incoming, [&] { return logInToIncoming(account, known(account)); });
-              }};
+  });
+}
+
+MailRoutes loggedInRoutes(WipedText password) {
+  return routesWith(
+      [known = std::make_shared<WipedText>(std::move(password))](const MailAccount&) { return known->view(); });
 }
 
 std::string explained(const MailError& error, const MailAccount& account, const MailServer& server) {

@@ -34,6 +34,8 @@ MailConnector connectorTo(const MailAccount& account);
 
 // For an outbox; a password is asked for when it is first needed, and once. Failures are explained as below.
 MailRoutes loggedInRoutes();
+// Likewise, for an outbox with mail of one account only, whose password is known.
+MailRoutes loggedInRoutes(WipedText password);
 
 // What went wrong with a server, and what the user can do about it, in one sentence or two.
 std::string explained(const MailError& error, const MailAccount& account, const MailServer& server);

@@ -130,21 +130,27 @@ std::string outboxRemark(const MailSent& sent, const MailDraft& draft) {
   return "";
 }
 
-// Mail that was sent, and isn't known to be filed yet.
-void settleOutbox(MailStore& store, const MailAccount& account) {
-  MailOutbox outbox(store, environment::supportDirectory(), loggedInRoutes());
-  for (const OutboxMail& mail : outbox.unfinished()) {
-    if (mail.draft.accountID != account.id) continue;
-    const std::string problem = outboxRemark(outbox.settle(mail.draft.id), mail.draft);
-    if (!problem.empty()) fmt::print(stderr, "{}\n", safe(problem));
-  }
-}
-
 // An account, and its password.
 struct Login {
   MailAccount account = {};
   WipedText password = {};
+
+  WipedText passwordCopy() const {
+    WipedText copy;
+    copy.append(password.view());
+    return copy;
+  }
 };
+
+// Mail that was sent, and isn't known to be filed yet.
+void settleOutbox(MailStore& store, const Login& login) {
+  MailOutbox outbox(store, environment::supportDirectory(), loggedInRoutes(login.passwordCopy()));
+  for (const OutboxMail& mail : outbox.unfinished()) {
+    if (mail.draft.accountID != login.account.id) continue;
+    const std::string problem = outboxRemark(outbox.settle(mail.draft.id), mail.draft);
+    if (!problem.empty()) fmt::print(stderr, "{}\n", safe(problem));
+  }
+}
 
 std::vector<Login> loginsTo(const std::vector<MailAccount>& accounts) {
   std::vector<Login> logins;
@@ -153,12 +159,12 @@ std::vector<Login> loginsTo(const std::vector<MailAccount>& accounts) {
   return logins;
 }
 
-MailEngine engineFor(MailStore& store, Login& login) {
-  return {store, login.account, std::move(login.password), connectorTo(login.account)};
+MailEngine engineFor(MailStore& store, const Login& login) {
+  return {store, login.account, login.passwordCopy(), connectorTo(login.account)};
 }
 
 // The sentence that tells why not all is in step; "" when it is.
-std::string syncOnce(MailStore& store, Login& login, const StopOnSignals& stop) {
+std::string syncOnce(MailStore& store, const Login& login, const StopOnSignals& stop) {
   const MailAccount& account = login.account;
   MailProgressBar progress(Terminal::ofStandardOutput());
   const MailSyncReport report =
@@ -169,14 +175,14 @@ std::string syncOnce(MailStore& store, Login& login, const StopOnSignals& stop) 
   if (stop.isStopped()) return "";
   tell(report, account);
   if (report.failure) return explained(*report.failure, account, account.incoming);
-  settleOutbox(store, account);
+  settleOutbox(store, login);
   return report.failed.empty() ? "" : fmt::format("Not all folders of {} are in step.", account.address);
 }
 
-void syncAll(MailStore& store, std::vector<Login> logins) {
+void syncAll(MailStore& store, const std::vector<Login>& logins) {
   const StopOnSignals stop;
   std::vector<std::string> failures;
-  for (Login& login : logins) {
+  for (const Login& login : logins) {
     const std::string failure = syncOnce(store, login, stop);
     if (stop.isStopped()) throw Error("Stopped. What was fetched stays, and the next sync goes on from there.");
     if (!failure.empty()) failures.push_back(failure);
@@ -210,14 +216,14 @@ class WatchLog {
 };
 
 // Each account on a thread of its own.
-void watchAll(MailStore& store, std::vector<Login> logins) {
-  for (const Login& login : logins) settleOutbox(store, login.account);
+void watchAll(MailStore& store, const std::vector<Login>& logins) {
+  for (const Login& login : logins) settleOutbox(store, login);
   const StopOnSignals stop;
   WatchLog log;
   fmt::print(stderr, "Watching for mail until you press Ctrl-C.\n");
   {
     std::vector<std::jthread> threads;
-    for (Login& login : logins)
+    for (const Login& login : logins)
       threads.emplace_back([&] {
         engineFor(store, login).watch({.cancelled = stop.token()}, [&](const MailSyncReport& report) {
           if (!stop.isStopped()) log.add(report, login.account);

@@ -5,12 +5,12 @@
 #include <iterator>
 #include <stdlib.h>
 #include <string_view>
-#include <utility>
 
 #include <fmt/format.h>
 
 #include "bench/generator/Random.h"
 #include "core/assistant/AssistantRunner.h"
+#include "core/base/Error.h"
 #include "core/platform/FileError.h"
 
 namespace vesk::bench {

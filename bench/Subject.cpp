@@ -86,7 +86,7 @@ std::string Subject::changeSet(std::size_t nodes, Links links) const {
 }
 
 std::string Subject::stream() const {
-  constexpr std::size_t lines = 700'000;
+  constexpr std::size_t lines = 720'000;
   const std::string path = support_ + "/stream.jsonl";
   if (!fs::exists(path)) std::ofstream(path) << streamText(lines);
   return path;

@@ -144,7 +144,7 @@ const char* readNumber(const char* at) {
 
 const char* readWord(const char* at) {
   for (const std::string_view word : {"null", "false", "true"})
-    if (std::string_view(at, word.size()) == word) return at + word.size();
+    if (std::strncmp(at, word.data(), word.size()) == 0) return at + word.size();
   return nullptr;
 }
 

@@ -59,6 +59,10 @@ class JsonLine {
     const Piece* piece_ = nullptr;
   };
 
+  JsonLine() = default;
+  JsonLine(const JsonLine&) = delete;
+  JsonLine& operator=(const JsonLine&) = delete;
+
   // The value that is written there; none when that is no JSON. It and all in it are valid until the next call, and as
   // long as the text.
   Value read(std::string_view text);
@@ -84,7 +88,6 @@ class JsonLine {
   std::vector<ModelString> modelStrings_ = {};
   std::vector<ModelString> changed_ = {};  // those that the line read last has otherwise
   bool isLikeBefore_ = false;
-  std::string line_ = {};           // such a line
   std::vector<Piece> pieces_ = {};  // in the order of the text
   std::vector<std::size_t> open_ = {};
 };

@@ -20,22 +20,22 @@ bool leadsTo(std::string_view path, std::string_view target) {
 
 LinkIndex::LinkIndex(const VaultSnapshot& snapshot)
     : notes_(snapshot.notes),
-      fileKeys_(notes_.size()),
-      titleKeys_(notes_.size()),
       firsts_(notes_.size()),
       writtenNames_(notes_.size()),
       fileNames_(notes_.size()),
       titles_(notes_.size()) {
+  std::vector<std::string> fileKeys(notes_.size());
+  std::vector<std::string> titleKeys(notes_.size());  // empty where the title is the file's name
   inParallel(notes_.size(), [&](std::size_t i) {
-    fileKeys_[i] = text::key(notes_[i]->fileName());
-    if (notes_[i]->title != notes_[i]->fileName()) titleKeys_[i] = text::key(notes_[i]->title);
+    fileKeys[i] = text::key(notes_[i]->fileName());
+    if (notes_[i]->title != notes_[i]->fileName()) titleKeys[i] = text::key(notes_[i]->title);
   });
   std::vector<bool> isShared(notes_.size());  // the name of a first note, by others
   for (std::size_t i = 0; i < notes_.size(); ++i) {
     writtenNames_.add(notes_[i]->fileName(), i);
-    firsts_[i] = fileNames_.add(fileKeys_[i], i);
+    firsts_[i] = fileNames_.add(fileKeys[i], i);
     if (firsts_[i] != i) isShared[firsts_[i]] = true;
-    if (!titleKeys_[i].empty()) titles_.add(titleKeys_[i], i);
+    if (!titleKeys[i].empty()) titles_.add(titleKeys[i], i);
   }
   for (std::size_t i = 0; i < notes_.size(); ++i)
     if (isShared[firsts_[i]]) addEndings(i);

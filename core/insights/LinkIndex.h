@@ -41,9 +41,7 @@ class LinkIndex {
   Destination foldedDestination(const std::string& key) const;
 
   const std::vector<NoteRef>& notes_;
-  std::vector<std::string> fileKeys_;   // of each note
-  std::vector<std::string> titleKeys_;  // likewise; empty where the title is the file's name
-  std::vector<std::size_t> firsts_;     // likewise: the first note of that file name
+  std::vector<std::size_t> firsts_;  // of each note, the first of that file name
   NotesByName writtenNames_;
   NotesByName fileNames_;                             // as keys
   NotesByName titles_;                                // likewise

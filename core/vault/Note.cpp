@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <set>
 #include <unordered_set>
 
@@ -77,9 +76,9 @@ class ProseWalk {
  public:
   explicit ProseWalk(const Pieces& prose) : piece_(prose.begin()), end_(prose.end()) {}
 
-  bool passes(std::string_view place) {
-    while (piece_ != end_ && piece_->data() + piece_->size() <= place.data()) ++piece_;
-    return piece_ != end_ && piece_->data() <= place.data();
+  bool passes(const char* place) {
+    while (piece_ != end_ && piece_->data() + piece_->size() <= place) ++piece_;
+    return piece_ != end_ && piece_->data() <= place;
   }
 
  private:
@@ -87,16 +86,17 @@ class ProseWalk {
   Pieces::const_iterator end_;
 };
 
-// The targets that stand outside the prose, and nowhere in it.
+// The targets that stand outside the prose, and nowhere in it. A link stands where its brackets do, of which one or a
+// blank is before the target: that itself may be written as code.
 std::vector<std::string> linksOutside(const Pieces& prose, const Pieces& links) {
   std::set<std::string_view> outside;
   ProseWalk looking(prose);
   for (const std::string_view target : links)
-    if (!looking.passes(target)) outside.insert(target);
+    if (!looking.passes(target.data() - 1)) outside.insert(target);
   if (outside.empty()) return {};
   ProseWalk lookingAgain(prose);
   for (const std::string_view target : links)
-    if (lookingAgain.passes(target)) outside.erase(target);
+    if (lookingAgain.passes(target.data() - 1)) outside.erase(target);
   return {outside.begin(), outside.end()};
 }
 

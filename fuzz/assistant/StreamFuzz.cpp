@@ -47,8 +47,8 @@ bool holdsLargeNumber(std::string_view text) {
   return false;
 }
 
-void checkLine(std::string_view line) {
-  static JsonLine reader;  // whatever it keeps of the lines before must not matter
+// What the reader keeps of the lines before must not matter.
+void checkLine(std::string_view line, JsonLine& reader) {
   const auto value = reader.read(line);
   try {
     requireSame(value, Json::parse(line));
@@ -79,8 +79,9 @@ void checkStream(AssistantProvider provider, std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   for (const AssistantProvider provider : assistantProviders) checkStream(provider, bytes);
-  for (const std::string_view line : LineBuffer().append(bytes)) checkLine(line);
-  checkLine(bytes);
+  JsonLine reader;
+  for (const std::string_view line : LineBuffer().append(bytes)) checkLine(line, reader);
+  checkLine(bytes, reader);
   if (text::isValidUtf8(bytes)) require(ChatLinks::linkingNotes(bytes).size() >= bytes.size());
   if (const auto title = ChatLinks::noteTitle(bytes)) require(text::isValidUtf8(*title));
   return 0;

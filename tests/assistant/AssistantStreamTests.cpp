@@ -239,6 +239,28 @@ TEST(JsonLine, ReadsALineAlikeWhateverCameBefore) {
   }
 }
 
+TEST(JsonLine, ReadsNothingBehindALineThatIsCut) {
+  const std::string line = R"({"a":[1.5e+3,true,null,"\ud83d\ude00\n"],"b":{"c":false}})";
+  for (std::size_t size = 0; size < line.size(); ++size) {
+    const std::vector<char> cut(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(size));  // no byte to spare
+    EXPECT_EQ(JsonLine().read({cut.data(), size}).kind(), JsonLine::Kind::none) << size;
+  }
+}
+
+TEST(AssistantStream, TakesALineLikeAPieceOfTheAnswerForWhatItIs) {
+  const auto line = [](std::string_view type, std::string_view event, std::string_view delta, std::string_view key) {
+    return fmt::format(R"({{"type":"{}","event":{{"type":"{}","delta":{{"type":"{}","{}":"one"}}}}}})"
+                       "\n",
+                       type, event, delta, key);
+  };
+  const std::string good = line("stream_event", "content_block_delta", "text_delta", "text");
+  const std::string stream = good + line("stream_event", "content_block_delta", "text_delta", "name") + good +
+                             line("stream_other", "content_block_delta", "text_delta", "text") +
+                             line("stream_event", "content_block_stop", "text_delta", "text") +
+                             line("stream_event", "content_block_delta", "json_delta", "text") + good + good;
+  EXPECT_THAT(eventsOf(AssistantProvider::claude, stream), ElementsAre("text one", "text one", "text one", "text one"));
+}
+
 TEST(ChatLinks, LinkCitationsAndNothingElse) {
   struct Case {
     const char* text;

@@ -1,3 +1,4 @@
+#include <map>
 #include <set>
 
 #include "core/base/Text.h"
@@ -117,6 +118,35 @@ std::multiset<std::string> plainFindings(const VaultSnapshot& snapshot) {
   return all;
 }
 
+std::string bodyOf(const Note& note) { return note.body; }
+
+// Of notes that hold no more of their bodies than a survey keeps.
+SameNotes sameTextsByBeginnings(const VaultSnapshot& snapshot) {
+  std::map<std::string, std::string> bodies;
+  std::vector<NoteRef> cut;
+  for (const NoteRef& note : snapshot.notes) {
+    bodies[note->id] = note->body;
+    Note copy = *note;
+    copy.body = beginningOf(note->body);
+    cut.push_back(std::make_shared<const Note>(std::move(copy)));
+  }
+  return sameTexts(cut, [&](const Note& note) { return bodies.at(note.id); });
+}
+
+TEST(SameText, IsFoundByTheBeginningHoweverItIsWritten) {
+  const std::string rest = " goes on for a good while, well beyond the first sixty-four letters of all, and then ends";
+  for (const std::vector<std::string>& ways :
+       {std::vector<std::string>{"Quick notes on caf\u00E9s", "QUICK\n\n  notes\ton cafe\u0301s",
+                                 "quick\u00A0notes\u3000on CAF\u00C9s",
+                                 std::string(300, ' ') + "quick notes on caf\u00E9s"},
+        {"273 kelvin", "273 \u212Aelvin", "273" + std::string(200, '\n') + "Kelvin"}}) {
+    VaultSnapshot snapshot;
+    for (const std::string& way : ways)
+      snapshot.notes.push_back(std::make_shared<const Note>(Note{.id = way, .body = way + rest}));
+    EXPECT_THAT(sameTextsByBeginnings(snapshot), testing::ElementsAre(testing::SizeIs(ways.size()))) << ways.front();
+  }
+}
+
 TEST(ContextHealth, FindsWhatComparingEveryNoteWithEveryOtherFinds) {
   std::mt19937 random(20261121);
   const std::vector<std::string_view> pieces = {
@@ -147,6 +177,7 @@ TEST(ContextHealth, FindsWhatComparingEveryNoteWithEveryOtherFinds) {
       if (issue.kind == Kind::brokenLink || issue.kind == Kind::duplicate || issue.kind == Kind::isolated)
         all.insert(std::string(name(issue.kind)) + " " + issue.path);
     ASSERT_EQ(all, plainFindings(vault.snapshot)) << "in round " << round;
+    ASSERT_EQ(sameTextsByBeginnings(vault.snapshot), sameTexts(vault.snapshot.notes, &bodyOf)) << "in round " << round;
   }
 }
 

@@ -74,7 +74,8 @@ pid_t spawn(std::vector<std::string> arguments, const Fd& input, const Fd& outpu
 }  // namespace
 
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const RunOptions& options) {
-  std::vector<std::string> command = {"/usr/bin/env", "--default-signal=INT,PIPE"};  // whoever runs a test may ignore them
+  std::vector<std::string> command = {"/usr/bin/env",
+                                      "--default-signal=INT,PIPE"};  // whoever runs a test may ignore them
   for (const auto& [name, value] : options.environment) command.push_back(name + "=" + value);
   command.insert(command.end(), arguments.begin(), arguments.end());
   Pipe output = options.terminalColumns > 0 ? openTerminal(options.terminalColumns) : openPipe();

@@ -63,6 +63,18 @@ TEST_F(InsightTools, SayHowTheVaultIsDoing) {
   EXPECT_THAT(shown("get_context_health", "issues"), HasSubstr("Camellia"));  // what was meant by Camelia
 }
 
+TEST_F(InsightTools, CountTheUsersOwnTasks) {
+  vault.folder.write("Inbox/Quote.md", "Of the stonemason.\n");
+  vault.folder.write("Inbox/Terms.md", "Of the lease.\n");
+  vault.folder.write("Areas/Home/Roof.md", "- [ ] Send [[Quote]]\n- [x] Measure\n- [ ] \n```\n- [ ] code\n```\n");
+  vault.folder.write("Areas/Home/Chat.md", "---\ntags: [ai-conversation]\n---\n- [ ] theirs [[Idea]]\n");
+  vault.folder.write("Archive/Lease.md", "- [ ] Sign [[Terms]]\n");
+  EXPECT_EQ(shown("get_overview", "waiting_in_inbox"), "2") << "all but what describes a task";
+  EXPECT_EQ(shown("list_notes", "total", R"({"unsorted":true})"), "2");
+  const Json home = vault.json("list_collections", R"({"kind":"area"})").find("collections")->array()->front();
+  EXPECT_EQ(home.find("open_tasks")->compact() + "/" + home.find("done_tasks")->compact(), "2/1");
+}
+
 TEST_F(InsightTools, ListWhatAQueryAsksFor) {
   EXPECT_THAT(shown("run_query", "notes", R"({"query":"folder: Areas\ntag: garden"})"),
               HasSubstr("Areas/Home/Lime.md"));

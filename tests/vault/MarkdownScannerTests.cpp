@@ -136,10 +136,10 @@ TEST(Note, ReadsTitleTagsAndLinks) {
        {},
        {"Projects/Plan", "Plan", "Code"},
        {"Code"}},
-      {"```\n[[ -f $file ]] && [[Plan]]\n```\n`[[Also|so]]` [[Plan]] `a` [[b` c`]]",
+      {"```\n[[ -f $file ]] && [[Plan]]\n```\n`[[Also|so]]` [[Plan]] `a` [[b` c`]] [[`d`]]",
        name,
        {},
-       {"-f $file", "Plan", "Also", "Plan", "b` c`"},
+       {"-f $file", "Plan", "Also", "Plan", "b` c`", "`d`"},
        {"-f $file", "Also"}},
   };
   for (const Case& c : cases) {
