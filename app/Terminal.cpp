@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
@@ -40,7 +41,12 @@ bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 
 
 bool turnsDirection(char32_t c) { return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069); }
 
-std::size_t columnsOf(char32_t c) { return static_cast<std::size_t>(std::max(0, ::wcwidth(static_cast<wchar_t>(c)))); }
+// The locale, in whose table the widths stand, is loaded when a text needs it: few runs of Vesk do.
+std::size_t columnsOf(char32_t c) {
+  if (c >= ' ' && c <= '~') return 1;
+  [[maybe_unused]] static const char* const utf8 = std::setlocale(LC_CTYPE, "C.UTF-8");
+  return static_cast<std::size_t>(std::max(0, ::wcwidth(static_cast<wchar_t>(c))));
+}
 
 void requireWritten(bool isWritten) {
   if (!isWritten) throw Error(fmt::format("Can't write the output: {}.", std::strerror(errno)));

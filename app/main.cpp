@@ -1,6 +1,5 @@
 // vesk: the user's own hand on the vault, and on what assistants may do in it.
 
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -59,8 +58,7 @@ int run(int argumentCount, char** arguments) {
 
 int main(int argumentCount, char** arguments) {
   vesk::keepFreedMemory();
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters; what Vesk writes is UTF-8 in every locale
-  std::signal(SIGXFSZ, SIG_IGN);        // a file-size limit is a failed write like any other
+  std::signal(SIGXFSZ, SIG_IGN);  // a file-size limit is a failed write like any other
   vesk::endProgramsOnSignals();
   try {
     return run(argumentCount, arguments);

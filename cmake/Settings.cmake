@@ -1,3 +1,5 @@
+include(CheckLinkerFlag)
+
 # What every target of ours is compiled and linked with. Third-party code never sees it.
 add_library(vesk_settings INTERFACE)
 target_include_directories(vesk_settings INTERFACE ${CMAKE_SOURCE_DIR})
@@ -36,4 +38,9 @@ add_library(vesk_program INTERFACE)
 target_link_libraries(vesk_program INTERFACE vesk_settings)
 if(NOT VESK_SANITIZE)
   target_link_options(vesk_program INTERFACE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
+  # Addresses to fill in at the start, packed: reading the plain list takes a good part of it. Needs glibc 2.36.
+  check_linker_flag(CXX -Wl,-z,pack-relative-relocs VESK_CAN_PACK_RELOCATIONS)
+  if(VESK_CAN_PACK_RELOCATIONS)
+    target_link_options(vesk_program INTERFACE -Wl,-z,pack-relative-relocs)
+  endif()
 endif()

@@ -64,6 +64,20 @@ class Wanted {
   std::unordered_multimap<Hash, std::string_view> names_;
 };
 
+// The numbers of letters that a name near to one of those wanted can have: as many, or one more or less.
+class NearLengths {
+ public:
+  void add(std::size_t length) {
+    if (lengths_.size() < length + 2) lengths_.resize(length + 2);
+    for (const std::size_t near : {length - 1, length, length + 1}) lengths_[near] = true;
+  }
+
+  bool has(std::size_t length) const { return length < lengths_.size() && lengths_[length]; }
+
+ private:
+  std::vector<bool> lengths_;
+};
+
 // The names that notes go by.
 std::vector<std::string_view> namesOf(const VaultSnapshot& snapshot) {
   std::vector<std::string_view> names;
@@ -81,18 +95,24 @@ std::unordered_map<std::string_view, std::string> nearestNames(const std::vector
   Wanted::Found found;
   Wanted same;
   Wanted near;
+  NearLengths lengths;
   for (std::size_t i = 0; i < std::min(names.size(), most); ++i) {
     const auto letters = lettersOf(lastComponent(names[i]));
     if (letters.size() < shortestName) continue;
+    lengths.add(letters.size());
     const auto hashes = hashesAround(letters);
     same.add(hashes.front(), names[i]);
     for (const Hash hash : hashes) near.add(hash, names[i]);
   }
   if (names.empty()) return found;
   const auto existing = namesOf(snapshot);
-  std::vector<std::vector<Hash>> hashes(existing.size());
-  inParallel(existing.size(), [&](std::size_t i) { hashes[i] = hashesAround(lettersOf(existing[i])); });
-  for (std::size_t i = 0; i < existing.size(); ++i) same.give(hashes[i].front(), existing[i], found);
+  std::vector<std::vector<Hash>> hashes(existing.size());  // none of a name that can't be near
+  inParallel(existing.size(), [&](std::size_t i) {
+    const auto letters = lettersOf(existing[i]);
+    if (lengths.has(letters.size())) hashes[i] = hashesAround(letters);
+  });
+  for (std::size_t i = 0; i < existing.size(); ++i)
+    if (!hashes[i].empty()) same.give(hashes[i].front(), existing[i], found);
   for (std::size_t i = 0; i < existing.size(); ++i)
     for (const Hash hash : hashes[i]) near.give(hash, existing[i], found);
   return found;
