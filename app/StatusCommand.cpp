@@ -16,6 +16,7 @@
 #include "core/base/Json.h"
 #include "core/base/Text.h"
 #include "core/platform/Environment.h"
+#include "core/tasks/TaskTally.h"
 #include "core/toolserver/Proposal.h"
 
 namespace vesk::app {
@@ -41,11 +42,15 @@ std::size_t foldersBelow(const FolderNode& folder) {
 
 Status currentStatus() {
   const Vault vault = currentVault();
-  const VaultSnapshot snapshot = vault.scan();
+  TaskTally tasks;
+  const VaultSnapshot snapshot = vault.survey({.takesApart = [&](const NoteFile& file) {
+    tasks.add(file);
+    return true;
+  }});
   return {.vault = vault.root(),
           .organization = vault.organization(),
           .notes = snapshot.notes.size(),
-          .unsorted = snapshot.unsorted().size(),
+          .unsorted = snapshot.unsorted(tasks.noteNames()).size(),
           .folders = foldersBelow(snapshot.root),
           .tags = snapshot.tags().size(),
           .waiting = ProposalStore(environment::supportDirectory()).all().size(),
