@@ -135,15 +135,17 @@ struct Overview {
   Collections projects = {};
 };
 
-Overview overviewOf(const VaultSnapshot& snapshot, const Clock& clock) {
+Overview overviewOf(const Vault& vault, const Clock& clock) {
   constexpr int days = 15;
+  TaskTally tasks;
+  const VaultSnapshot snapshot = vault.survey({.takesApart = tallyingFilter(tasks), .readsCreationDates = true});
   return {.notes = snapshot.notes.size(),
-          .unsorted = snapshot.unsorted().size(),
-          .stalled = Insights::stalledProjects(snapshot, clock.now, clock.calendar),
-          .quiet = Insights::untouchedAreas(snapshot, clock.now, clock.calendar),
+          .unsorted = snapshot.unsorted(tasks.noteNames()).size(),
+          .stalled = Insights::stalledProjects(snapshot, tasks, clock.now, clock.calendar),
+          .quiet = Insights::untouchedAreas(snapshot, tasks, clock.now, clock.calendar),
           .review = Insights::nextReview(clock.now, clock.calendar),
           .saved = Insights::savedPerDay(snapshot, days, clock.now, clock.calendar),
-          .projects = Insights::collections(Bucket::projects, snapshot)};
+          .projects = Insights::collections(Bucket::projects, snapshot, tasks)};
 }
 
 Json toJson(const Overview& overview, std::size_t limit, const Clock& clock) {
@@ -231,7 +233,7 @@ void printOverview(const Overview& overview, std::size_t limit, const Clock& clo
 
 void showOverview(const ListOptions& options) {
   const Clock clock;
-  const Overview overview = overviewOf(currentVault().scan(), clock);
+  const Overview overview = overviewOf(currentVault(), clock);
   if (options.asJson) return print("{}\n", toJson(overview, options.limit, clock).pretty());
   printOverview(overview, options.limit, clock);
 }

@@ -60,4 +60,11 @@ void TaskTally::put(std::string_view folder, Found found) {
   noteNames_.insert(std::make_move_iterator(found.noteNames.begin()), std::make_move_iterator(found.noteNames.end()));
 }
 
+NoteFilter tallyingFilter(TaskTally& tasks) {
+  return [&tasks](const NoteFile& file) {
+    tasks.add(file);
+    return !bucket::isFiled(file.bucket);
+  };
+}
+
 }  // namespace vesk

@@ -47,4 +47,8 @@ class TaskTally {
   std::set<std::string> noteNames_;
 };
 
+// For a survey: adds every note to the tally, which must outlive it, and takes apart those only that wait to be filed.
+// That is enough for VaultSnapshot::unsorted().
+NoteFilter tallyingFilter(TaskTally& tasks);
+
 }  // namespace vesk

@@ -67,11 +67,7 @@ std::string getOverview(ToolContext& context, const ToolArguments&) {
   const Timestamp now = context.surroundings().now();
   const Calendar calendar = context.surroundings().calendar();
   TaskTally tasks;
-  const auto takesApart = [&](const NoteFile& file) {
-    tasks.add(file);
-    return !bucket::isFiled(file.bucket);
-  };
-  const VaultSnapshot& snapshot = context.survey({.takesApart = takesApart, .readsCreationDates = true});
+  const VaultSnapshot& snapshot = context.survey({.takesApart = tallyingFilter(tasks), .readsCreationDates = true});
   const auto stalled = Insights::stalledProjects(snapshot, tasks, now, calendar);
   const auto quiet = Insights::untouchedAreas(snapshot, tasks, now, calendar);
   Json saved;

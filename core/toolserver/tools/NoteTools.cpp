@@ -77,12 +77,8 @@ std::string_view withoutHash(std::string_view tag) { return tag.starts_with('#')
 std::vector<std::string> unsortedNotes(ToolContext& context, const std::optional<std::string>& folder,
                                        const std::optional<std::string>& tag) {
   TaskTally tasks;
-  const auto takesApart = [&](const NoteFile& file) {
-    tasks.add(file);
-    return !bucket::isFiled(file.bucket);
-  };
   std::vector<std::string> ids;
-  for (const NoteRef& note : context.survey({.takesApart = takesApart}).unsorted(tasks.noteNames()))
+  for (const NoteRef& note : context.survey({.takesApart = tallyingFilter(tasks)}).unsorted(tasks.noteNames()))
     if (isIn(note->id, folder) && hasTag(note->tags, tag)) ids.push_back(note->id);
   return ids;
 }
