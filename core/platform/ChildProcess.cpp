@@ -73,6 +73,7 @@ struct Launch {
   std::vector<char*> arguments = {};
   std::vector<char*> environment = {};
   std::array<int, 3> streams = {};
+  int start = -1;    // a pipe that has a byte once the parent has noted the new process
   int failure = -1;  // a pipe for the reason why the program can't be started
   pid_t parent = ::getpid();
   bool endsWithParent = true;
@@ -82,6 +83,13 @@ struct Launch {
 void put(int descriptor, int place) {
   if (descriptor == place) ::fcntl(place, F_SETFD, 0);
   if (descriptor != place) ::dup2(descriptor, place);
+}
+
+// Whatever ends the parent, from here on it ends this process too. The parent notes it before anything else is started.
+void tieToParent(const Launch& launch) {
+  ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+  char ignored = 0;
+  if (::getppid() != launch.parent || ::read(launch.start, &ignored, 1) != 1) ::_exit(EXIT_FAILURE);
 }
 
 // In the new process, which posix_spawn can't tie to the life of this one: a session and a clean state of signals, as
@@ -94,8 +102,7 @@ void put(int descriptor, int place) {
   sigset_t none = {};
   ::sigemptyset(&none);
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
-  if (launch.endsWithParent) ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-  if (launch.endsWithParent && ::getppid() != launch.parent) ::_exit(EXIT_FAILURE);
+  if (launch.endsWithParent) tieToParent(launch);
   for (int place = STDIN_FILENO; const int stream : launch.streams) put(stream, place++);
   ::dup3(launch.failure, failure, O_CLOEXEC);
   ::closefrom(failure + 1);
@@ -106,6 +113,18 @@ void put(int descriptor, int place) {
   ::_exit(EXIT_FAILURE);
 }
 
+// The groups of the programs that end with this process, where a signal handler gets at them; 0 is a free place. Of a
+// program beyond these, only the program itself is ended.
+constinit std::array<std::atomic<pid_t>, 64> groups = {};
+static_assert(std::atomic<pid_t>::is_always_lock_free);
+
+void replaceGroup(pid_t group, pid_t by) {
+  for (auto& place : groups)
+    if (pid_t expected = group; place.compare_exchange_strong(expected, by)) return;
+}
+
+// A program that ends with this process starts only when its group is noted: a signal that ends this process must not
+// miss what the program has started.
 pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, const Fd& errors) {
   std::vector<std::string> arguments = {request.executable};
   arguments.insert(arguments.end(), request.arguments.begin(), request.arguments.end());
@@ -115,35 +134,30 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
     for (const std::string& text : *texts)
       if (text.find('\0') != std::string::npos) throw FileError("start", request.executable, EINVAL);
 
+  Pipe start = openPipe();
   Pipe failure = openPipe();
   const Launch launch = {.executable = request.executable.c_str(),
                          .folder = request.folder.empty() ? nullptr : request.folder.c_str(),
                          .arguments = pointersTo(arguments),
                          .environment = pointersTo(environment),
                          .streams = {input.get(), output.get(), errors.get()},
+                         .start = start.reading.get(),
                          .failure = failure.writing.get(),
                          .endsWithParent = request.endsWithUs};
   const pid_t child = ::fork();
   if (child < 0) throw FileError("start", request.executable, errno);
   if (child == 0) become(launch);
+  if (request.endsWithUs) replaceGroup(0, child);
+  [[maybe_unused]] const ssize_t started = ::write(start.writing.get(), "", 1);
 
   failure.writing.reset();  // the other one closes as the program starts
   int reason = 0;
   ssize_t count = -1;
   while ((count = ::read(failure.reading.get(), &reason, sizeof reason)) < 0 && errno == EINTR) continue;
   if (count <= 0) return child;
+  replaceGroup(child, 0);
   reap(child);
   throw FileError("start", request.executable, reason);
-}
-
-// The groups of the programs that end with this process, where a signal handler gets at them; 0 is a free place. Of a
-// program beyond these, only the program itself is ended.
-constinit std::array<std::atomic<pid_t>, 64> groups = {};
-static_assert(std::atomic<pid_t>::is_always_lock_free);
-
-void replaceGroup(pid_t group, pid_t by) {
-  for (auto& place : groups)
-    if (pid_t expected = group; place.compare_exchange_strong(expected, by)) return;
 }
 
 // Runs once: the signal that is raised here ends this process.
@@ -206,7 +220,6 @@ ChildProcess::ChildProcess(const ProcessRequest& request, std::chrono::milliseco
   if (!wake_) throw FileError("start", request.executable, errno);
   rememberEndedChildren();
   child_ = spawn(request, input, output.writing, errors.writing);
-  if (request.endsWithUs) replaceGroup(0, child_);
   handle_ = Fd(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
 }
 
