@@ -1,6 +1,5 @@
 // vesk map: how projects, areas and topics connect.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -53,15 +52,13 @@ Json entryOf(const Connection& connection) {
                       {"tags", std::move(tags)}};
 }
 
-Json toJson(const ConnectionMap& map, std::size_t limit) {
+Json toJson(const ConnectionMap& map) {
   Json::Array connections;
-  for (std::size_t i = 0; i < std::min(limit, map.connections.size()); ++i)
-    connections.push_back(entryOf(map.connections[i]));
+  for (const Connection& connection : map.connections) connections.push_back(entryOf(connection));
   Json::Array common;
   for (const TagCount& tag : map.commonTags) common.push_back(tag.name);
-  return Json::Object{{"connections", std::move(connections)},
-                      {"tags_too_common_to_count", std::move(common)},
-                      {"total", map.connections.size()}};
+  return Json::Object{
+      {"connections", std::move(connections)}, {"tags_too_common_to_count", std::move(common)}, {"total", map.total}};
 }
 
 // "#book, #water and 3 more".
@@ -110,13 +107,12 @@ void printCommonTags(const std::vector<TagCount>& tags, const Terminal& terminal
 }
 
 void showMap(const MapOptions& options) {
-  const ConnectionMap map = ConnectionMap::of(currentVault().survey());
-  if (options.asJson) return print("{}\n", toJson(map, options.limit).pretty());
-  if (map.connections.empty()) fmt::print(stderr, "No project, area or topic is connected with another.\n");
+  const ConnectionMap map = ConnectionMap::of(currentVault().survey(), 0, options.limit);
+  if (options.asJson) return print("{}\n", toJson(map).pretty());
+  if (map.total == 0) fmt::print(stderr, "No project, area or topic is connected with another.\n");
   const Terminal terminal = Terminal::ofStandardOutput();
-  const std::size_t shown = std::min(options.limit, map.connections.size());
-  for (std::size_t i = 0; i < shown; ++i) printConnection(map.connections[i], terminal);
-  if (shown < map.connections.size()) print("and {} more\n", map.connections.size() - shown);
+  for (const Connection& connection : map.connections) printConnection(connection, terminal);
+  if (map.connections.size() < map.total) print("and {} more\n", map.total - map.connections.size());
   printCommonTags(map.commonTags, terminal);
 }
 

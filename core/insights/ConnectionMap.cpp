@@ -44,61 +44,6 @@ Members membersOf(const Folders& folders) {
   return members;
 }
 
-// What is gathered of each pair of collections.
-class Connections {
- public:
-  explicit Connections(const Folders& folders) : folders_(folders) {}
-
-  void addLink(const Member& from, const Member& to) {
-    const bool isForward = from.collection < to.collection;
-    auto& connection = between(std::min(from.collection, to.collection), std::max(from.collection, to.collection));
-    ++(isForward ? connection.linksToSecond : connection.linksToFirst);
-    connection.strength += 1;
-    if (connection.links.size() < ConnectionMap::shown) connection.links.push_back({*from.note, *to.note});
-  }
-
-  // Each pair of the members has the tag in common; they stand in the order of their collections.
-  void addTag(std::string_view tag, const Members& members) {
-    for (auto first = members.begin(); first != members.end(); ++first) {
-      for (auto second = first + 1; second != members.end(); ++second) {
-        auto& connection = between(first->collection, second->collection);
-        ++connection.tagCount;
-        connection.strength += 2.0 / static_cast<double>(members.size());
-        if (connection.tags.size() < ConnectionMap::shown)
-          connection.tags.push_back({std::string(tag), *first->note, *second->note});
-      }
-    }
-  }
-
-  std::vector<ConnectionMap::Connection> strongestFirst() {
-    using Entry = std::pair<const std::size_t, ConnectionMap::Connection>;
-    std::vector<Entry*> entries;
-    for (Entry& entry : byPair_) entries.push_back(&entry);
-    std::ranges::sort(entries, [](const Entry* a, const Entry* b) {
-      return std::pair(-a->second.strength, a->first) < std::pair(-b->second.strength, b->first);
-    });
-    std::vector<ConnectionMap::Connection> all;
-    all.reserve(entries.size());
-    for (Entry* entry : entries) all.push_back(std::move(entry->second));
-    return all;
-  }
-
- private:
-  ConnectionMap::Connection& between(std::size_t first, std::size_t second) {
-    const auto [entry, isNew] = byPair_.try_emplace(first * folders_.size() + second);
-    if (isNew) {
-      entry->second.first = folders_[first]->id;
-      entry->second.second = folders_[second]->id;
-      entry->second.firstRole = folders_[first]->bucket;
-      entry->second.secondRole = folders_[second]->bucket;
-    }
-    return entry->second;
-  }
-
-  const Folders& folders_;
-  std::unordered_map<std::size_t, ConnectionMap::Connection> byPair_;  // by numbers that grow with first, then second
-};
-
 // For each note of the snapshot its number among the members; nullopt for those that lie in no collection.
 std::vector<std::optional<std::size_t>> placesOf(const Members& members, const VaultSnapshot& snapshot) {
   std::unordered_map<const Note*, std::size_t> numbers;
@@ -130,8 +75,14 @@ std::vector<std::vector<std::size_t>> targetsOf(const VaultSnapshot& snapshot, c
   return targets;
 }
 
-// The tags that say what a note is about, each with a note of every collection that has it; the rarest first.
-std::vector<std::pair<std::string_view, Members>> tagsOf(const Members& members) {
+// A tag with a note of every collection that has it, in the order of the collections.
+struct CarriedTag {
+  std::string_view name;
+  Members carriers;
+};
+
+// The tags that say what a note is about, the rarest first.
+std::vector<CarriedTag> tagsOf(const Members& members) {
   std::unordered_map<std::string_view, Members> carriers;
   for (const Member& member : members) {
     for (const std::string& tag : (*member.note)->tags) {
@@ -139,11 +90,11 @@ std::vector<std::pair<std::string_view, Members>> tagsOf(const Members& members)
       if (found.empty() || found.back().collection != member.collection) found.push_back(member);
     }
   }
-  std::erase_if(carriers, [](const auto& tag) { return TaskLine::isControlTag(tag.first); });
-  std::vector<std::pair<std::string_view, Members>> tags(std::make_move_iterator(carriers.begin()),
-                                                         std::make_move_iterator(carriers.end()));
-  std::ranges::sort(tags, [](const auto& a, const auto& b) {
-    return std::pair(a.second.size(), a.first) < std::pair(b.second.size(), b.first);
+  std::vector<CarriedTag> tags;
+  for (auto& [name, found] : carriers)
+    if (!TaskLine::isControlTag(name)) tags.push_back({name, std::move(found)});
+  std::ranges::sort(tags, [](const CarriedTag& a, const CarriedTag& b) {
+    return std::pair(a.carriers.size(), a.name) < std::pair(b.carriers.size(), b.name);
   });
   return tags;
 }
@@ -155,31 +106,127 @@ std::size_t mostCarriers(std::size_t collections) {
   return std::clamp(collections / 2, few, many);
 }
 
+// Takes the tags that are too common off the end, and returns them, the most common first.
+std::vector<TagCount> takeCommon(std::vector<CarriedTag>& tags, std::size_t collections) {
+  std::vector<TagCount> common;
+  const auto isRare = [&](const CarriedTag& tag) { return tag.carriers.size() <= mostCarriers(collections); };
+  const auto first = std::ranges::partition_point(tags, isRare);
+  for (auto tag = first; tag != tags.end(); ++tag) common.push_back({std::string(tag->name), tag->carriers.size()});
+  tags.erase(first, tags.end());
+  std::ranges::stable_sort(common, std::greater(), &TagCount::count);
+  return common;
+}
+
+// What connects the collections.
+struct Ties {
+  Members members = {};
+  std::vector<std::vector<std::size_t>> targets = {};  // of each member's links: numbers of members
+  std::vector<CarriedTag> tags = {};
+
+  // visit(from, to) for each link.
+  void eachLink(const auto& visit) const {
+    for (std::size_t i = 0; i < members.size(); ++i)
+      for (const std::size_t target : targets[i]) visit(members[i], members[target]);
+  }
+
+  // visit(tag, first, second) for each pair of collections that have a tag in common.
+  void eachSharedTag(const auto& visit) const {
+    for (const CarriedTag& tag : tags)
+      for (auto first = tag.carriers.begin(); first != tag.carriers.end(); ++first)
+        for (auto second = first + 1; second != tag.carriers.end(); ++second) visit(tag, *first, *second);
+  }
+};
+
+// Two collections, the lower number first.
+using Pair = std::pair<std::size_t, std::size_t>;
+
+Pair pairOf(const Member& a, const Member& b) { return std::minmax(a.collection, b.collection); }
+
+struct PairHash {
+  std::size_t operator()(const Pair& pair) const { return std::hash<std::size_t>()(pair.first << 32 | pair.second); }
+};
+
+// What is counted of a pair.
+struct Counts {
+  std::size_t linksToSecond = 0;
+  std::size_t linksToFirst = 0;
+  std::size_t tags = 0;
+  double strength = 0;
+};
+using CountsByPair = std::unordered_map<Pair, Counts, PairHash>;
+
+CountsByPair countsOf(const Ties& ties) {
+  CountsByPair all;
+  ties.eachLink([&](const Member& from, const Member& to) {
+    Counts& counts = all[pairOf(from, to)];
+    ++(from.collection < to.collection ? counts.linksToSecond : counts.linksToFirst);
+    counts.strength += 1;
+  });
+  ties.eachSharedTag([&](const CarriedTag& tag, const Member& first, const Member& second) {
+    Counts& counts = all[pairOf(first, second)];
+    ++counts.tags;
+    counts.strength += 2.0 / static_cast<double>(tag.carriers.size());
+  });
+  return all;
+}
+
+// Those from `offset` on, at most `limit`, of the pairs in the order of a map.
+std::vector<Pair> strongestOf(const CountsByPair& counts, std::size_t offset, std::size_t limit) {
+  std::vector<std::pair<double, Pair>> entries;  // the strength is negated: they order themselves
+  entries.reserve(counts.size());
+  for (const auto& [pair, counted] : counts) entries.emplace_back(-counted.strength, pair);
+  const std::size_t begin = std::min(offset, entries.size());
+  const std::size_t end = begin + std::min(limit, entries.size() - begin);
+  std::partial_sort(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(end), entries.end());
+  std::vector<Pair> pairs;
+  for (std::size_t i = begin; i < end; ++i) pairs.push_back(entries[i].second);
+  return pairs;
+}
+
+// Adds the first few links and tags of each connection: connections[i] is that of pairs[i].
+void addProofs(const Ties& ties, const std::vector<Pair>& pairs, std::vector<ConnectionMap::Connection>& connections) {
+  std::unordered_map<Pair, ConnectionMap::Connection*, PairHash> byPair;
+  for (std::size_t i = 0; i < pairs.size(); ++i) byPair.emplace(pairs[i], &connections[i]);
+  ties.eachLink([&](const Member& from, const Member& to) {
+    const auto found = byPair.find(pairOf(from, to));
+    if (found != byPair.end() && found->second->links.size() < ConnectionMap::shown)
+      found->second->links.push_back({*from.note, *to.note});
+  });
+  ties.eachSharedTag([&](const CarriedTag& tag, const Member& first, const Member& second) {
+    const auto found = byPair.find(pairOf(first, second));
+    if (found != byPair.end() && found->second->tags.size() < ConnectionMap::shown)
+      found->second->tags.push_back({std::string(tag.name), *first.note, *second.note});
+  });
+}
+
 }  // namespace
 
-ConnectionMap ConnectionMap::of(const VaultSnapshot& snapshot) {
+ConnectionMap ConnectionMap::of(const VaultSnapshot& snapshot, std::size_t offset, std::size_t limit) {
   const Folders folders = foldersOf(snapshot);
-  const Members members = membersOf(folders);
-  std::vector<std::vector<std::size_t>> targets;
-  std::vector<std::pair<std::string_view, Members>> tags;
+  Ties ties = {.members = membersOf(folders)};
   JobQueue jobs;
-  jobs.add([&] { tags = tagsOf(members); });
-  jobs.add([&] { targets = targetsOf(snapshot, members); });
+  jobs.add([&] { ties.tags = tagsOf(ties.members); });
+  jobs.add([&] { ties.targets = targetsOf(snapshot, ties.members); });
   onEveryWorker([&] { jobs.work(); });
 
-  Connections connections(folders);
   ConnectionMap map;
-  for (std::size_t i = 0; i < members.size(); ++i)
-    for (const std::size_t target : targets[i]) connections.addLink(members[i], members[target]);
-  for (const auto& [tag, carriers] : tags) {
-    if (carriers.size() <= mostCarriers(folders.size())) {
-      connections.addTag(tag, carriers);
-    } else {
-      map.commonTags.push_back({std::string(tag), carriers.size()});
-    }
+  map.commonTags = takeCommon(ties.tags, folders.size());
+  const CountsByPair counts = countsOf(ties);
+  map.total = counts.size();
+  const std::vector<Pair> pairs = strongestOf(counts, offset, limit);
+  for (const Pair& pair : pairs) {
+    const auto& [first, second] = std::pair(folders[pair.first], folders[pair.second]);
+    const Counts& counted = counts.at(pair);
+    map.connections.push_back({.first = first->id,
+                               .second = second->id,
+                               .firstRole = first->bucket,
+                               .secondRole = second->bucket,
+                               .linksToSecond = counted.linksToSecond,
+                               .linksToFirst = counted.linksToFirst,
+                               .tagCount = counted.tags,
+                               .strength = counted.strength});
   }
-  std::ranges::stable_sort(map.commonTags, std::greater(), &TagCount::count);
-  map.connections = connections.strongestFirst();
+  addProofs(ties, pairs, map.connections);
   return map;
 }
 

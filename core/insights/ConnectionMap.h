@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -47,18 +48,23 @@ struct ConnectionMap {
   // How many links, and how many tags, a connection shows.
   static constexpr std::size_t shown = 5;
 
-  // The strongest first; equal ones in the order of their collections.
+  // Those that were asked for, the strongest first; equal ones in the order of their collections.
   //
   // A link counts 1, and a tag on notes of n collections 2/n: as much as a link when only these two share it, the less
   // the more there are. Links that several notes could be meant by count for none.
   std::vector<Connection> connections = {};
 
+  // How many there are.
+  std::size_t total = 0;
+
   // The tags that say little, since notes of so many collections carry them; they count for nothing. With the number
   // of collections, the most common first.
   std::vector<TagCount> commonTags = {};
 
+  // The connections from `offset` on, at most `limit`. A large vault has tens of thousands: only these are written out.
   // Takes time near linear in the vault's links and tags.
-  static ConnectionMap of(const VaultSnapshot& snapshot);
+  static ConnectionMap of(const VaultSnapshot& snapshot, std::size_t offset = 0,
+                          std::size_t limit = std::numeric_limits<std::size_t>::max());
 };
 
 }  // namespace vesk

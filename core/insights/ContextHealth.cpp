@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <iterator>
+#include <mutex>
 #include <unordered_map>
 #include <utility>
 
@@ -37,19 +38,42 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
-// Of each note. No bits, as several threads set them.
-std::vector<char> whichAreExamined(const VaultSnapshot& snapshot) {
-  std::vector<char> areExamined(snapshot.notes.size());
-  inParallel(areExamined.size(), [&](std::size_t i) { areExamined[i] = isExamined(*snapshot.notes[i]) ? 1 : 0; });
-  return areExamined;
-}
+// The marks of the bodies that are examined. They are made while the notes are read, so that no body is held for it.
+class MarkedNotes {
+ public:
+  // From several threads at once. The note stays where it is.
+  void add(const Note& note, std::string_view body) {
+    if (!isExamined(note)) return;
+    const TextMark mark = textMark(body);
+    const std::lock_guard lock(mutex_);
+    marks_.emplace_back(&note, mark);
+  }
 
-Notes those(const std::vector<char>& areWanted, const VaultSnapshot& snapshot) {
-  Notes notes;
-  for (std::size_t i = 0; i < areWanted.size(); ++i)
-    if (areWanted[i]) notes.push_back(snapshot.notes[i]);
-  return notes;
-}
+  // When all are there.
+  std::unordered_map<const Note*, TextMark> byNote() const { return {marks_.begin(), marks_.end()}; }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::pair<const Note*, TextMark>> marks_;
+};
+
+// What is examined of a snapshot.
+struct Examined {
+  std::vector<bool> isNote = {};  // of each of its notes, whether it is one of these
+  Notes notes = {};               // in its order
+  std::vector<TextMark> marks = {};
+
+  Examined(const VaultSnapshot& snapshot, const MarkedNotes& marked) : isNote(snapshot.notes.size()) {
+    const auto found = marked.byNote();
+    for (std::size_t i = 0; i < snapshot.notes.size(); ++i) {
+      const auto entry = found.find(snapshot.notes[i].get());
+      if (entry == found.end()) continue;
+      isNote[i] = true;
+      notes.push_back(snapshot.notes[i]);
+      marks.push_back(entry->second);
+    }
+  }
+};
 
 // ---- Links
 
@@ -65,7 +89,7 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-Links followLinks(const VaultSnapshot& snapshot, const std::vector<char>& areExamined) {
+Links followLinks(const VaultSnapshot& snapshot, const Examined& examined) {
   const LinkIndex index(snapshot);
   const std::size_t count = snapshot.notes.size();
   Links links{std::vector<std::vector<std::string_view>>(count), std::vector<bool>(count)};
@@ -79,7 +103,7 @@ Links followLinks(const VaultSnapshot& snapshot, const std::vector<char>& areExa
       const auto isFile = [&] { return link.find('.') != std::string_view::npos; };
       if (!destination.exists && !isFile()) broken.push_back(link);
     }
-    if (!areExamined[i]) broken.clear();
+    if (!examined.isNote[i]) broken.clear();
     sortOnce(broken);
     const auto& inCode = note.linksInCode;
     std::erase_if(broken, [&](std::string_view link) { return std::ranges::binary_search(inCode, link); });
@@ -104,11 +128,10 @@ void addBrokenLinks(const VaultSnapshot& snapshot, const Links& links, Issues& i
 }
 
 // Only a note without links can be isolated, so a link to its name is another note's.
-void addIsolated(const VaultSnapshot& snapshot, const std::vector<char>& areExamined, const Links& links,
-                 Issues& issues) {
+void addIsolated(const VaultSnapshot& snapshot, const Examined& examined, const Links& links, Issues& issues) {
   for (std::size_t i = 0; i < snapshot.notes.size(); ++i) {
     const Note& note = *snapshot.notes[i];
-    if (areExamined[i] && note.bucket == Bucket::resources && note.links.empty() && note.tags.empty() &&
+    if (examined.isNote[i] && note.bucket == Bucket::resources && note.links.empty() && note.tags.empty() &&
         !links.isLinked[i])
       issues.push_back(issue(Kind::isolated, note, "No links, no tags, and no note links to it."));
   }
@@ -145,9 +168,10 @@ std::string detailOf(const Duplicate& duplicate, const Notes& notes) {
   return fmt::format("Same title as {}; same text as {}.", others(duplicate.sameTitle), others(duplicate.sameText));
 }
 
-void addDuplicates(const Notes& notes, const BodyOf& bodyOf, Issues& issues) {
+void addDuplicates(const Examined& examined, const BodyOf& bodyOf, Issues& issues) {
+  const Notes& notes = examined.notes;
   const SameNotes titles = sameTitles(notes);
-  const SameNotes texts = sameTexts(notes, bodyOf);
+  const SameNotes texts = sameTexts(notes, examined.marks, bodyOf);
   std::unordered_map<std::size_t, Duplicate> byNote;
   const auto add = [&](const Group& group, const Group* Duplicate::*place) {
     for (const std::size_t i : group) {
@@ -214,15 +238,13 @@ void addStale(const Notes& notes, Timestamp now, Issues& issues) {
   }
 }
 
-void addEmpty(const Notes& notes, Issues& issues) {
-  for (const NoteRef& note : notes)
-    if (text::trimWhitespace(note->body).empty()) issues.push_back(issue(Kind::empty, *note, "It has no text."));
+void addEmpty(const Examined& examined, Issues& issues) {
+  for (std::size_t i = 0; i < examined.notes.size(); ++i)
+    if (examined.marks[i] == markOfBlank) issues.push_back(issue(Kind::empty, *examined.notes[i], "It has no text."));
 }
 
-// The notes that are examined hold at least the beginningOf() their bodies; `bodyOf` gives the whole.
-Issues issuesOf(const VaultSnapshot& snapshot, const BodyOf& bodyOf, Timestamp now) {
-  const std::vector<char> areExamined = whichAreExamined(snapshot);
-  const Notes notes = those(areExamined, snapshot);
+Issues issuesOf(const VaultSnapshot& snapshot, const MarkedNotes& marked, const BodyOf& bodyOf, Timestamp now) {
+  const Examined examined(snapshot, marked);
   Issues broken;
   Issues duplicates;
   Issues others;
@@ -230,14 +252,14 @@ Issues issuesOf(const VaultSnapshot& snapshot, const BodyOf& bodyOf, Timestamp n
   JobQueue jobs;  // the last is taken first
   jobs.add([&] {
     addMissingContexts(snapshot, others);
-    addStale(notes, now, others);
-    addEmpty(notes, others);
+    addStale(examined.notes, now, others);
+    addEmpty(examined, others);
   });
-  jobs.add([&] { addDuplicates(notes, bodyOf, duplicates); });
+  jobs.add([&] { addDuplicates(examined, bodyOf, duplicates); });
   jobs.add([&] {
-    const Links links = followLinks(snapshot, areExamined);
+    const Links links = followLinks(snapshot, examined);
     addBrokenLinks(snapshot, links, broken);
-    addIsolated(snapshot, areExamined, links, isolated);
+    addIsolated(snapshot, examined, links, isolated);
   });
   onEveryWorker([&] { jobs.work(); });
   Issues all;
@@ -256,19 +278,23 @@ std::string_view name(ContextIssue::Kind kind) {
 }
 
 std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Timestamp now) {
+  MarkedNotes marked;
+  inParallel(snapshot.notes.size(), [&](std::size_t i) { marked.add(*snapshot.notes[i], snapshot.notes[i]->body); });
   return issuesOf(
-      snapshot, [](const Note& note) { return note.body; }, now);
+      snapshot, marked, [](const Note& note) { return note.body; }, now);
 }
 
 std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now) {
-  const VaultSnapshot snapshot = vault.survey({.keptBody = [](const Note& note, std::string_view body) {
-    return isExamined(note) ? beginningOf(body) : std::string_view();
+  MarkedNotes marked;
+  const VaultSnapshot snapshot = vault.survey({.keptBody = [&](const Note& note, std::string_view body) {
+    marked.add(note, body);
+    return std::string_view();
   }});
   const auto bodyOf = [&](const Note& note) {
     const NoteRef read = vault.note(note.id);
     return read ? read->body : std::string();  // it has gone meanwhile
   };
-  return issuesOf(snapshot, bodyOf, now);
+  return issuesOf(snapshot, marked, bodyOf, now);
 }
 
 }  // namespace vesk

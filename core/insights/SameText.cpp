@@ -30,36 +30,31 @@ std::size_t nextCut(std::string_view text, std::size_t position) {
   return text.size();
 }
 
-// How a text begins: what of it is compared, without white space, and where in the text that ends.
-struct Beginning {
-  static constexpr std::size_t size = 64;  // bytes, of longer texts
+constexpr std::size_t markedLetters = 64;  // bytes of a longer text that its mark is made of
 
-  std::string letters = {};
-  std::size_t end = 0;
-};
-
-// That of a text which begins with ASCII letters, and goes on so: nothing that follows could change the last of them.
-std::optional<Beginning> plainBeginning(std::string_view text) {
-  Beginning beginning;
-  beginning.letters.reserve(Beginning::size);
+// The letters that the text's mark is made of, if it begins with so many of ASCII, and goes on so: nothing that follows
+// could change the last of them.
+std::optional<std::string> plainBeginning(std::string_view text) {
+  std::string letters;
+  letters.reserve(markedLetters);
   for (const char c : text) {
     if (!ascii::isAscii(c)) return std::nullopt;
-    if (beginning.letters.size() == Beginning::size) break;
-    if (c > ' ' || !unicode::isWhitespace(static_cast<unsigned char>(c))) beginning.letters += ascii::lower(c);
-    ++beginning.end;
+    if (letters.size() == markedLetters) break;
+    if (c > ' ' || !unicode::isWhitespace(static_cast<unsigned char>(c))) letters += ascii::lower(c);
   }
-  return beginning;
+  return letters;
 }
 
-Beginning beginning(std::string_view text) {
+// Without white space, of which a text may hold much for long.
+std::string beginning(std::string_view text) {
   if (auto plain = plainBeginning(text)) return std::move(*plain);
-  for (std::size_t enough = 2 * Beginning::size;; enough *= 2) {
+  for (std::size_t enough = 2 * markedLetters;; enough *= 2) {
     const std::size_t end = nextCut(text, enough);
     std::string letters = comparable(text.substr(0, end));
     std::erase(letters, ' ');
-    if (letters.size() < Beginning::size && end < text.size()) continue;
-    letters.resize(std::min(letters.size(), Beginning::size));
-    return {std::move(letters), end};
+    if (letters.size() < markedLetters && end < text.size()) continue;
+    letters.resize(std::min(letters.size(), markedLetters));
+    return letters;
   }
 }
 
@@ -114,13 +109,15 @@ SameNotes sameTitles(const std::vector<NoteRef>& notes) {
   return equalTexts(notes, all(notes), [](const Note& note) { return comparable(note.title); });
 }
 
-std::string_view beginningOf(std::string_view text) { return text.substr(0, beginning(text).end); }
+TextMark textMark(std::string_view text) {
+  const std::string letters = beginning(text);
+  return letters.empty() ? markOfBlank : std::hash<std::string>{}(letters) | 1;
+}
 
-SameNotes sameTexts(const std::vector<NoteRef>& notes, const BodyOf& bodyOf) {
-  Hashes hashes(notes.size());
-  inParallel(notes.size(), [&](std::size_t i) {
-    hashes[i] = {std::hash<std::string>{}(beginning(notes[i]->body).letters), i};
-  });
+SameNotes sameTexts(const std::vector<NoteRef>& notes, const std::vector<TextMark>& marks, const BodyOf& bodyOf) {
+  Hashes hashes;
+  for (std::size_t i = 0; i < notes.size(); ++i)
+    if (marks[i] != markOfBlank) hashes.emplace_back(marks[i], i);
   Members members;
   for (const Members& group : equalHashes(std::move(hashes))) members.insert(members.end(), group.begin(), group.end());
   return equalTexts(notes, members, [&](const Note& note) {

@@ -19,15 +19,17 @@ std::string comparable(std::string_view text);
 // Notes of the same title.
 SameNotes sameTitles(const std::vector<NoteRef>& notes);
 
-// As much of a text as is looked at first when texts are compared.
-std::string_view beginningOf(std::string_view text);
+// What a text begins with, as a number: texts that are the same have the same mark, and most others have not.
+using TextMark = std::size_t;
+inline constexpr TextMark markOfBlank = 0;  // of nothing but white space
+TextMark textMark(std::string_view text);
 
 // Gives a note's whole body. Asked from several threads.
 using BodyOf = std::function<std::string(const Note& note)>;
 
-// Notes of the same text, but for those of under `shortestText` characters. Of its body a note need only hold the
-// beginning; `bodyOf` is asked for the notes that begin alike.
+// Notes of the same text, but for those of under `shortestText` characters. `marks` holds the textMark() of each note's
+// body; `bodyOf` is asked for those of notes that share one.
 inline constexpr std::size_t shortestText = 40;
-SameNotes sameTexts(const std::vector<NoteRef>& notes, const BodyOf& bodyOf);
+SameNotes sameTexts(const std::vector<NoteRef>& notes, const std::vector<TextMark>& marks, const BodyOf& bodyOf);
 
 }  // namespace vesk

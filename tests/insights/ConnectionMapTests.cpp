@@ -36,6 +36,11 @@ TEST(ConnectionMap, TellsWhatConnectsCollectionsTheStrongestFirst) {
   EXPECT_EQ(strongest.links.front().from->id + " " + strongest.links.front().to->id,
             "Projects/Garden/Lemons.md Resources/Plants/Trees.md");
   EXPECT_EQ(strongest.tags.front().name + " " + strongest.tags.front().second->id, "fruit Resources/Plants/Trees.md");
+
+  const ConnectionMap part = ConnectionMap::of(vault.snapshot, 1, 1);
+  EXPECT_EQ(part.total, 3u);
+  EXPECT_THAT(part.connections, ElementsAre(map.connections[1]));
+  EXPECT_THAT(ConnectionMap::of(vault.snapshot, 9, 9).connections, ElementsAre());
 }
 
 TEST(ConnectionMap, LeavesOutWhatIsEverywhere) {

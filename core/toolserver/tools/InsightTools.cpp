@@ -164,14 +164,14 @@ Json connectionEntry(ConnectionMap::Connection connection) {
 
 std::string getConnections(ToolContext& context, const ToolArguments& arguments) {
   constexpr std::size_t commonUnits = 2'000;
-  const ConnectionMap map = ConnectionMap::of(context.survey());
+  const ConnectionMap map = ConnectionMap::of(context.survey(), arguments.offset(), arguments.limit());
   std::vector<std::string> common;
   for (const TagCount& tag : map.commonTags) common.push_back(tag.name);
   Json result;
   if (!common.empty()) toolResult::addList(result, "tags_too_common_to_count", common, commonUnits);
-  toolResult::Page page("connections", map.connections.size(), arguments.offset(), arguments.limit(), commonUnits);
-  for (std::size_t i = page.begin(); i < page.end(); ++i)
-    if (!page.add(connectionEntry(map.connections[i]))) break;
+  toolResult::Page page("connections", map.total, arguments.offset(), arguments.limit(), commonUnits);
+  for (const ConnectionMap::Connection& connection : map.connections)
+    if (!page.add(connectionEntry(connection))) break;
   return page.text(std::move(result));
 }
 
