@@ -38,6 +38,12 @@ bool isExamined(const Note& note) {
          std::ranges::count(note.tags, transcriptTag) == 0 && std::ranges::count(note.tags, chatTag) == 0;
 }
 
+// Beside these it only matters whether a note has any tag.
+bool tellsOfTags(std::string_view tag, std::size_t held) { return held == 0 || tag == transcriptTag || tag == chatTag; }
+
+// Where notes are looked at for their age.
+bool mayBeStale(Bucket bucket) { return bucket == Bucket::resources; }
+
 // The marks of the bodies that are examined. They are made while the notes are read, so that no body is held for it.
 class MarkedNotes {
  public:
@@ -226,7 +232,7 @@ std::chrono::seconds age(const Note& note, Timestamp now) {
 void addStale(const Notes& notes, Timestamp now, Issues& issues) {
   Notes stale;
   std::ranges::copy_if(notes, std::back_inserter(stale), [&](const NoteRef& note) {
-    return note->bucket == Bucket::resources && age(*note, now) > ContextHealth::staleAfter;
+    return mayBeStale(note->bucket) && age(*note, now) > ContextHealth::staleAfter;
   });
   std::stable_sort(stale.begin(), stale.end(),
                    [](const NoteRef& a, const NoteRef& b) { return a->modified < b->modified; });
@@ -286,10 +292,14 @@ std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Ti
 
 std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now) {
   MarkedNotes marked;
-  const VaultSnapshot snapshot = vault.survey({.keptBody = [&](const Note& note, std::string_view body) {
+  const auto mark = [&](const Note& note, std::string_view body) {
     marked.add(note, body);
     return std::string_view();
-  }});
+  };
+  const VaultSnapshot snapshot =
+      vault.survey({.keptBody = mark, .keptTags = &tellsOfTags, .readsDates = [](const NoteFile& file) {
+                      return mayBeStale(file.bucket);
+                    }});
   const auto bodyOf = [&](const Note& note) {
     const NoteRef read = vault.note(note.id);
     return read ? read->body : std::string();  // it has gone meanwhile

@@ -21,10 +21,11 @@ bool isSchedulingTag(std::string_view tag) { return tag.starts_with("remind/") |
 // Tags in the order they are seen, each once. A few are compared one by one; thousands would take too long.
 class TagList {
  public:
+  explicit TagList(const TagFilter& isKept) : isKept_(isKept) {}
+
   void add(std::string_view tag) {
-    if (isSchedulingTag(tag) || isKnown(tag)) return;
+    if (isSchedulingTag(tag) || (isKept_ && !isKept_(tag, tags_.size())) || !isNew(tag)) return;
     tags_.push_back(tag);
-    if (tags_.size() > few) known_.insert(tag);
   }
 
   std::vector<std::string> copied() const { return {tags_.begin(), tags_.end()}; }
@@ -32,13 +33,15 @@ class TagList {
  private:
   static constexpr std::size_t few = 32;
 
-  bool isKnown(std::string_view tag) const {
-    const auto end = tags_.begin() + static_cast<std::ptrdiff_t>(std::min(tags_.size(), few));
-    return std::find(tags_.begin(), end, tag) != end || (!known_.empty() && known_.contains(tag));
+  bool isNew(std::string_view tag) {
+    if (tags_.size() < few) return std::ranges::count(tags_, tag) == 0;
+    if (known_.empty()) known_.insert(tags_.begin(), tags_.end());
+    return known_.insert(tag).second;
   }
 
+  const TagFilter& isKept_;
   std::vector<std::string_view> tags_;
-  std::unordered_set<std::string_view> known_;  // those behind the first few
+  std::unordered_set<std::string_view> known_;  // all of them, when there are more than a few
 };
 
 using Pieces = std::vector<std::string_view>;  // of one text, in order
@@ -59,8 +62,8 @@ void addTags(std::string_view prose, TagList& tags) {
   while (const auto match = scanner.next()) tags.add(match->tag);
 }
 
-std::vector<std::string> tagsOf(markdown::Lines frontmatter, const Pieces& prose) {
-  TagList tags;
+std::vector<std::string> tagsOf(markdown::Lines frontmatter, const Pieces& prose, const TagFilter& isKept) {
+  TagList tags(isKept);
   for (const std::string_view tag : markdown::tags(frontmatter)) tags.add(tag);
   if (standAlone(prose)) {
     for (const std::string_view piece : prose) addTags(piece, tags);
@@ -135,16 +138,16 @@ std::string noteTitle(const MarkdownView& file, std::string_view fileName) {
 
 std::vector<std::string> noteTags(const MarkdownView& file) {
   const bool holdsTags = file.body.find('#') != std::string_view::npos;
-  return tagsOf(file.frontmatter, holdsTags ? markdown::prosePieces(file.body) : Pieces());
+  return tagsOf(file.frontmatter, holdsTags ? markdown::prosePieces(file.body) : Pieces(), {});
 }
 
 void readNoteText(Note& note, std::string_view text) { note.body = readNoteWithoutBody(note, text); }
 
-std::string_view readNoteWithoutBody(Note& note, std::string_view text) {
+std::string_view readNoteWithoutBody(Note& note, std::string_view text, const TagFilter& keptTags) {
   const MarkdownView file(text);
   const Pieces prose = markdown::prosePieces(file.body);
   note.title = noteTitle(file, note.fileName());
-  note.tags = tagsOf(file.frontmatter, prose);
+  note.tags = tagsOf(file.frontmatter, prose, keptTags);
   const Pieces links = markdown::links(file.body);
   note.links = PackedStrings(links);
   note.linksInCode = linksOutside(prose, links);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -52,7 +53,10 @@ std::vector<std::string> noteTags(const MarkdownView& file);
 // Fills in what is read from a note's text: title, body, tags, links, isVeskPage. `note` knows its id.
 void readNoteText(Note& note, std::string_view text);
 
-// The same but for the body, which is returned: a part of `text`.
-std::string_view readNoteWithoutBody(Note& note, std::string_view text);
+// Says of a tag whether a note is to hold it, when it holds so many already.
+using TagFilter = std::function<bool(std::string_view tag, std::size_t held)>;
+
+// The same but for the body, which is returned: a part of `text`. An empty filter keeps every tag.
+std::string_view readNoteWithoutBody(Note& note, std::string_view text, const TagFilter& keptTags = {});
 
 }  // namespace vesk

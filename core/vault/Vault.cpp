@@ -143,6 +143,8 @@ VaultSnapshot Vault::scanOnce(NoteFilter filter) const { return scanWith({.filte
 VaultSnapshot Vault::survey(SurveyOptions options) const {
   return scanWith({.takesApart = std::move(options.takesApart),
                    .keptBody = std::move(options.keptBody),
+                   .keptTags = std::move(options.keptTags),
+                   .readsDates = std::move(options.readsDates),
                    .readsCreationDates = options.readsCreationDates});
 }
 

@@ -172,7 +172,7 @@ class VaultScan {
   // Notes of one folder that are read in one go; small enough for the threads to end together.
   static constexpr std::size_t batch = 64;
   // Items from which on other threads are worth their start.
-  static constexpr std::size_t worthSharing = 256;
+  static constexpr std::size_t worthSharing = 64;
 
   void scanFolder(ScannedFolder& scanned) {
     auto opened = openIfThere(root_, scanned.path);
@@ -236,10 +236,12 @@ class VaultScan {
     const Fd fd = openNote(item, id, folder);
     if (!fd) return nullptr;
     // Looked at before it is read: if it changes in between, the next scan sees another date.
-    FileInfo info = options_.filter ? FileInfo() : fileInfo(fd.get(), options_.readsCreationDates);
+    const bool looksFirst = item.kind != FileKind::file || readsDates({id, {}, fd.get(), scanned.bucket});
+    FileInfo info = looksFirst ? fileInfo(fd.get(), options_.readsCreationDates) : FileInfo{.kind = FileKind::file};
     const auto text = reader.read(fd.get(), info.size);
     if (!text || (options_.filter && !options_.filter({id, *text, fd.get(), scanned.bucket}))) return nullptr;
     if (options_.filter) info = fileInfo(fd.get());
+    if (text->empty()) info.kind = fileInfo(fd.get()).kind;  // as a pipe is that has taken the file's place
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
     note->url = absolutePath(id);
@@ -252,12 +254,16 @@ class VaultScan {
     return note;
   }
 
+  bool readsDates(const NoteFile& file) const {
+    return !options_.filter && (!options_.readsDates || options_.readsDates(file));
+  }
+
   void takeApart(Note& note, std::string_view text, int descriptor) const {
     if (options_.takesApart && !options_.takesApart({note.id, text, descriptor, note.bucket})) {
       note.title = note.fileName();
       return;
     }
-    const std::string_view body = readNoteWithoutBody(note, text);
+    const std::string_view body = readNoteWithoutBody(note, text, options_.keptTags);
     note.body = options_.keptBody ? options_.keptBody(note, body) : body;
   }
 

@@ -39,18 +39,22 @@ struct ScanOptions {
   ParsedNotes* cache = nullptr;
   // Leaves out the notes that aren't wanted before they are taken apart; empty leaves out none.
   NoteFilter filter = {};
-  // These leave out what isn't wanted of the notes, without a cache only. Those that aren't taken apart have their
-  // file's name for a title, and nothing else of their text; an empty filter leaves out nothing. A creation date that
-  // is left out is distantPast.
+  // These leave out what isn't wanted of the notes, without a cache only; an empty filter leaves out nothing. Notes
+  // that aren't taken apart have their file's name for a title, and nothing else of their text. Dates that are left out
+  // are distantPast.
   NoteFilter takesApart = {};
   BodyFilter keptBody = {};
+  TagFilter keptTags = {};
+  NoteFilter readsDates = {};  // asked before the text is known
   bool readsCreationDates = true;
 };
 
-// What a survey reads of the notes, beside their titles, tags, links and dates of change; see ScanOptions.
+// What a survey reads of the notes, beside their titles and links; see ScanOptions.
 struct SurveyOptions {
   NoteFilter takesApart = {};
   BodyFilter keptBody = [](const Note&, std::string_view) { return std::string_view(); };
+  TagFilter keptTags = {};
+  NoteFilter readsDates = {};
   bool readsCreationDates = false;
 };
 
