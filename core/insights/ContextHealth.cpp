@@ -95,6 +95,11 @@ void sortOnce(std::vector<std::string_view>& names) {
   names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
+// Most links lead to where others have led: looked at first, as a write would take the flag from the other cores.
+void set(std::atomic<bool>& flag) {
+  if (!flag.load(std::memory_order_relaxed)) flag.store(true, std::memory_order_relaxed);
+}
+
 Links followLinks(const VaultSnapshot& snapshot, const Examined& examined) {
   const LinkIndex index(snapshot);
   const std::size_t count = snapshot.notes.size();
@@ -105,7 +110,7 @@ Links followLinks(const VaultSnapshot& snapshot, const Examined& examined) {
     auto& broken = links.broken[i];
     for (const std::string_view link : note.links) {
       const auto destination = index.destination(link);
-      if (destination.named) isNamed[*destination.named].store(true, std::memory_order_relaxed);
+      if (destination.named) set(isNamed[*destination.named]);
       const auto isFile = [&] { return link.find('.') != std::string_view::npos; };
       if (!destination.exists && !isFile()) broken.push_back(link);
     }

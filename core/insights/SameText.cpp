@@ -30,7 +30,7 @@ std::size_t nextCut(std::string_view text, std::size_t position) {
   return text.size();
 }
 
-constexpr std::size_t markedLetters = 64;  // bytes of a longer text that its mark is made of
+constexpr std::size_t markedLetters = 48;  // bytes of a longer text that its mark is made of
 
 // The letters that the text's mark is made of, if it begins with so many of ASCII, and goes on so: nothing that follows
 // could change the last of them.
@@ -48,7 +48,7 @@ std::optional<std::string> plainBeginning(std::string_view text) {
 // Without white space, of which a text may hold much for long.
 std::string beginning(std::string_view text) {
   if (auto plain = plainBeginning(text)) return std::move(*plain);
-  for (std::size_t enough = 2 * markedLetters;; enough *= 2) {
+  for (std::size_t enough = markedLetters + markedLetters / 2;; enough *= 2) {
     const std::size_t end = nextCut(text, enough);
     std::string letters = comparable(text.substr(0, end));
     std::erase(letters, ' ');

@@ -18,7 +18,7 @@ namespace vesk {
 // One Markdown file of the vault, as it was when it was scanned.
 struct Note {
   std::string id = {};       // the path in the vault, with its extension: "Projects/Website/Plan.md"
-  std::string url = {};      // the absolute path
+  std::string url = {};      // the absolute path; empty in a survey
   std::string title = {};    // the front matter's title, else the first level-one heading, else the file's name
   std::string body = {};     // the text after the front matter
   std::size_t bodyLine = 0;  // the file's line, counted from 0, that the body begins with

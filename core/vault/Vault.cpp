@@ -145,7 +145,8 @@ VaultSnapshot Vault::survey(SurveyOptions options) const {
                    .keptBody = std::move(options.keptBody),
                    .keptTags = std::move(options.keptTags),
                    .readsDates = std::move(options.readsDates),
-                   .readsCreationDates = options.readsCreationDates});
+                   .readsCreationDates = options.readsCreationDates,
+                   .fillsUrls = false});
 }
 
 NoteRef Vault::note(std::string_view noteID) const {

@@ -244,7 +244,7 @@ class VaultScan {
     if (text->empty()) info.kind = fileInfo(fd.get()).kind;  // as a pipe is that has taken the file's place
     if (info.kind != FileKind::file || !text::isValidUtf8(*text)) return nullptr;
     auto note = std::make_shared<Note>();
-    note->url = absolutePath(id);
+    if (options_.fillsUrls) note->url = absolutePath(id);
     note->id = std::move(id);
     note->modified = info.modified;
     note->created = info.created;

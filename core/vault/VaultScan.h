@@ -47,9 +47,10 @@ struct ScanOptions {
   TagFilter keptTags = {};
   NoteFilter readsDates = {};  // asked before the text is known
   bool readsCreationDates = true;
+  bool fillsUrls = true;
 };
 
-// What a survey reads of the notes, beside their titles and links; see ScanOptions.
+// What a survey reads of the notes, beside their titles and links; see ScanOptions. It leaves their urls empty.
 struct SurveyOptions {
   NoteFilter takesApart = {};
   BodyFilter keptBody = [](const Note&, std::string_view) { return std::string_view(); };
