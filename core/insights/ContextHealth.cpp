@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -296,15 +297,21 @@ std::vector<ContextIssue> ContextHealth::check(const VaultSnapshot& snapshot, Ti
 }
 
 std::vector<ContextIssue> ContextHealth::check(const Vault& vault, Timestamp now) {
+  std::optional<VaultSnapshot> surveyed;
+  const auto survey = [&](SurveyOptions options) -> const VaultSnapshot& {
+    return surveyed.emplace(vault.survey(std::move(options)));
+  };
+  return check(vault, survey, now);
+}
+
+std::vector<ContextIssue> ContextHealth::check(const Vault& vault, const Surveyor& survey, Timestamp now) {
   MarkedNotes marked;
   const auto mark = [&](const Note& note, std::string_view body) {
     marked.add(note, body);
     return std::string_view();
   };
-  const VaultSnapshot snapshot =
-      vault.survey({.keptBody = mark, .keptTags = &tellsOfTags, .readsDates = [](const NoteFile& file) {
-                      return mayBeStale(file.bucket);
-                    }});
+  const auto isDated = [](const NoteFile& file) { return mayBeStale(file.bucket); };
+  const VaultSnapshot& snapshot = survey({.keptBody = mark, .keptTags = &tellsOfTags, .readsDates = isDated});
   const auto bodyOf = [&](const Note& note) {
     const NoteRef read = vault.note(note.id);
     return read ? read->body : std::string();  // it has gone meanwhile

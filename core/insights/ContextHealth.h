@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +56,10 @@ std::vector<ContextIssue> check(const VaultSnapshot& snapshot, Timestamp now);
 
 // The findings of a vault as it is now, without holding all its text in memory.
 std::vector<ContextIssue> check(const Vault& vault, Timestamp now);
+
+// The same for whoever has a place to keep the survey in: to free it takes its time.
+using Surveyor = std::function<const VaultSnapshot&(SurveyOptions options)>;
+std::vector<ContextIssue> check(const Vault& vault, const Surveyor& survey, Timestamp now);
 
 }  // namespace ContextHealth
 

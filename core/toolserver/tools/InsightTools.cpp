@@ -200,7 +200,8 @@ std::string runQuery(ToolContext& context, const ToolArguments& arguments) {
 // ---- get_context_health
 
 std::string getContextHealth(ToolContext& context, const ToolArguments& arguments) {
-  const auto issues = ContextHealth::check(context.vault(), context.surroundings().now());
+  const auto survey = [&](SurveyOptions options) -> const VaultSnapshot& { return context.survey(std::move(options)); };
+  const auto issues = ContextHealth::check(context.vault(), survey, context.surroundings().now());
   std::map<std::string_view, std::size_t> counts;
   for (const ContextIssue& issue : issues) ++counts[name(issue.kind)];
   Json result;
