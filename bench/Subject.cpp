@@ -110,6 +110,16 @@ ServerSession& Subject::server() {
   return *server_;
 }
 
+ServerSession& Subject::smallerServer() {
+  if (smallerServer_) return *smallerServer_;
+  const std::string support = support_ + "/smaller";
+  fs::create_directory(support);
+  std::ofstream(support + "/ai-access.json") << Json(Json::Object{{"vaultPath", smaller_}}).pretty();
+  Command command = program("vesk-mcp");
+  command.environment = {"VESK_SUPPORT_DIR=" + support};
+  return smallerServer_.emplace(command);
+}
+
 ServerSession& Subject::changingServer() {
   if (changingServer_) return *changingServer_;
   const std::string support = support_ + "/changing";
@@ -185,6 +195,10 @@ double readOneNote(Subject& subject) { return subject.changingServer().call("rea
 
 Probe tool(std::string_view name, std::string_view arguments) {
   return [=](Subject& subject) { return subject.server().call(name, arguments); };
+}
+
+Probe toolOfSmaller(std::string_view name) {
+  return [=](Subject& subject) { return subject.smallerServer().call(name, "{}"); };
 }
 
 double serverStart(Subject& subject) { return millisecondsOf(subject.serverCommand(), initializeLine); }

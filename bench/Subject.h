@@ -16,7 +16,7 @@ namespace vesk::bench {
 class Subject {
  public:
   // `programs` is the folder of our programs, `support` a folder of its own that exists and is empty; `smaller` is the
-  // vault that this one's scan is measured beside. All absolute.
+  // vault that some of it is measured beside. All absolute.
   Subject(std::string programs, std::string vault, std::string smaller, std::string support);
 
   const std::string& vault() const { return vault_; }
@@ -25,6 +25,7 @@ class Subject {
   Command program(std::string_view name, std::vector<std::string> arguments = {}) const;
   Command serverCommand() const;
   ServerSession& server();
+  ServerSession& smallerServer();
 
   // A server that may change everything at once, over a copy of the vault whose files are links to the vault's own:
   // Vesk writes a file anew when it changes it.
@@ -57,6 +58,7 @@ class Subject {
   std::string smaller_;
   std::string support_;
   std::optional<ServerSession> server_;
+  std::optional<ServerSession> smallerServer_;
   std::optional<ServerSession> changingServer_;
 };
 
@@ -67,6 +69,8 @@ namespace probe {
 
 // A call to a running server.
 Probe tool(std::string_view name, std::string_view arguments = "{}");
+// One over the smaller vault.
+Probe toolOfSmaller(std::string_view name);
 // A change that `there` makes and `back` unmakes, by turns.
 Probe change(std::string_view name, std::string_view there, std::string_view back);
 // On the server that changes notes.
