@@ -120,7 +120,10 @@ Links followLinks(const VaultSnapshot& snapshot, const Examined& examined) {
     const auto& inCode = note.linksInCode;
     std::erase_if(broken, [&](std::string_view link) { return std::ranges::binary_search(inCode, link); });
   });
-  for (std::size_t i = 0; i < count; ++i) links.isLinked[i] = isNamed[index.firstNamedLike(i)];
+  std::vector<bool> isFirstNamed(count);
+  for (std::size_t i = 0; i < count; ++i)
+    if (isNamed[i]) isFirstNamed[index.firstNamedLike(i)] = true;
+  for (std::size_t i = 0; i < count; ++i) links.isLinked[i] = isFirstNamed[index.firstNamedLike(i)];
   return links;
 }
 

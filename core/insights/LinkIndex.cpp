@@ -1,7 +1,5 @@
 #include "core/insights/LinkIndex.h"
 
-#include <cstdint>
-
 #include "core/base/Text.h"
 #include "core/platform/Folder.h"
 #include "core/platform/Parallel.h"
@@ -32,7 +30,8 @@ LinkIndex::LinkIndex(const VaultSnapshot& snapshot)
   });
   std::vector<bool> isShared(notes_.size());  // the name of a first note, by others
   for (std::size_t i = 0; i < notes_.size(); ++i) {
-    writtenNames_.add(notes_[i]->fileName(), i);
+    const std::string_view name = lastComponent(path(i));
+    writtenNames_.add(name, i, path(i).substr(0, path(i).size() - name.size()));
     firsts_[i] = fileNames_.add(fileKeys[i], i);
     if (firsts_[i] != i) isShared[firsts_[i]] = true;
     if (!titleKeys[i].empty()) titles_.add(titleKeys[i], i);
@@ -44,7 +43,7 @@ LinkIndex::LinkIndex(const VaultSnapshot& snapshot)
 void LinkIndex::addEndings(std::size_t note) {
   const std::string key = text::key(path(note));
   for (std::string_view ending = key; ending.find('/') != std::string_view::npos;) {
-    const auto [entry, isNew] = endings_.try_emplace(std::string(ending), Meaning{static_cast<std::uint32_t>(note)});
+    const auto [entry, isNew] = endings_.try_emplace(std::string(ending), Meaning{note});
     if (!isNew) entry->second.isOnly = false;
     ending.remove_prefix(ending.find('/') + 1);
   }
@@ -55,17 +54,16 @@ std::string_view LinkIndex::path(std::size_t note) const {
   return id.substr(0, id.rfind('.'));
 }
 
-LinkIndex::Destination LinkIndex::destinationOf(const Meaning& meaning, std::optional<std::size_t> named) const {
+LinkIndex::Destination LinkIndex::destinationOf(const Meaning& meaning, std::optional<std::size_t> named) {
   return {true, meaning.isOnly ? std::optional<std::size_t>(meaning.note) : std::nullopt, named};
 }
 
 // Most links are written exactly like the note's name, and finding those takes no key.
 LinkIndex::Destination LinkIndex::destination(std::string_view target) const {
   const std::string_view name = lastComponent(target);
-  if (const Meaning* written = writtenNames_.find(name)) {
+  if (const auto written = writtenNames_.find(name)) {
     const bool isName = name.size() == target.size();
-    if (isName || (written->isOnly && leadsTo(path(written->note), target)))
-      return destinationOf(*written, firsts_[written->note]);
+    if (isName || (written->isOnly && leadsTo(written->path, target))) return destinationOf(*written, written->note);
   }
   return foldedDestination(text::key(target));
 }
@@ -73,7 +71,7 @@ LinkIndex::Destination LinkIndex::destination(std::string_view target) const {
 LinkIndex::Destination LinkIndex::foldedDestination(const std::string& key) const {
   Destination unknown;
   const std::string_view name = lastComponent(key);
-  if (const Meaning* named = fileNames_.find(name)) {
+  if (const auto named = fileNames_.find(name)) {
     unknown.named = named->note;
     const bool isName = name.size() == key.size();
     if (isName || (named->isOnly && leadsTo(text::key(path(named->note)), key)))
@@ -81,7 +79,7 @@ LinkIndex::Destination LinkIndex::foldedDestination(const std::string& key) cons
     if (const auto ending = endings_.find(key); ending != endings_.end())
       return destinationOf(ending->second, named->note);
   }
-  const Meaning* title = titles_.find(key);
+  const auto title = titles_.find(key);
   return title ? destinationOf(*title, unknown.named) : unknown;
 }
 

@@ -25,11 +25,12 @@ class LinkIndex {
   struct Destination {
     bool exists = false;                    // there is a note that may be meant
     std::optional<std::size_t> note = {};   // the one that is; nullopt without one, or with several
-    std::optional<std::size_t> named = {};  // the first note of its file name, whatever folders stand before it
+    std::optional<std::size_t> named = {};  // a note of its file name, whatever folders stand before it
   };
   Destination destination(std::string_view target) const;
 
-  // The first note of a note's file name. Its backlinks are the links of other notes that are `named` the same.
+  // The first note of a note's file name. Its backlinks are the links of other notes for which that of the one that is
+  // `named` is the same.
   std::size_t firstNamedLike(std::size_t note) const { return firsts_[note]; }
 
  private:
@@ -37,12 +38,12 @@ class LinkIndex {
 
   void addEndings(std::size_t note);
   std::string_view path(std::size_t note) const;
-  Destination destinationOf(const Meaning& meaning, std::optional<std::size_t> named) const;
+  static Destination destinationOf(const Meaning& meaning, std::optional<std::size_t> named);
   Destination foldedDestination(const std::string& key) const;
 
   const std::vector<NoteRef>& notes_;
-  std::vector<std::size_t> firsts_;  // of each note, the first of that file name
-  NotesByName writtenNames_;
+  std::vector<std::size_t> firsts_;                   // of each note, the first of that file name
+  NotesByName writtenNames_;                          // behind their folders
   NotesByName fileNames_;                             // as keys
   NotesByName titles_;                                // likewise
   std::unordered_map<std::string, Meaning> endings_;  // of paths, as keys, where several notes have the file name
