@@ -89,6 +89,33 @@ TEST(ContextHealth, TellsStaleEmptyAndIsolatedNotes) {
   EXPECT_THAT(ContextHealth::check({}, test::noon), IsEmpty());
 }
 
+// A survey holds less of the notes than a snapshot: just what the findings need.
+TEST(ContextHealth, FindsInAFolderWhatItFindsInASnapshot) {
+  const test::TemporaryFolder folder;
+  const Vault vault(folder.path());
+  const std::string words = " and so on, for as long as it takes to fill the line";
+  const std::vector<std::pair<std::string, std::string>> notes = {
+      {"Areas/a.md", "#one #meeting-transcript [[Nowhere]]"},
+      {"Areas/b.md", "---\ntags: [one, two, ai-conversation]\n---\n"},
+      {"Areas/c.md", "#one #two [[Nowhere]]"},
+      {"Areas/d.md", "\n"},
+      {"Areas/e.md", "Caf\u00E9" + words + "."},
+      {"Areas/f.md", "cafe\u0301" + words + "!"},
+      {"Areas/g.md", "CAF\u00C9\n" + words + "."},
+      {"Archive/h.md", "[[i]]"},
+      {"Projects/P/x.md", "x"},
+      {"Resources/i.md", "i"},
+      {"Resources/j.md", "j"},
+      {"Resources/k.md", "#one"}};
+  for (const auto& [id, text] : notes) folder.write(id, text);
+  std::set<Kind> kinds;
+  const Timestamp later = std::chrono::system_clock::now() + std::chrono::days(200);
+  const auto issues = ContextHealth::check(vault, later);
+  for (const ContextIssue& issue : issues) kinds.insert(issue.kind);
+  EXPECT_EQ(kinds.size(), 6u);
+  EXPECT_EQ(issues, ContextHealth::check(vault.scan(), later));
+}
+
 // The rules, each note against every other.
 std::multiset<std::string> plainFindings(const VaultSnapshot& snapshot) {
   std::multiset<std::string> all;
