@@ -117,39 +117,10 @@ std::vector<TagCount> takeCommon(std::vector<CarriedTag>& tags, std::size_t coll
   return common;
 }
 
-// How many links lead from the notes of one collection to those of another.
-struct LinkCount {
-  std::size_t from = 0;
-  std::size_t to = 0;
-  std::size_t links = 0;
-};
-
-// For each collection, from it to others. The links are counted collection by collection: to look up a pair for each
-// link would take longer.
-std::vector<std::vector<LinkCount>> linkCountsOf(const Members& members,
-                                                 const std::vector<std::vector<std::size_t>>& targets,
-                                                 std::size_t collections) {
-  std::vector<std::vector<LinkCount>> counts(collections);
-  inParallel(collections, [&](std::size_t from) {
-    const auto own = std::ranges::equal_range(members, from, {}, &Member::collection);
-    std::vector<std::size_t> to;
-    for (const Member& member : own)
-      for (const std::size_t target : targets[static_cast<std::size_t>(&member - members.data())])
-        to.push_back(members[target].collection);
-    std::ranges::sort(to);
-    for (const std::size_t collection : to) {
-      if (counts[from].empty() || counts[from].back().to != collection) counts[from].push_back({from, collection, 0});
-      ++counts[from].back().links;
-    }
-  });
-  return counts;
-}
-
 // What connects the collections.
 struct Ties {
   Members members = {};
-  std::vector<std::vector<std::size_t>> targets = {};   // of each member's links: numbers of members
-  std::vector<std::vector<LinkCount>> linkCounts = {};  // what they come to, of each collection
+  std::vector<std::vector<std::size_t>> targets = {};  // of each member's links: numbers of members
   std::vector<CarriedTag> tags = {};
 
   // visit(from, to) for each link.
@@ -169,7 +140,7 @@ struct Ties {
 // Two collections, the lower number first.
 using Pair = std::pair<std::size_t, std::size_t>;
 
-Pair pairOf(std::size_t a, std::size_t b) { return std::minmax(a, b); }
+Pair pairOf(const Member& a, const Member& b) { return std::minmax(a.collection, b.collection); }
 
 struct PairHash {
   std::size_t operator()(const Pair& pair) const { return std::hash<std::size_t>()(pair.first << 32 | pair.second); }
@@ -186,15 +157,13 @@ using CountsByPair = std::unordered_map<Pair, Counts, PairHash>;
 
 CountsByPair countsOf(const Ties& ties) {
   CountsByPair all;
-  for (const auto& countsOfOne : ties.linkCounts) {
-    for (const auto& [from, to, links] : countsOfOne) {
-      Counts& counts = all[pairOf(from, to)];
-      (from < to ? counts.linksToSecond : counts.linksToFirst) = links;
-      counts.strength += static_cast<double>(links);
-    }
-  }
+  ties.eachLink([&](const Member& from, const Member& to) {
+    Counts& counts = all[pairOf(from, to)];
+    ++(from.collection < to.collection ? counts.linksToSecond : counts.linksToFirst);
+    counts.strength += 1;
+  });
   ties.eachSharedTag([&](const CarriedTag& tag, const Member& first, const Member& second) {
-    Counts& counts = all[pairOf(first.collection, second.collection)];
+    Counts& counts = all[pairOf(first, second)];
     ++counts.tags;
     counts.strength += 2.0 / static_cast<double>(tag.carriers.size());
   });
@@ -219,12 +188,12 @@ void addProofs(const Ties& ties, const std::vector<Pair>& pairs, std::vector<Con
   std::unordered_map<Pair, ConnectionMap::Connection*, PairHash> byPair;
   for (std::size_t i = 0; i < pairs.size(); ++i) byPair.emplace(pairs[i], &connections[i]);
   ties.eachLink([&](const Member& from, const Member& to) {
-    const auto found = byPair.find(pairOf(from.collection, to.collection));
+    const auto found = byPair.find(pairOf(from, to));
     if (found != byPair.end() && found->second->links.size() < ConnectionMap::shown)
       found->second->links.push_back({*from.note, *to.note});
   });
   ties.eachSharedTag([&](const CarriedTag& tag, const Member& first, const Member& second) {
-    const auto found = byPair.find(pairOf(first.collection, second.collection));
+    const auto found = byPair.find(pairOf(first, second));
     if (found != byPair.end() && found->second->tags.size() < ConnectionMap::shown)
       found->second->tags.push_back({std::string(tag.name), *first.note, *second.note});
   });
@@ -237,10 +206,7 @@ ConnectionMap ConnectionMap::of(const VaultSnapshot& snapshot, std::size_t offse
   Ties ties = {.members = membersOf(folders)};
   JobQueue jobs;
   jobs.add([&] { ties.tags = tagsOf(ties.members); });
-  jobs.add([&] {
-    ties.targets = targetsOf(snapshot, ties.members);
-    ties.linkCounts = linkCountsOf(ties.members, ties.targets, folders.size());
-  });
+  jobs.add([&] { ties.targets = targetsOf(snapshot, ties.members); });
   onEveryWorker([&] { jobs.work(); });
 
   ConnectionMap map;
