@@ -71,11 +71,15 @@ void IMAPClient::login(std::string_view username, std::string_view password) {
   throw error;
 }
 
-std::vector<IMAPResponse> IMAPClient::run(const IMAPCommand& command) {
+IMAPAnswer IMAPClient::answerTo(const IMAPCommand& command) {
   IMAPAnswer answer = dialogue_.answer(command);
   hasNews_ = hasNews_ || imap::tellComingOrGoing(answer.untagged);
-  // What is no more there is left out of the answer (RFC 5530, 3).
-  if (!answer.isOK && !beginsWith(answer.text, "[EXPUNGEISSUED]")) throw failure(answer.text);
+  return answer;
+}
+
+std::vector<IMAPResponse> IMAPClient::run(const IMAPCommand& command) {
+  IMAPAnswer answer = answerTo(command);
+  if (!answer.isOK) throw failure(answer.text);
   return std::move(answer.untagged);
 }
 
@@ -135,8 +139,10 @@ std::vector<IMAPMessage> IMAPClient::fetch(const std::vector<std::uint32_t>& uid
 }
 
 std::vector<IMAPMessage> IMAPClient::fetch(const IMAPCommand& command) {
-  auto responses = run(command);
-  return dialogue_.guarded([&] { return imap::messages(std::move(responses), dialogue_.limits()); });
+  IMAPAnswer answer = answerTo(command);
+  // What is no more there is left out of the answer (RFC 5530, 3). Where something is to be done, this no is one.
+  if (!answer.isOK && !beginsWith(answer.text, "[EXPUNGEISSUED]")) throw failure(answer.text);
+  return dialogue_.guarded([&] { return imap::messages(std::move(answer.untagged), dialogue_.limits()); });
 }
 
 void IMAPClient::setFlag(const std::string& flag, bool on, const std::vector<std::uint32_t>& uids) {

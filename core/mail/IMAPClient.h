@@ -91,7 +91,8 @@ class IMAPClient {
   void upgrade();
   void login(std::string_view username, std::string_view password);
   IMAPCommand command(std::string_view text) { return dialogue_.command(text); }
-  std::vector<IMAPResponse> run(const IMAPCommand& command);
+  IMAPAnswer answerTo(const IMAPCommand& command);
+  std::vector<IMAPResponse> run(const IMAPCommand& command);  // throws the server's no
   void remove(const std::string& uidSet);
   std::vector<IMAPMessage> fetch(const std::vector<std::uint32_t>& uids, std::string_view items);
   std::vector<IMAPMessage> fetch(const IMAPCommand& command);

@@ -17,11 +17,17 @@ namespace {
 using Kind = MailChange::Kind;
 using UIDs = std::vector<std::uint32_t>;
 
+// Where a change's message is.
+struct Whereabouts {
+  std::uint32_t uid = 0;                  // 0 when it isn't there
+  std::optional<MailError> refusal = {};  // the server wouldn't say
+};
+
 // A change in the queue.
 struct Queued {
   std::int64_t place = 0;
   MailChange change = {};
-  std::uint32_t uid = 0;  // of its message, once that is found
+  Whereabouts message = {};
 };
 
 // What is one command: a flag that is set or taken off, or a folder that is moved to.
@@ -63,8 +69,13 @@ class ChangeSender {
     sendFlags(changes, Kind::read, "\\Seen");
     sendFlags(changes, Kind::flagged, "\\Flagged");
     sendMoves(changes);
-    for (const Queued& each : changes)
-      if (each.uid == 0) finish(each);
+    for (const Queued& each : changes) {
+      if (each.message.refusal) {
+        refuse(each, *each.message.refusal);
+      } else if (each.message.uid == 0) {
+        finish(each);
+      }
+    }
   }
 
   std::set<std::string> takeTargets() { return std::move(targets_); }
@@ -76,44 +87,57 @@ class ChangeSender {
     for (const Queued& each : changes)
       if (each.change.uid) uids.push_back(*each.change.uid);
     std::map<std::uint32_t, std::string> ids;
-    for (const IMAPMessage& message : session_.client.messageIDs(uids))
-      if (message.body) ids[message.uid] = MIME::parse(*message.body).messageID;
-    std::map<std::string, std::uint32_t> found;  // by their Message-ID
+    for (const IMAPMessage& message : session_.client.messageIDs(uids)) ids[message.uid] = idOf(message);
+    std::map<std::string, Whereabouts> found;  // by their Message-ID
     for (Queued& each : changes) {
       const std::string& id = each.change.messageID;
       const auto there = each.change.uid ? ids.find(*each.change.uid) : ids.end();
-      if (there != ids.end() && mailRows::StorableText(there->second).text() == id) {
-        each.uid = there->first;
+      if (there != ids.end() && there->second == id) {
+        each.message.uid = there->first;
       } else if (!id.empty()) {
-        const auto known = found.find(id);
-        each.uid = known != found.end() ? known->second : (found[id] = lastOf(id));
+        const auto [place, isNew] = found.try_emplace(id);
+        if (isNew) place->second = lastOf(id);
+        each.message = place->second;
       }
     }
   }
 
-  // 0 when there is none.
-  std::uint32_t lastOf(const std::string& messageID) {
+  // As the store has it.
+  static std::string idOf(const IMAPMessage& message) {
+    const std::string id = message.body ? MIME::parse(*message.body).messageID : "";
+    return mailRows::StorableText(id).text();
+  }
+
+  // Those of the selected folder with that Message-ID. The server's search finds ids, too, that only contain it.
+  UIDs withID(const std::string& id) {
     UIDs uids;
-    refusalOf(session_.client, [&] { uids = session_.client.uids(messageID); });
-    return uids.empty() ? 0 : *std::ranges::max_element(uids);
+    for (const IMAPMessage& message : session_.client.messageIDs(session_.client.uids(id)))
+      if (idOf(message) == id) uids.push_back(message.uid);
+    return uids;
+  }
+
+  Whereabouts lastOf(const std::string& id) {
+    UIDs uids;
+    const auto refusal = refusalOf(session_.client, [&] { uids = withID(id); });
+    return {uids.empty() ? 0 : *std::ranges::max_element(uids), refusal};
   }
 
   // Of several changes to a message the last one counts.
   void sendFlags(const std::vector<Queued>& changes, Kind kind, const std::string& flag) {
     std::map<std::uint32_t, bool> isOn;
     for (const Queued& each : changes)
-      if (each.change.kind == kind && each.uid != 0) isOn[each.uid] = each.change.isOn;
+      if (each.change.kind == kind && each.message.uid != 0) isOn[each.message.uid] = each.change.isOn;
     std::map<Command, std::vector<Queued>> commands;
     for (const Queued& each : changes)
-      if (each.change.kind == kind && each.uid != 0)
-        commands[{.flag = flag, .isOn = isOn.at(each.uid)}].push_back(each);
+      if (each.change.kind == kind && each.message.uid != 0)
+        commands[{.flag = flag, .isOn = isOn.at(each.message.uid)}].push_back(each);
     for (const auto& [command, together] : commands) run(command, together);
   }
 
   void sendMoves(const std::vector<Queued>& changes) {
     std::map<Command, std::vector<Queued>> commands;
     for (const Queued& each : changes) {
-      if (each.change.kind != Kind::move || each.uid == 0) continue;
+      if (each.change.kind != Kind::move || each.message.uid == 0) continue;
       const auto target = targetOf(each.change);
       if (!target) {
         refuse(each, MailError::noFolder());
@@ -151,7 +175,7 @@ class ChangeSender {
 
   void request(const Command& command, const std::vector<Queued>& changes) {
     UIDs uids;
-    for (const Queued& each : changes) uids.push_back(each.uid);
+    for (const Queued& each : changes) uids.push_back(each.message.uid);
     if (!command.flag.empty()) return session_.client.setFlag(command.flag, command.isOn, uids);
     if (!session_.client.capabilities().contains("MOVE")) removeCopied(uids, changes, command.target);
     session_.client.move(uids, command.target);
@@ -169,7 +193,7 @@ class ChangeSender {
       const auto stored = session_.store.storedUIDs(session_.accountID, target);
       const auto isNew = [&](std::uint32_t uid) { return !stored.contains(uid); };
       for (const Queued& each : changes)
-        if (std::ranges::any_of(client.uids(each.change.messageID), isNew)) copied.push_back(each.uid);
+        if (std::ranges::any_of(withID(each.change.messageID), isNew)) copied.push_back(each.message.uid);
     }
     client.select(changes.front().change.folder);
     client.remove(copied);

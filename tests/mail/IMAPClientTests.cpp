@@ -316,6 +316,19 @@ TEST(IMAPClient, MovesByCopyingWhereTheServerKnowsNoBetter) {
   Session refusing(std::string(greeting) + "C: V3 UID MOVE 1 \"b\"\nS: V3 NO");
   refusing.start();
   EXPECT_EQ(mailFailure([&] { refusing.client.move({1}, "b"); }), "The mail server refused: it gives no reason.");
+
+  // What wasn't copied is never removed; where something is only read, the rest is there.
+  Session gone(
+      "S: * OK\nC: V1 LOGIN \"ana\" \"secret\"\nS: V1 OK\nC: V2 CAPABILITY\nS: * CAPABILITY X\nS: V2 OK\n"
+      "C: V3 UID COPY 1:2 \"b\"\nS: V3 NO [EXPUNGEISSUED] None copied\n"
+      "C: V4 UID FETCH 1:2 (UID FLAGS)\nS: * 1 FETCH (UID 2 FLAGS ())\nS: V4 NO [EXPUNGEISSUED] Some are gone");
+  gone.start();
+  EXPECT_EQ(mailFailure([&] {
+              gone.client.move({1, 2}, "b");
+            }),
+            "The mail server refused: [EXPUNGEISSUED] None copied");
+  EXPECT_EQ(gone.client.flags({1, 2}).size(), 1u);
+  EXPECT_THAT(gone.server->steps, testing::IsEmpty());
 }
 
 TEST(IMAPClient, WaitsForChangesWithIdleOrWithout) {
