@@ -29,8 +29,8 @@ class LinkIndex {
   };
   Destination destination(std::string_view target) const;
 
-  // The first note of a note's file name. Its backlinks are the links of other notes for which that of the one that is
-  // `named` is the same.
+  // The first note of a note's file name. Notes for which it is the same have the same backlinks: a link counts for all
+  // that are named like the one that it has `named`.
   std::size_t firstNamedLike(std::size_t note) const { return firsts_[note]; }
 
  private:

@@ -116,7 +116,8 @@ void tieToParent(const Launch& launch) {
 // The groups of the programs that end with this process, where a signal handler gets at them; 0 is a free place. Of a
 // program beyond these, only the program itself is ended.
 constinit std::array<std::atomic<pid_t>, 64> groups = {};
-static_assert(std::atomic<pid_t>::is_always_lock_free);
+constinit std::atomic<bool> isEnding = false;  // this process, by a signal
+static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 void replaceGroup(pid_t group, pid_t by) {
   for (auto& place : groups)
@@ -148,7 +149,8 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
   if (child < 0) throw FileError("start", request.executable, errno);
   if (child == 0) become(launch);
   if (request.endsWithUs) replaceGroup(0, child);
-  [[maybe_unused]] const ssize_t started = ::write(start.writing.get(), "", 1);
+  if (!isEnding) [[maybe_unused]]
+    const ssize_t started = ::write(start.writing.get(), "", 1);
 
   failure.writing.reset();  // the other one closes as the program starts
   int reason = 0;
@@ -162,8 +164,12 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
 
 // Runs once: the signal that is raised here ends this process.
 void endPrograms(int signal) {
-  for (const auto& place : groups)
-    if (const pid_t group = place; group > 0) ::kill(-group, SIGTERM);
+  isEnding = true;
+  for (const auto& place : groups) {
+    const pid_t group = place;
+    if (group > 0) ::kill(-group, SIGTERM);
+    if (group > 0) ::kill(group, SIGTERM);  // one that was forked just now has no group of its own yet
+  }
   ::raise(signal);
 }
 

@@ -84,6 +84,8 @@ TEST(ContextHealth, TellsStaleEmptyAndIsolatedNotes) {
   EXPECT_THAT(found(vault, Kind::empty), ElementsAre("Areas/area.md: It has no text."));
   EXPECT_THAT(found(vault, Kind::isolated),
               ElementsAre("Resources/alone.md: No links, no tags, and no note links to it."));
+  const MadeVault namesakes = {{"Areas/a/PLAN.md", "x"}, {"Areas/a/z.md", "[[Plan]]"}, {"Resources/Plan.md", "x"}};
+  EXPECT_THAT(found(namesakes, Kind::isolated), IsEmpty());
   EXPECT_THAT(found(vault, Kind::stale, distantPast), IsEmpty()) << "a clock that was set back";
   EXPECT_EQ(found(vault, Kind::stale, Timestamp::max()).size(), 5u);
   EXPECT_THAT(ContextHealth::check({}, test::noon), IsEmpty());
