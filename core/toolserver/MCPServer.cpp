@@ -101,6 +101,19 @@ std::string rulesOf(const Vault& vault) {
 }
 
 // The note still holds what it held when the change was proposed, and can still be read.
+// A change without what was given under a wrong name would not be the one that was meant.
+void requireKnown(const Tool& tool, const Json::Object& arguments) {
+  constexpr std::size_t shownCharacters = 60;
+  for (const auto& [name, value] : arguments) {
+    if (std::ranges::find(tool.parameters, name, &Parameter::name) != tool.parameters.end()) continue;
+    std::vector<std::string> known;
+    for (const Parameter& parameter : tool.parameters) known.emplace_back(parameter.name);
+    throw ToolError(fmt::format("{} has no argument {}. It takes {}.", tool.name,
+                                toolResult::shortened(name, shownCharacters),
+                                known.empty() ? "none" : text::join(known, ", ")));
+  }
+}
+
 void requireUnchanged(const Proposal& proposal, const Vault& vault) {
   if (!proposal.before || !proposal.notePath) return;
   try {
@@ -204,6 +217,7 @@ std::string MCPServer::run(std::string_view name, const Json::Object& arguments,
   ToolContext& context = *kept;
   const Tool& tool = *toolCatalog::find(name);
   if (const Reading* read = std::get_if<Reading>(&tool.handler)) return (*read)(context, given);
+  requireKnown(tool, arguments);
   const PlannedChange change = std::get<Change>(tool.handler)(context, given);
   const bool waits = !approved && !change.changesNothing && tool.waits(context.access().approval);
   if (waits) return propose(tool, context, given, change);

@@ -66,6 +66,8 @@ constexpr Refused refusals[] = {
     {"create_note", R"({"title":"???"})", badName},
     {"create_note", R"({"title":".hidden"})", badName},
     {"create_note", R"({"title":"A","folder":"Inbox/../Projects"})", unknownFolder},
+    {"create_note", R"({"title":"A","text":"b"})",
+     "create_note has no argument text. It takes title, body, tags, folder."},
     {"create_note", R"({"title":"A","tags":"work"})", "The argument tags must be a list of strings."},
     {"create_note", R"({"title":"A","tags":["work",7]})", "The argument tags must be a list of strings."},
     {"create_collection", R"({"name":"A"})", "A name and a kind of project, area or topic are required."},
@@ -111,6 +113,7 @@ constexpr Refused refusals[] = {
     {"update_task", R"({"task":"#","status":"done"})", unknownTask},
     {"update_task", R"({"task":"Inbox/Tasks.md#1","status":"open"})", "Status must be todo, doing or done."},
     {"update_task", R"({"task":"Inbox/Tasks.md#1","start":"9:00"})", "Start times must be written as HH:MM."},
+    {"update_task", R"({"task":"Inbox/Tasks.md#1","due":"","start":"09:00"})", "A start time needs a due day."},
     {"update_task", R"({"task":"Inbox/Tasks.md#1","reminder":"25:00"})", "Reminders must be written as HH:MM."},
     {"update_task", R"({"task":"Inbox/Tasks.md#1","text":""})", "The task's text is required."},
     {"update_task", R"({"task":"Inbox/Tasks.md#1"})",
@@ -235,6 +238,10 @@ TEST_F(ChangingTools, TellWhichLinksLeadNowhereAfterwards) {
   };
   EXPECT_EQ(lost("rename_note", R"({"note":"Projects/Boat/Hull.md","title":"Body"})"),
             R"([{"link":"HULL","note":"Areas/Keel.md"},{"link":"Hull","note":"Projects/Boat/Sails.md"}])");
+  EXPECT_EQ(lost("move_note", R"({"note":"Projects/Boat/Sails.md","folder":"Inbox"})"),
+            R"([{"link":"Projects/Boat/Sails","note":"Areas/Sea.md"},)"
+            R"({"link":"Projects/Boat/Sails","note":"Projects/Boat/Body.md"}])");
+  vault.text("move_note", R"({"note":"Inbox/Sails.md","folder":"Projects/Boat"})");
   EXPECT_EQ(lost("move_folder", R"({"folder":"Projects/Boat","parent":"Archive"})"),
             R"([{"link":"Projects/Boat/Sails","note":"Archive/Boat/Body.md"},)"
             R"({"link":"Projects/Boat/Sails","note":"Areas/Sea.md"}])");
@@ -268,6 +275,8 @@ TEST_F(ChangingTools, ListAndChangeTasks) {
             "- [ ] Call Ana #status/doing #due/2026-11-05 #remind/09:00 #prio/high #dur/20 #at/09:30");
   EXPECT_EQ(update(R"("due":"","priority":"","text":"Call #ana","status":"done")"),
             "- [x] Call #ana #remind/09:00 #dur/20");
+  EXPECT_EQ(vault.failure("update_task", R"({"task":"Inbox/Tasks.md#1","start":"09:00"})"),
+            "A start time needs a due day.");
   EXPECT_EQ(path("add_task_note", R"({"task":"Inbox/Tasks.md#1"})"), "Inbox/Call ana.md");
   EXPECT_EQ(update(R"("reminder":"")"), "- [x] [[Call ana|Call #ana]] #dur/20");
   vault.text("remove_task", R"({"task":"Inbox/Tasks.md#1"})");

@@ -56,6 +56,7 @@ TEST_F(EmailNotes, HoldWhatFindsTheEmailAgain) {
   const std::size_t before = notes();
   const std::pair<const char*, const char*> refusals[] = {
       {R"({"subject":"x"})", "The email's id is required."},
+      {R"({"id":5})", "The email's id is required."},
       {R"({"id":"9","date":"2026-11-20","subject":" \u200b"})",
        "Give the email's subject, sender, snippet or link, to find it again by."},
       {R"({"id":"9","date":"20.11.2026"})", "Dates must be written as YYYY-MM-DD."},

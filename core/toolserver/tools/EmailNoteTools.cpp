@@ -101,7 +101,7 @@ std::string textOf(std::string_view subject, std::string_view sender, std::strin
   return paragraphs.empty() ? "" : text::join(paragraphs, "\n\n") + "\n";
 }
 
-EmailNote noteOf(const ToolArguments& arguments) {
+EmailNote noteOf(const std::string& id, const ToolArguments& arguments) {
   constexpr std::size_t lineCharacters = 200;
   constexpr std::size_t snippetCharacters = 280;
   constexpr const char* badDay = "Dates must be written as YYYY-MM-DD.";
@@ -115,7 +115,7 @@ EmailNote noteOf(const ToolArguments& arguments) {
   if (!link.empty() && !isWebAddress(link)) throw ToolError("The link must be an https address.");
   if (subject.empty() && sender.empty() && snippet.empty() && link.empty())
     throw ToolError("Give the email's subject, sender, snippet or link, to find it again by.");
-  EmailNote email{.id = arguments.text("id", "The email's id is required."), .title = titleOf(subject, snippet)};
+  EmailNote email{.id = id, .title = titleOf(subject, snippet)};
   email.text = textOf(email.title == subject ? "" : subject, sender, day, snippet, link);
   return email;
 }
@@ -123,8 +123,8 @@ EmailNote noteOf(const ToolArguments& arguments) {
 // ---- add_email
 
 // A note that was only about to be made counts when it is there.
-std::optional<AddedEmail> addedBefore(const ToolContext& context, const EmailNote& email) {
-  auto added = AddedEmails(context.directory()).find(email.id, context.vault());
+std::optional<AddedEmail> addedBefore(const ToolContext& context, const std::string& id) {
+  auto added = AddedEmails(context.directory()).find(id, context.vault());
   if (added && added->isPending && !context.vault().exists(added->note)) return std::nullopt;
   return added;
 }
@@ -156,19 +156,21 @@ AddedEmail make(ToolContext& context, const EmailNote& email, const std::string&
 // whether the note was made. Only once that is written down, too, has a note that is missing been moved or deleted.
 std::string add(ToolContext& context, const EmailNote& email, const std::string& folder) {
   const FileLock alone(context.directory());
-  const auto before = addedBefore(context, email);
+  const auto before = addedBefore(context, email.id);
   AddedEmail added = before ? *before : make(context, email, folder);
   if (std::exchange(added.isPending, false)) AddedEmails(context.directory()).append(added);
   return before ? sayAddedBefore(context, added) : toolResult::pathResult(added.note);
 }
 
 PlannedChange addEmail(ToolContext& context, const ToolArguments& arguments) {
-  const EmailNote email = noteOf(arguments);
+  const std::string id = arguments.text("id", "The email's id is required.");
+  const bool isThere = addedBefore(context, id).has_value();  // then nothing but its id is needed
+  const EmailNote email = isThere ? EmailNote{.id = id} : noteOf(id, arguments);
   const std::string folder = inboxFolder(context.vault());
   PlannedChange change{.title = fmt::format("Put the email {} in {}", toolResult::quoted(email.title), folder),
                        .destination = folder};
   change.after = email.text;
-  change.changesNothing = addedBefore(context, email).has_value();
+  change.changesNothing = isThere;
   change.carryOut = [&context, email, folder] { return add(context, email, folder); };
   return change;
 }

@@ -159,8 +159,9 @@ Json factsOf(const MailDetail& mail, const MailNames& names) {
 // The mail stands between two lines with a mark that was made for this answer: whoever wrote it can't know it, and so
 // can't pretend that the mail ends and something else begins.
 std::string readEmail(ToolContext& context, const ToolArguments& arguments) {
+  const std::string id = arguments.text("id", connectedMail::idMissing);
   const auto store = connectedMail::store(context);
-  const MailDetail mail = connectedMail::mail(*store, arguments.text("id", connectedMail::idMissing));
+  const MailDetail mail = connectedMail::mail(*store, id);
   const MIME::VisibleText body = MIME::visibleBody(mail.text, mail.html);
   const auto parts = toolResult::parts(body.text, bodyUnits);
   const std::size_t part = arguments.part();

@@ -57,7 +57,10 @@ PlannedChange moveNote(ToolContext& context, const ToolArguments& arguments) {
       context.folder(arguments, "folder", "That folder doesn't exist. Use list_folders to see the options.");
   PlannedChange change = planMove(context, note, fmt::format("Move {} to {}", quoted(note->title), folder),
                                   joinPath(folder, lastComponent(note->id)));
-  change.carryOut = [&context, note, folder] { return pathResult(context.changes().moveNote(*note, folder)); };
+  change.carryOut = [&context, note, folder] {
+    const LinkWatch links(context.vault(), note->id);
+    return movedResult(context.changes().moveNote(*note, folder), links);
+  };
   return change;
 }
 
@@ -188,6 +191,7 @@ PlannedChange renameTag(ToolContext& context, const ToolArguments& arguments) {
   PlannedChange change;
   change.title = fmt::format("Rename the tag {} to {} in {} {}", quoted("#" + tag), quoted("#" + newTag), count,
                              count == 1 ? "note" : "notes");
+  change.changesNothing = count == 0;
   change.carryOut = [&context, tag, newTag, tagged = std::move(tagged)] {
     Json result;
     result["tag"] = toolResult::shortened(newTag, 200);

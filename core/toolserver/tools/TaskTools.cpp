@@ -155,10 +155,8 @@ TaskEdit editOf(const TaskItem& task, const ToolArguments& arguments) {
   setText(edit.reminder, arguments, "reminder", isTime, badReminder);
   if (const auto minutes = durationOf(arguments)) edit.duration = minutes;
   setText(edit.start, arguments, "start", isTime, badStart);
-  if (!edit.due && task.due) {
-    if (arguments.optionalText("start")) throw ToolError("A start time needs a due day.");
-    edit.start.reset();
-  }
+  if (!edit.due && arguments.optionalText("start")) throw ToolError("A start time needs a due day.");
+  if (!edit.due && arguments.has("due")) edit.start.reset();
   if (const auto text = arguments.given("text", textMissing)) {
     if (TaskLine::parseText(*text).text.empty()) throw ToolError(textMissing);
     edit.text = *text;
