@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "app/CurrentVault.h"
 #include "app/ToolServer.h"
 #include "core/platform/ChildProcess.h"
 #include "core/platform/Environment.h"
@@ -42,6 +43,15 @@ bool isSame(const ToolServerEntry& one, const ToolServerEntry& other) {
 }
 
 }  // namespace
+
+bool isAllowed(AssistantProvider provider) {
+  const AIAccess access = currentAccess();
+  return provider == AssistantProvider::claude ? access.allowsClaude : access.allowsCodex;
+}
+
+std::string turnedOff(AssistantProvider provider) {
+  return fmt::format("{0} is turned off. Turn it on with vesk access on allows{0}.", program(provider).name);
+}
 
 std::span<const AssistantClient> assistantClients() {
   static constexpr AssistantClient clients[] = {

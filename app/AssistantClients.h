@@ -21,6 +21,10 @@ struct AssistantClient {
 
 std::span<const AssistantClient> assistantClients();
 
+// Whether the user lets it connect, and what to say when not.
+bool isAllowed(AssistantProvider provider);
+std::string turnedOff(AssistantProvider provider);
+
 // How a client stands to this Vesk.
 struct Connection {
   enum class State {

@@ -9,9 +9,11 @@
 #include <fmt/format.h>
 
 #include "app/AnswerText.h"
+#include "app/AssistantClients.h"
 #include "app/CurrentVault.h"
 #include "app/Terminal.h"
 #include "app/ToolServer.h"
+#include "app/WaitingLine.h"
 #include "core/assistant/AssistantRunner.h"
 #include "core/assistant/SavedChat.h"
 #include "core/base/Error.h"
@@ -28,9 +30,9 @@ namespace fs = std::filesystem;
 // ---- Whom to ask
 
 AssistantStatus statusOf(AssistantProvider provider) {
-  const AIAccess access = currentAccess();
-  const bool isAllowed = provider == AssistantProvider::claude ? access.allowsClaude : access.allowsCodex;
-  return isAllowed ? AssistantRunner::status(provider, ownEnvironment()) : AssistantStatus::turnedOff;
+  if (!isAllowed(provider)) return AssistantStatus::turnedOff;
+  const WaitingLine waiting(fmt::format("Asking {} …", nameOf(provider)));
+  return AssistantRunner::status(provider, ownEnvironment());
 }
 
 // What is in the way, and what to do.
@@ -41,8 +43,7 @@ std::string advice(AssistantProvider provider, AssistantStatus status) {
       return fmt::format("{} isn't installed: there is no command {}. Install it, then sign in with {}.", it.name,
                          it.command, it.loginCommand);
     case AssistantStatus::notSignedIn: return fmt::format("{} isn't signed in. Run {}.", it.name, it.loginCommand);
-    case AssistantStatus::turnedOff:
-      return fmt::format("{0} is turned off. Turn it on with vesk access on allows{0}.", it.name);
+    case AssistantStatus::turnedOff: return turnedOff(provider);
     default: return fmt::format("{0} doesn't answer. See whether {1} runs in a terminal.", it.name, it.command);
   }
 }
@@ -52,7 +53,7 @@ std::string advice(AssistantProvider provider, AssistantStatus status) {
 // What a program wrote to its standard error may be nothing but empty lines.
 std::string sentenceOf(const AssistantEvent& failure, AssistantProvider provider) {
   const std::string_view sentence = text::trimWhitespace(failure.text);
-  return sentence.empty() ? fmt::format("{} stopped with an error.", nameOf(provider)) : std::string(sentence);
+  return sentence.empty() ? fmt::format("{} exited with an error.", nameOf(provider)) : std::string(sentence);
 }
 
 void take(const AssistantEvent& event, AssistantProvider provider, AssistantAnswer& answer) {

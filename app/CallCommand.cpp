@@ -76,6 +76,14 @@ std::string membersText(const std::vector<Parameter>& members) {
   return fmt::format("A list of objects with {}.", text::join(texts, ", "));
 }
 
+// What a call can't do without: " --note TEXT".
+std::string requiredText(const Tool& tool) {
+  std::string text;
+  for (const Parameter& parameter : tool.parameters)
+    if (parameter.required) text += fmt::format(" --{} {}", parameter.name, valueName(parameter));
+  return text;
+}
+
 void describe(const Tool& tool) {
   constexpr std::size_t indent = 6;
   const Terminal terminal = Terminal::ofStandardOutput();
@@ -86,6 +94,7 @@ void describe(const Tool& tool) {
     if (!parameter.description.empty()) print("{}\n", wrapped(parameter.description, indent, terminal));
     if (!parameter.members.empty()) print("{}\n", wrapped(membersText(parameter.members), indent, terminal));
   }
+  print("\nExamples:\n  vesk call {}{}\n", tool.name, requiredText(tool));
 }
 
 // ---- Arguments

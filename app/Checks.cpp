@@ -165,11 +165,6 @@ Finding checkAccess(Time) {
 
 // ---- The assistants
 
-bool isAllowed(AssistantProvider provider) {
-  const AIAccess access = currentAccess();
-  return provider == AssistantProvider::claude ? access.allowsClaude : access.allowsCodex;
-}
-
 // Of a client that works.
 Finding findingOn(const AssistantClient& client, const Connection& connection, std::string_view isReady) {
   const std::string connecting = sentence("vesk connect {}", client.id);

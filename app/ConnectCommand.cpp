@@ -20,6 +20,7 @@
 #include "app/Table.h"
 #include "app/Terminal.h"
 #include "app/ToolServer.h"
+#include "app/WaitingLine.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
 
@@ -127,6 +128,7 @@ void show(bool asJson) {
 // hand.
 Connection connectUnlessMade(const AssistantClient& client) {
   try {
+    const WaitingLine waiting(fmt::format("Connecting {} …", client.name));
     Connection before = connectionOf(client);
     const bool isThere = before.state != State::notInstalled || !client.provider;
     if (isThere && before.state != State::made) connect(client);
@@ -137,8 +139,13 @@ Connection connectUnlessMade(const AssistantClient& client) {
   }
 }
 
+Connection awaitedConnection(const AssistantClient& client) {
+  const WaitingLine waiting(fmt::format("Asking {} …", client.name));
+  return connectionOf(client);
+}
+
 void requireConnection(const AssistantClient& client) {
-  const Connection now = connectionOf(client);
+  const Connection now = awaitedConnection(client);
   if (now.state == State::made) return;
   if (now.state == State::unreachable)
     throw Error(fmt::format("{} was told of Vesk, but got no answer from {}. vesk doctor says more.", client.name,
@@ -148,6 +155,7 @@ void requireConnection(const AssistantClient& client) {
 }
 
 void connectTo(const AssistantClient& client) {
+  if (client.provider && !isAllowed(*client.provider)) throw Error(turnedOff(*client.provider));
   requireToolServer();
   const Connection before = connectUnlessMade(client);
   if (before.state == State::made) return print("{} is connected already.\n", client.name);
@@ -164,7 +172,7 @@ void connectTo(const AssistantClient& client) {
 
 void disconnectFrom(const AssistantClient& client) {
   try {
-    const State before = connectionOf(client).state;
+    const State before = awaitedConnection(client).state;
     if (before == State::none || before == State::notInstalled) return print("{} isn't connected.\n", client.name);
     disconnect(client);
   } catch (const Error&) {

@@ -20,6 +20,7 @@
 #include "app/Checks.h"
 #include "app/Commands.h"
 #include "app/Terminal.h"
+#include "app/WaitingLine.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
 #include "core/base/Text.h"
@@ -77,25 +78,6 @@ class RunningCheck {
   std::thread thread_;
 };
 
-// A line that says what is waited for, as long as that takes.
-class WaitingLine {
- public:
-  explicit WaitingLine(const Terminal& terminal) : width_(terminal.width) {}
-
-  void show(const std::vector<std::string>& subjects) {
-    if (!width_) return;
-    const std::string line = fmt::format("Checking {} …", text::join(subjects, ", "));
-    print("\r\x1b[K{}", shortened(line, *width_ - 1));
-    flush();
-  }
-  void clear() {
-    if (width_) print("\r\x1b[K");
-  }
-
- private:
-  std::optional<std::size_t> width_;
-};
-
 std::vector<std::string> waitedFor(const std::vector<RunningCheck>& checks, std::size_t first) {
   std::vector<std::string> subjects;
   for (std::size_t i = first; i < checks.size(); ++i)
@@ -104,18 +86,17 @@ std::vector<std::string> waitedFor(const std::vector<RunningCheck>& checks, std:
 }
 
 // Waits for one of the checks, and says meanwhile which ones aren't done.
-void await(const std::vector<RunningCheck>& checks, std::size_t index, const Terminal& terminal) {
+void await(const std::vector<RunningCheck>& checks, std::size_t index) {
   constexpr std::chrono::milliseconds pause{100};
-  WaitingLine line(terminal);
+  WaitingLine line;
   std::vector<std::string> shown;
   const RunningCheck& check = checks[index];
   while (!check.isDone(std::min(Clock::now() + pause, check.deadline())) && Clock::now() < check.deadline()) {
     std::vector<std::string> subjects = waitedFor(checks, index);
     if (subjects == shown) continue;
-    line.show(subjects);
+    line.show(fmt::format("Checking {} …", text::join(subjects, ", ")));
     shown = std::move(subjects);
   }
-  if (!shown.empty()) line.clear();
 }
 
 Style styleOf(Verdict verdict) {
@@ -158,7 +139,7 @@ void doctor(std::chrono::seconds time, bool asJson) {
   bool isHanging = false;
   Json::Array findings;
   for (std::size_t i = 0; i < checks.size(); ++i) {
-    await(checks, i, terminal);
+    await(checks, i);
     isHanging = isHanging || !checks[i].isDone();
     const Finding finding = checks[i].finding();
     if (finding.verdict == Verdict::attention) ++needingAttention;

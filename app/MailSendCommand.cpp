@@ -14,6 +14,7 @@
 #include "app/Question.h"
 #include "app/ShortID.h"
 #include "app/Terminal.h"
+#include "app/WaitingLine.h"
 #include "core/base/Calendar.h"
 #include "core/base/Error.h"
 #include "core/mail/MailOutbox.h"
@@ -79,7 +80,11 @@ void send(const Options& options) {
   const MailAccount sender = accountWithID(*store, draft.accountID);
   requireSendable(draft, sender);
   if (!isToBeSent(draft, sender, options.yes)) return print("It stays a draft.\n");
-  tell(outbox.send(draft, std::chrono::system_clock::now(), Calendar::ofSystem()), draft);
+  const auto sent = [&] {
+    const WaitingLine waiting("Sending …");
+    return outbox.send(draft, std::chrono::system_clock::now(), Calendar::ofSystem());
+  }();
+  tell(sent, draft);
 }
 
 }  // namespace

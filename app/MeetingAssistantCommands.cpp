@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "app/AssistantClients.h"
 #include "app/AssistantTurn.h"
 #include "app/CurrentVault.h"
 #include "app/Interrupts.h"
@@ -118,8 +119,9 @@ void brief(const Words& words, std::optional<AssistantProvider> provider) {
 // The conversation goes on from one question to the next as long as the meeting lasts.
 MeetingSession sessionFor(const LiveMeeting& meeting, std::optional<AssistantProvider> provider) {
   const auto kept = MeetingSession::load(meeting);
-  if (kept && (!provider || provider == kept->provider)) return *kept;
-  return {.provider = readyAssistant(provider)};
+  if (!kept || (provider && provider != kept->provider)) return {.provider = readyAssistant(provider)};
+  if (!isAllowed(kept->provider)) throw Error(turnedOff(kept->provider));
+  return *kept;
 }
 
 void ask(const Words& words, std::optional<AssistantProvider> provider) {

@@ -179,6 +179,7 @@ void stop(const StopOptions& options) {
   }
   const std::string path = saveTranscript(vault, meeting, folder);
   print("Saved {}, {}.\n  {}\n", shownTitle(meeting.title), counted(meeting.lines.size(), "line"), safe(path));
+  if (Terminal::ofStandardOutput().width) print("For a summary of it: vesk meeting summary\n");
   clear(directory);
 }
 

@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "app/AnswerText.h"
+#include "app/AssistantClients.h"
 #include "app/AssistantTurn.h"
 #include "app/Interrupts.h"
 #include "app/MeetingRows.h"
@@ -147,6 +148,7 @@ class MeetingWatch {
     if (turn_) return;
     if (turns_.empty() && isLookDue()) turns_.emplace_back();
     if (turns_.empty()) return;
+    if (!isAllowed(session_.provider)) throw Error(turnedOff(session_.provider));
     const Turn turn = std::move(turns_.front());
     turns_.pop_front();
     toldUntil_ = turn.mode == AssistantMode::meeting ? lastLine(meeting()) : session_.seenLine;

@@ -20,6 +20,7 @@
 #include "app/Question.h"
 #include "app/Table.h"
 #include "app/Terminal.h"
+#include "app/WaitingLine.h"
 #include "core/base/Calendar.h"
 #include "core/base/Error.h"
 #include "core/base/Json.h"
@@ -130,7 +131,10 @@ void requireRelated(const GitSync& sync, const std::string& address) {
 }
 
 void run(const GitSync& sync, std::string_view remote, bool allowUnrelated = false) {
-  const std::size_t committed = sync.sync(allowUnrelated).committed;
+  const std::size_t committed = [&] {
+    const WaitingLine waiting(fmt::format("Syncing with {} …", remote));
+    return sync.sync(allowUnrelated).committed;
+  }();
   print("Synced with {}: {} committed.\n", safe(remote),
         committed == 0 ? "nothing was" : counted(committed, "changed file"));
 }

@@ -25,17 +25,18 @@ constexpr std::size_t longestText = 8 << 10;  // of what an error shows
 constexpr std::array<std::string_view, 5> withheld = {"ANTHROPIC_API_KEY", "ANTHROPIC_AUTH_TOKEN", "OPENAI_API_KEY",
                                                       "GPG_TTY", "SSH_ASKPASS"};
 
-// Of git's own variables, those by which the user logs in. Others may lead it to another repository.
-bool isLogin(std::string_view variable) {
-  constexpr std::array<std::string_view, 5> beginnings = {"GIT_SSH", "GIT_SSL_", "GIT_HTTP_", "GIT_PROXY_",
-                                                          "GIT_ASKPASS"};
+// Of git's own variables, those by which the user logs in, and says who they are. Others may lead it to another
+// repository.
+bool isOfUser(std::string_view variable) {
+  constexpr std::array<std::string_view, 7> beginnings = {"GIT_SSH",     "GIT_SSL_",    "GIT_HTTP_",     "GIT_PROXY_",
+                                                          "GIT_ASKPASS", "GIT_AUTHOR_", "GIT_COMMITTER_"};
   return std::ranges::any_of(beginnings, [&](std::string_view beginning) { return variable.starts_with(beginning); });
 }
 
 ProcessEnvironment gitEnvironment(std::string_view root) {
   ProcessEnvironment variables = ownEnvironment();
   std::erase_if(variables, [](const auto& variable) {
-    return (variable.first.starts_with("GIT_") && !isLogin(variable.first)) ||
+    return (variable.first.starts_with("GIT_") && !isOfUser(variable.first)) ||
            std::ranges::count(withheld, variable.first) > 0;
   });
   variables["PATH"] = "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin";

@@ -33,6 +33,9 @@ TEST(ConnectCommand, ConnectsAndDisconnectsEach) {
     EXPECT_EQ(programs.vesk({"disconnect", id}).output, name + std::string(" isn't connected.\n"));
   }
   EXPECT_EQ(programs.vesk({"connect", "emacs"}).exitStatus, 2);
+  programs.vesk({"access", "off", "allowsCodex"});
+  EXPECT_EQ(programs.vesk({"connect", "codex"}).errors,
+            "vesk: Codex is turned off. Turn it on with vesk access on allowsCodex.\n");
 }
 
 // Codex doesn't pass XDG_DATA_HOME on.

@@ -47,6 +47,11 @@ TEST_F(MeetingAssistant, AnswersInPrivateAndDoesNothingUnasked) {
   EXPECT_EQ(run({"meeting", "ask", "Well?"}).output, "I could.\n");
   EXPECT_THAT(prompt(), HasSubstr("<transcript>\n(nothing new)\n</transcript>"));
 
+  run({"access", "off", "allowsClaude"});
+  EXPECT_EQ(run({"meeting", "ask", "x"}).errors,
+            "vesk: Claude is turned off. Turn it on with vesk access on allowsClaude.\n");
+  run({"access", "on", "allowsClaude"});
+
   // A conversation that Claude has forgotten is begun anew.
   claudeAnswers("echo gone >&2; exit 1");
   EXPECT_EQ(run({"meeting", "ask", "x"}).errors, "vesk: gone\n");
