@@ -26,7 +26,7 @@ constexpr Words folderNames = {"Meetings", "Reuniões", "Reuniones"};
 
 // The beginning of a title that leaves room in a file's name for the day, the word and a number.
 std::string_view shortened(std::string_view title) {
-  constexpr std::size_t characters = 90;
+  constexpr std::size_t characters = 80;
   constexpr std::size_t bytes = 200;
   if (!text::isValidUtf8(title)) return {};
   return text::trimWhitespace(text::firstBytes(text::firstCharacters(title, characters), bytes));

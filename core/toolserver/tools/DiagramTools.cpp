@@ -177,22 +177,12 @@ void addCounts(Json& result, const Change& change) {
   add("strokes", before.strokes.size(), additions.strokes.size(), after.strokes.size());
 }
 
-// The arguments that had no effect, for an assistant that takes one thing for another.
-std::vector<std::string> ignoredArguments(const Json& set, const std::vector<Parameter>& parameters) {
-  std::vector<std::string> ignored = ignoredKeys(set);
-  for (const auto& [key, value] : *set.object()) {
-    const auto isIt = [&key = key](const Parameter& parameter) { return parameter.name == key; };
-    if (std::none_of(parameters.begin(), parameters.end(), isIt)) ignored.push_back(key);
-  }
-  return ignored;
-}
-
 // What an assistant needs to go on: the ids of what is new, where it was placed, and what was passed over.
-std::string changeResult(const std::string& path, const Change& change, const Tool& tool) {
+std::string changeResult(const std::string& path, const Change& change) {
   Json result = pathAndEmbed(path);
   addCounts(result, change);
   if (change.before == change.after) result["message"] = "Nothing in it changed.";
-  if (const auto ignored = ignoredArguments(change.set, tool.parameters); !ignored.empty()) {
+  if (const auto ignored = ignoredKeys(change.set); !ignored.empty()) {
     toolResult::addList(result, "ignored", ignored, ignoredUnits);
     result["why_ignored"] = "Not in the form that the tool's schema gives.";
   }
@@ -243,7 +233,7 @@ PlannedChange createDiagramFile(ToolContext& context, const ToolArguments& argum
   change.carryOut = [&context, title, folder, additions, text = *change.after, set = arguments.json()] {
     const std::string path = firstDiagramPath(
         title, folder, [&](const std::string& free) { return context.changes().createFile(free, title, text); });
-    return changeResult(path, {{}, Diagram::parse(text), additions, set}, createDiagramTool());
+    return changeResult(path, {{}, Diagram::parse(text), additions, set});
   };
   return change;
 }
@@ -262,7 +252,7 @@ PlannedChange updateDiagram(ToolContext& context, const ToolArguments& arguments
       if (current != read.text) throw VaultError::conflict();
       return after;
     });
-    return changeResult(file.path, {read.diagram, Diagram::parse(after), additions, set}, updateDiagramTool());
+    return changeResult(file.path, {read.diagram, Diagram::parse(after), additions, set});
   };
   return change;
 }
