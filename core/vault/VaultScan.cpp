@@ -172,7 +172,7 @@ class VaultScan {
   // Notes of one folder that are read in one go; small enough for the threads to end together.
   static constexpr std::size_t batch = 64;
   // Items from which on other threads are worth their start.
-  static constexpr std::size_t worthSharing = 64;
+  static constexpr std::size_t worthSharing = 256;
 
   void scanFolder(ScannedFolder& scanned) {
     auto opened = openIfThere(root_, scanned.path);
