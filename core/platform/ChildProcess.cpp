@@ -149,8 +149,7 @@ pid_t spawn(const ProcessRequest& request, const Fd& input, const Fd& output, co
   if (child < 0) throw FileError("start", request.executable, errno);
   if (child == 0) become(launch);
   if (request.endsWithUs) replaceGroup(0, child);
-  if (!isEnding) [[maybe_unused]]
-    const ssize_t started = ::write(start.writing.get(), "", 1);
+  [[maybe_unused]] const ssize_t started = isEnding ? 0 : ::write(start.writing.get(), "", 1);
 
   failure.writing.reset();  // the other one closes as the program starts
   int reason = 0;

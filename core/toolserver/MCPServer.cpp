@@ -100,7 +100,6 @@ std::string rulesOf(const Vault& vault) {
   }
 }
 
-// The note still holds what it held when the change was proposed, and can still be read.
 // A change without what was given under a wrong name would not be the one that was meant.
 void requireKnown(const Tool& tool, const Json::Object& arguments) {
   constexpr std::size_t shownCharacters = 60;
@@ -114,6 +113,7 @@ void requireKnown(const Tool& tool, const Json::Object& arguments) {
   }
 }
 
+// The note still holds what it held when the change was proposed, and can still be read.
 void requireUnchanged(const Proposal& proposal, const Vault& vault) {
   if (!proposal.before || !proposal.notePath) return;
   try {
